@@ -1,0 +1,26 @@
+# cmake/CompileSettings.cmake - warnings and sanitizers for all targets of the project
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# clang counts changes of sign among -Wconversion, g++ doesn't; the house rule is g++'s. At -O1 g++
+# takes a std::optional that was tested before for uninitialized; at -O2 and above it knows better.
+add_library(vellum_warnings INTERFACE)
+target_compile_options(vellum_warnings INTERFACE
+    "$<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion>"
+    $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wno-sign-conversion>
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Debug>>:-Wno-maybe-uninitialized>
+    $<$<CXX_COMPILER_ID:MSVC>:/W4>)
+if(VELLUM_WERROR)
+    target_compile_options(vellum_warnings INTERFACE
+        $<IF:$<CXX_COMPILER_ID:MSVC>,/WX,-Werror>)
+endif()
+
+if(VELLUM_SANITIZE)
+    add_compile_options(-fsanitize=${VELLUM_SANITIZE} -fno-sanitize-recover=all
+        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VELLUM_SANITIZE})
+endif()
+if(VELLUM_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,103 @@
+// examples/mimeextract.cpp - writes the decoded body of each leaf of a message to a file of its own
+//
+// A file is named by its part's number, then "-" and a safe form of the name that the message gives
+// it, if it gives one. Nothing that a message says places a file elsewhere or overwrites one.
+#include "examples/support/input.hpp"
+#include "examples/support/new_file.hpp"
+#include "examples/support/part_note.hpp"
+#include "examples/support/safe_file_name.hpp"
+
+#include <mime/vellum.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <system_error>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Extractor : public examples::PartNote {
+public:
+    Extractor(std::istream & in, fs::path directory)
+        : PartNote(in), directory_(std::move(directory)) {}
+
+    /// No file failed.
+    bool is_good() const { return is_good_; }
+
+protected:
+    std::ostream * BeginLeaf(MimeContext & context) override {
+        path_ = directory_ / FileName(context.part_number);
+        file_.emplace(path_);
+        if (file_->is_open()) return &file_->stream();
+        Complain(std::strerror(errno));
+        file_.reset();
+        return nullptr;
+    }
+
+    void EndLeaf(MimeContext &) override {
+        if (!file_) return;
+        if (file_->close()) {
+            std::cout << path_.string() << '\n';
+        } else {
+            Complain("not all of it could be written");
+        }
+        file_.reset();
+    }
+
+private:
+    std::string FileName(int part_number) const {
+        std::string const number = std::to_string(part_number);
+        std::string const name = examples::safe_file_name(Part().file_name.value_or(""));
+        return name.empty() ? number : number + '-' + name;
+    }
+
+    void Complain(char const * reason) {
+        std::cerr << "mimeextract: " << path_.string() << ": " << reason << '\n';
+        is_good_ = false;
+    }
+
+    fs::path directory_;
+    fs::path path_; // of the leaf that is being read
+    std::optional<examples::NewFile> file_;
+    bool is_good_ = true;
+};
+
+/// False, with a line on standard error for each failure, if not everything could be written.
+bool extract(std::istream & in, fs::path const & directory) {
+    std::error_code error;
+    fs::create_directories(directory, error);
+    if (error) {
+        std::cerr << "mimeextract: " << directory.string() << ": " << error.message() << '\n';
+        return false;
+    }
+    Extractor note(in, directory);
+    note.Receive();
+    return note.is_good();
+}
+
+constexpr char const * usage =
+    "usage: mimeextract FILE DIR\n"
+    "\n"
+    "Writes the decoded body of each part of the message in FILE to a new file in DIR, which is\n"
+    "made if there is none. For \"-\" it reads standard input.\n";
+
+} // namespace
+
+int main(int argc, char ** argv) {
+    std::ios::sync_with_stdio(false);
+    NLS::PlatformCodePage = examples::utf8_code_page; // file names are UTF-8, whatever the locale
+    if (argc != 3) {
+        std::cerr << usage;
+        return 2;
+    }
+    bool is_written = false;
+    bool const is_read = examples::read_input(
+        "mimeextract", argv[1], [&](std::istream & in) { is_written = extract(in, argv[2]); });
+    std::cout.flush();
+    return is_read && is_written && std::cout ? 0 : 1;
+}

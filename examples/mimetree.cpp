@@ -1,0 +1,281 @@
+// examples/mimetree.cpp - shows what a message is made of: as a tree, as JSON, or call by call
+//
+// TreeView is the client to begin with. A client derives from MimeINote and overrides what it wants
+// to hear of; here that is done by way of PartNote, which gathers what all views need of a part.
+#include "examples/support/byte_counter.hpp"
+#include "examples/support/event_view.hpp"
+#include "examples/support/input.hpp"
+#include "examples/support/json_view.hpp"
+#include "examples/support/part_note.hpp"
+#include "examples/support/utf8.hpp"
+
+#include <mime/vellum.hpp>
+
+#include <iomanip>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using examples::one_line;
+
+constexpr std::size_t longest_text = 200;
+
+/// The addresses of a message's field as text, as many of them as one line should hold.
+class AddressLine {
+public:
+    /// `address` is null where none could be read.
+    void Add(char const * body, char const * phrase, char const * address) {
+        if (address != nullptr) {
+            if (++count_ <= most_shown) Append(phrase, address);
+        } else if (body != nullptr && unread_.empty()) {
+            unread_ = body;
+        }
+    }
+
+    std::string Text() const {
+        if (count_ == 0) return unread_;
+        if (count_ <= most_shown) return text_;
+        return text_ + " and " + std::to_string(count_ - most_shown) + " more";
+    }
+
+private:
+    static constexpr int most_shown = 3;
+
+    void Append(char const * phrase, char const * address) {
+        if (!text_.empty()) text_ += ", ";
+        if (phrase == nullptr) {
+            text_ += address;
+        } else {
+            ((text_ += one_line(phrase, longest_text)) += " <") += address;
+            text_ += '>';
+        }
+    }
+
+    int count_ = 0;
+    std::string text_;
+    std::string unread_;
+};
+
+/// Prints each part as soon as all is known that is shown of it: a part with others in it in front
+/// of those, a leaf behind its body. So nothing has to be kept, however large the message is.
+class TreeView : public examples::PartNote {
+public:
+    TreeView(std::istream & in, std::ostream & out) : PartNote(in), out_(out) {}
+
+protected:
+    void BeginPart(MimeContext & context) override {
+        PartNote::BeginPart(context);
+        ++level_;
+        envelope_ = {};
+    }
+
+    // The fields of a message come between BeginHeader and EndHeader.
+    void Set_From(char const * field, char const * body, char const * phrase,
+                  char const * address) override {
+        if (field == RFC822::From) envelope_.from.Add(body, phrase, address);
+    }
+    void Set_To(char const * field, char const * body, char const * phrase,
+                char const * address) override {
+        if (field == RFC822::To) envelope_.to.Add(body, phrase, address);
+        if (field == RFC822::cc) envelope_.cc.Add(body, phrase, address);
+    }
+    void Set_Subject(char const * text) override { envelope_.subject = text; }
+    void Set_Date(char const * field, char const * body, tm const &) override {
+        if (field == RFC822::Date) envelope_.date = body;
+    }
+
+    void EndHeader(MimeContext & context) override {
+        bool const is_message = context.multipart_depth == 0;
+        if (is_message) PrintEnvelope();
+    }
+
+    void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) override {
+        PartNote::BeginBody(context, data, raw);
+        if (data == nullptr) PrintPart(context.part_number, {}); // its parts come next
+    }
+    std::ostream * BeginLeaf(MimeContext &) override {
+        counter_.reset();
+        return &counter_.stream();
+    }
+    void EndLeaf(MimeContext & context) override {
+        PrintPart(context.part_number, counter_.count());
+    }
+
+    void EndPart(MimeContext & context) override {
+        bool const has_headers_only = context.exact.body_start < 0;
+        if (has_headers_only) PrintPart(context.part_number, {});
+        --level_;
+    }
+
+private:
+    struct Envelope {
+        AddressLine from;
+        AddressLine to;
+        AddressLine cc;
+        std::string date;
+        std::string subject;
+    };
+
+    std::string Indent() const { return std::string(static_cast<std::size_t>(2 * level_), ' '); }
+
+    void PrintEnvelope() {
+        PrintField("From", envelope_.from.Text());
+        PrintField("To", envelope_.to.Text());
+        PrintField("Cc", envelope_.cc.Text());
+        PrintField("Date", envelope_.date);
+        PrintField("Subject", envelope_.subject);
+    }
+
+    void PrintField(std::string_view name, std::string const & text) {
+        if (text.empty()) return;
+        out_ << "      " << Indent() << std::left << std::setw(9) << name
+             << one_line(text, longest_text) << '\n';
+    }
+
+    void PrintPart(int number, std::optional<long long> size) {
+        out_ << std::right << std::setw(4) << number << "  " << Indent();
+        if (size) {
+            out_ << std::left << std::setw(36 - 2 * level_) << TypeText() << std::right
+                 << std::setw(10) << *size << " bytes";
+        } else {
+            out_ << TypeText();
+        }
+        out_ << DetailText() << '\n';
+    }
+
+    std::string TypeText() const {
+        std::string text = one_line(Part().type, longest_text);
+        if (Part().subtype != nullptr) text += '/' + one_line(Part().subtype, longest_text);
+        return text;
+    }
+
+    std::string DetailText() const {
+        std::string text;
+        auto const add = [&text](std::string_view detail) {
+            (text += "  ") += one_line(detail, longest_text);
+        };
+        if (Part().charset) add(*Part().charset);
+        if (Part().transfer_encoding != nullptr) add(Part().transfer_encoding);
+        if (Part().disposition != nullptr) add(Part().disposition);
+        if (Part().file_name) add('"' + *Part().file_name + '"');
+        return text;
+    }
+
+    std::ostream & out_;
+    int level_ = -1;
+    Envelope envelope_;
+    examples::ByteCounter counter_;
+};
+
+// The command ----------------------------------------------------------------------
+
+constexpr char const * usage =
+    "usage: mimetree [--json | --events] [--headers-only] [--raw] [FILE...]\n"
+    "\n"
+    "Shows what each message is made of. Without a FILE, or for \"-\", it reads standard input.\n"
+    "\n"
+    "  --json          one line of JSON for each message\n"
+    "  --events        one line for each call that the engine makes, and the text of the bodies\n"
+    "  --headers-only  stop behind the header of the message\n"
+    "  --raw           leave the bodies encoded (with the blank line in front of each)\n";
+
+enum class View { tree, json, events };
+
+struct Options {
+    View view = View::tree;
+    bool headers_only = false;
+    bool raw = false;
+    std::vector<std::string> files;
+};
+
+/// Nothing for a command line that can't be understood.
+std::optional<Options> parse(std::vector<std::string> const & arguments) {
+    Options options;
+    bool are_options_over = false;
+    for (std::string const & argument : arguments) {
+        if (are_options_over || argument.empty() || argument[0] != '-' || argument == "-") {
+            options.files.push_back(argument);
+        } else if (argument == "--") {
+            are_options_over = true;
+        } else if (argument == "--json") {
+            options.view = View::json;
+        } else if (argument == "--events") {
+            options.view = View::events;
+        } else if (argument == "--headers-only") {
+            options.headers_only = true;
+        } else if (argument == "--raw") {
+            options.raw = true;
+        } else {
+            return {};
+        }
+    }
+    if (options.files.empty()) options.files.push_back("-");
+    return options;
+}
+
+MimeINote::ReceiveResult receive(examples::PartNote & note, Options const & options) {
+    if (options.headers_only) note.SetHeadersOnly(1);
+    if (options.raw) note.DeliverRaw();
+    return note.Receive();
+}
+
+void show(std::istream & in, std::string const & file, Options const & options) {
+    switch (options.view) {
+    case View::tree: {
+        TreeView view(in, std::cout);
+        auto const result = receive(view, options);
+        if (result == MimeINote::Receive_Fragment_Stored) {
+            std::cout << "      one fragment of a message, stored until the others come\n";
+        }
+        break;
+    }
+    case View::json: {
+        examples::JsonView view(in);
+        auto const result = receive(view, options);
+        view.Print(std::cout, file, result);
+        break;
+    }
+    case View::events: {
+        examples::EventView view(in, std::cout);
+        auto const result = receive(view, options);
+        view.PrintResult(result);
+        break;
+    }
+    }
+}
+
+/// False if the file can't be read.
+bool show_file(std::string const & file, Options const & options) {
+    bool const has_title = options.view != View::json && options.files.size() > 1;
+    return examples::read_input("mimetree", file, [&](std::istream & in) {
+        if (has_title) std::cout << file << '\n';
+        show(in, file, options);
+        if (has_title) std::cout << '\n';
+    });
+}
+
+} // namespace
+
+int main(int argc, char ** argv) {
+    std::ios::sync_with_stdio(false);
+    NLS::PlatformCodePage = examples::utf8_code_page; // whatever the locale, the output is UTF-8
+    std::vector<std::string> const arguments(argv + 1, argv + argc);
+    if (arguments == std::vector<std::string>{"--help"}) {
+        std::cout << usage;
+        return 0;
+    }
+    std::optional<Options> const options = parse(arguments);
+    if (!options) {
+        std::cerr << usage;
+        return 2;
+    }
+    bool is_good = true;
+    for (std::string const & file : options->files)
+        is_good = show_file(file, *options) && is_good;
+    std::cout.flush();
+    return is_good && std::cout ? 0 : 1;
+}

@@ -1,0 +1,63 @@
+// examples/support/part_note.cpp - the note that the example programs build upon
+#include "examples/support/part_note.hpp"
+
+#include <utility>
+
+namespace examples {
+
+PartNote::PartNote(std::istream & in) : MimeINote(in), factory_(new HeaderTextFactory) {
+    SetNLS(factory_, 1);
+}
+
+void PartNote::BeginPart(MimeContext &) {
+    part_ = {};
+    has_disposition_name_ = false;
+}
+
+void PartNote::BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) {
+    if (data == nullptr) return; // the parts in it come one by one
+    factory_->is_in_body = true;
+    *(is_raw_ ? raw : data) = BeginLeaf(context);
+}
+
+void PartNote::EndBody(MimeContext & context) {
+    if (!factory_->is_in_body) return;
+    factory_->is_in_body = false;
+    EndLeaf(context);
+}
+
+void PartNote::SetFileName(char const * field, char const * name) {
+    // Where several fields name the file, Content-Disposition has the last word.
+    if (has_disposition_name_ && field != RFC1806::Content_Disposition) return;
+    has_disposition_name_ = field == RFC1806::Content_Disposition;
+    part_.file_name = name;
+}
+
+void PartNote::SetParameter(char const *, char const * attribute, char const * value) {
+    if (attribute == RFC1521::charset) charset_ = value;
+}
+
+void PartNote::Set_Content_Type(char const *, char const * type, char const * subtype) {
+    part_.type = type;
+    part_.subtype = subtype;
+    part_.charset = std::exchange(charset_, {}); // a second Content-Type replaces the first whole
+}
+
+void PartNote::Set_Content_Transfer_Encoding(char const * encoding) {
+    part_.transfer_encoding = encoding;
+    MimeINote::Set_Content_Transfer_Encoding(encoding); // on to SetProperty, like any other field
+}
+
+void PartNote::Set_Content_Disposition(char const *, char const * disposition, char const *) {
+    part_.disposition = disposition;
+}
+
+char const * name_of(MimeINote::ReceiveResult result) {
+    switch (result) {
+    case MimeINote::Receive_Complete: return "complete";
+    case MimeINote::Receive_Fragment_Stored: return "fragment_stored";
+    default: return "not_finished";
+    }
+}
+
+} // namespace examples

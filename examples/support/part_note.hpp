@@ -1,0 +1,66 @@
+// examples/support/part_note.hpp - the note that the example programs build upon
+#pragma once
+
+#include "examples/support/header_text.hpp"
+
+#include <mime/vellum.hpp>
+
+#include <istream>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace examples {
+
+/// What the header of a part says about it. The words are interned and stay for good; null where
+/// the header has none.
+struct PartInfo {
+    char const * type = nullptr;
+    char const * subtype = nullptr;
+    char const * disposition = nullptr;
+    char const * transfer_encoding = nullptr;
+    std::optional<std::string> charset;
+    std::optional<std::string> file_name; ///< As the message has it, path and all.
+};
+
+/// Gathers what the header of the latest part says, and tells leaves from parts that enclose
+/// others. A class that overrides one of its operations calls it first.
+class PartNote : public MimeINote {
+public:
+    explicit PartNote(std::istream & in);
+
+    /// Bodies are delivered as they stand in the message, with the blank line in front of them.
+    void DeliverRaw() { is_raw_ = true; }
+
+protected:
+    /// A body begins that has no parts in it. Gives the stream that takes it, or null.
+    virtual std::ostream * BeginLeaf(MimeContext & context) = 0;
+    /// The body has ended, and the stream has got everything.
+    virtual void EndLeaf(MimeContext & context) = 0;
+
+    /// The part that began last; complete from EndHeader on. Between BeginLeaf and EndLeaf that is
+    /// the leaf.
+    PartInfo const & Part() const { return part_; }
+
+    void BeginPart(MimeContext & context) override;
+    void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) override;
+    void EndBody(MimeContext & context) override;
+    void SetFileName(char const * field, char const * name) override;
+    void SetParameter(char const * field, char const * attribute, char const * value) override;
+    void Set_Content_Type(char const * body, char const * type, char const * subtype) override;
+    void Set_Content_Transfer_Encoding(char const * encoding) override;
+    void Set_Content_Disposition(char const * body, char const * disposition,
+                                 char const * filename) override;
+
+private:
+    HeaderTextFactory * factory_; // owned by the note
+    PartInfo part_;
+    std::optional<std::string> charset_; // of the Content-Type that is being reported
+    bool has_disposition_name_ = false;
+    bool is_raw_ = false;
+};
+
+/// The operation's result in a word: "complete", "fragment_stored", "not_finished".
+char const * name_of(MimeINote::ReceiveResult result);
+
+} // namespace examples

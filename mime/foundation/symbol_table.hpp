@@ -1,0 +1,176 @@
+// mime/foundation/symbol_table.hpp - interned words: one spelling and one address for each
+#pragma once
+
+#include "mime/export.hpp"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+struct MimeReceiver;
+class NLS;
+class NLS_CharSet;
+class SymbolTable;
+class TMimeMutexSemaphore;
+
+namespace vellum {
+struct WordHash;
+}
+
+/// One entry of a SymbolTable, a node of one of its trees. Entries are made by their table only;
+/// the address of an entry and of its text don't change until the table is destroyed.
+///
+/// What other threads can see change is atomic: the two links (set once) and the value word.
+class VELLUM_EXPORT TableItem {
+public:
+    /// The parser of a header field: the run, the body in the scan buffer, the field's name.
+    using Parser = void (*)(MimeReceiver *, char const *, char const *);
+
+    /// Every field zero.
+    TableItem() noexcept = default;
+
+    /// With `copy` the entry keeps its own heap copy of `text`, else the pointer as given, which
+    /// then has to outlive the entry. A null text stays null, and so does one that finds no memory.
+    TableItem(char const * text, bool copy) noexcept;
+
+    /// Copies all fields as they stand, pointers and `owned` included, and so never what is part
+    /// of a table: two owners of one text would be the result.
+    TableItem(TableItem const & other) noexcept;
+    TableItem & operator=(TableItem const & other) noexcept;
+
+    /// Destroys both subtrees, of whatever depth without recursion, and frees an owned text.
+    ~TableItem();
+
+    /// Below, at or above 0 as the text sorts before, with or behind `other`, without regard to
+    /// the case of ASCII letters. A null pointer on either side counts as the empty text.
+    int Compare(char const * other) const noexcept;
+
+    /// The value word as the main table uses it: the parser of this header field, or null.
+    Parser FieldParser() const noexcept;
+    void SetFieldParser(Parser parser) noexcept;
+
+    /// The value word as NLS::CharSetTable uses it: the record of this name, or null.
+    NLS_CharSet * CharSet() const noexcept;
+
+    /// Stores `record` if the entry has none yet, and gives the entry's record: the first one
+    /// stays.
+    NLS_CharSet * OfferCharSet(NLS_CharSet * record) noexcept;
+
+    /// The key, spelled as when it was first inserted.
+    char const * text = nullptr;
+    /// strlen of `text` (INT_MAX for any text longer than that), 0 for null.
+    int length = 0;
+    /// One pointer-sized word, never read by the table; see FieldParser() and CharSet().
+    std::atomic<std::uintptr_t> value{0};
+    /// The subtrees of the keys that sort behind and before this one.
+    std::atomic<TableItem *> greater{nullptr};
+    std::atomic<TableItem *> lesser{nullptr};
+    /// `text` is a heap copy that this entry frees.
+    bool owned = false;
+
+private:
+    friend class SymbolTable;
+
+    /// The first key of the order within a tree; see SymbolTable::Search.
+    std::uint64_t order_ = 0;
+};
+
+/// A table of words, found without regard to the case of ASCII letters. Nothing is ever removed.
+///
+/// Any thread may call LookUp with no lock of its own: readers take no lock at all, and an
+/// insertion takes the table's own mutex.
+class VELLUM_EXPORT SymbolTable {
+public:
+    /// An empty table.
+    SymbolTable();
+    /// Frees all entries and the texts that they own.
+    ~SymbolTable();
+    SymbolTable(SymbolTable const &) = delete;
+    SymbolTable & operator=(SymbolTable const &) = delete;
+
+    /// The entry of `text`; null for a null text, for a word that is missing when `insert` is
+    /// false, and when there is no memory for a new entry.
+    ///
+    /// \param text   NUL-terminated.
+    /// \param copy   a new entry keeps its own copy of `text`. False is for storage that outlives
+    ///               the table. An entry that exists is given as it stands.
+    /// \param insert a missing word is added, spelled as in `text`, with a null value.
+    TableItem * LookUp(char const * text, bool copy, bool insert);
+
+    /// Loads the 107 words of the protocol that are compared by pointer, each by the pointer of
+    /// its token member. Gives this table.
+    SymbolTable * Init();
+
+    /// Whether the field parsers hang on the entries. A true result makes the parsers visible to
+    /// the thread that asks. Threads that race to install them store the same values.
+    bool ParsersInstalled() const noexcept;
+    void SetParsersInstalled() noexcept;
+
+    /// The main table, which holds the words of Init and every SymToken. Null until it is loaded,
+    /// which happens before the static initialisation of any file that includes this header.
+    static SymbolTable * Main;
+
+private:
+    friend class NLS;
+
+    using Link = std::atomic<TableItem *>;
+    static constexpr int bucket_count = 32;
+
+    Link * Search(vellum::WordHash const & word, char const * text, Link * link);
+    TableItem * Insert(vellum::WordHash const & word, char const * text, bool copy, Link * link);
+
+    Link roots_[bucket_count]{};
+    std::atomic<bool> parsers_installed_{false};
+    /// Serialises writers. Null if there was no memory for it; then nothing is inserted.
+    std::unique_ptr<TMimeMutexSemaphore> mutex_;
+};
+
+namespace vellum {
+
+/// The main table, loaded on the first call.
+VELLUM_EXPORT SymbolTable & main_table();
+
+/// Makes the main table live before, and die behind, every static object of every file that
+/// includes this header, whatever the order of the files.
+inline SymbolTable & main_table_at_start_up = main_table();
+
+} // namespace vellum
+
+/// A word of the main table: one pointer to the interned text, or null. Two tokens of one word hold
+/// one pointer, whatever the case of the texts that they were made from. Owns nothing; the text
+/// lives as long as the main table, to the end of the process or the unloading of the library.
+class VELLUM_EXPORT SymToken {
+public:
+    /// Interns `text`, with a copy if the word is new. Null stays null (and is what is left when
+    /// there is no memory for a new word).
+    SymToken(char const * text = nullptr) : text_(Intern(text)) {}
+
+    /// Interns `text` likewise, and gives the interned text.
+    char const * operator=(char const * text) { return text_ = Intern(text); }
+
+    /// Same word, by pointer.
+    bool operator==(SymToken const & other) const noexcept { return text_ == other.text_; }
+    bool operator!=(SymToken const & other) const noexcept { return text_ != other.text_; }
+
+    /// Same pointer, or same text without regard to case. Null equals null alone.
+    bool operator==(char const * text) const noexcept { return Equals(text); }
+    bool operator!=(char const * text) const noexcept { return !Equals(text); }
+    friend bool operator==(char const * text, SymToken const & token) noexcept {
+        return token.Equals(text);
+    }
+    friend bool operator!=(char const * text, SymToken const & token) noexcept {
+        return !token.Equals(text);
+    }
+
+    /// True for a null token.
+    bool operator!() const noexcept { return text_ == nullptr; }
+
+    /// The interned text, or null.
+    operator char const *() const noexcept { return text_; }
+
+private:
+    static char const * Intern(char const * text);
+    bool Equals(char const * text) const noexcept;
+
+    char const * text_;
+};

@@ -1,0 +1,354 @@
+// mime/header/field_parsers.cpp - one parser for each header field that the engine understands
+#include "mime/header/field_parsers.hpp"
+
+#include "mime/MIMEUTIL.hpp"
+#include "mime/foundation/mime_string.hpp"
+#include "mime/foundation/symbol_table.hpp"
+#include "mime/foundation/tokens.hpp"
+#include "mime/header/grammar.hpp"
+#include "mime/header/header_run.hpp"
+
+#include <ctime>
+
+using vellum::HeaderRun;
+using vellum::HeaderScanner;
+using vellum::Position;
+using vellum::run_of;
+using vellum::Span;
+using vellum::Terminated;
+using vellum::token_atom;
+
+namespace {
+
+using Blanks = HeaderScanner::Blanks;
+
+HeaderScanner scanner_for(HeaderRun & run, char const * body) {
+    return HeaderScanner(const_cast<char *>(body), run);
+}
+
+/// The text of the table's entry for the word; null when the table doesn't know it.
+char const * known_word(HeaderScanner & scanner, Span const & word) {
+    Terminated const text(scanner.text(), {word});
+    TableItem const * const item = SymbolTable::Main->LookUp(text.text(word), false, false);
+    return item != nullptr ? item->text : nullptr;
+}
+
+/// Reports the address list's element in front of `next`. Where nothing was found in it, the body
+/// is the whole field; in a field that has many of those, it only goes up to the element.
+template <typename Report>
+void report_element(HeaderScanner & scanner, Span const & phrase, Span const & address,
+                    Position next, bool is_last, Report report) {
+    if (!phrase && !address) {
+        if (is_last || scanner.text().is_whole_cheap()) {
+            report(scanner.text().whole(), nullptr, nullptr);
+        } else {
+            Terminated const text(scanner.text(), {Span::of(0, next)});
+            report(text.field(), nullptr, nullptr);
+        }
+        return;
+    }
+    Terminated const text(scanner.text(), {phrase, address});
+    report(text.field(), text.text(phrase), text.text(address));
+}
+
+/// The field's text behind leading white space and comments, as it stands.
+void report_text(MimeReceiver * receiver, char const * body, char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    scanner.get_LWSP(0, at, Blanks::leave);
+    run.Set_Text(name, scanner.text().whole() + at);
+}
+
+void report_decoded(MimeReceiver * receiver, char const * body, char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position next = 0;
+    Span text;
+    scanner.get_Encoded_Text(next, text);
+    run.Set_Decoded(name, MimeString(scanner.text().whole() + text.begin, text.size(), 0));
+}
+
+void report_first_atom(MimeReceiver * receiver, char const * body, char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position next = 0;
+    Span word;
+    if (!scanner.get_Atom(0, next, word, token_atom)) return;
+    run.Set_Text(name, Terminated(scanner.text(), {word}).text(word));
+}
+
+/// Calls `report` with the text within angle brackets, or with all of the text if there is none.
+template <typename Report>
+void report_id(MimeReceiver * receiver, char const * body, Report report) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position next = 0;
+    Span id;
+    scanner.get_RText(0, next, id);
+    if (id.empty()) id = Span::of(next, scanner.text().size());
+    report(run, Terminated(scanner.text(), {id}).text(id));
+}
+
+} // namespace
+
+// Addresses ------------------------------------------------------------------------
+
+void ParseHeaderField::from(MimeReceiver * receiver, char const * body, char const * name,
+                            bool strict) {
+    HeaderRun & run = run_of(*receiver);
+    run.SetProperty(name, MimeString(body));
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    for (bool more = true; more;) {
+        Span phrase;
+        Span address;
+        scanner.get_Mailbox(at, at, phrase, address, strict);
+        more = scanner.get_Char(at, at, ',');
+        report_element(scanner, phrase, address, at, !more,
+                       [&](auto... texts) { run.Set_From(name, texts...); });
+    }
+    run.Set_From(name, nullptr, nullptr, nullptr);
+}
+
+void ParseHeaderField::to(MimeReceiver * receiver, char const * body, char const * name,
+                          bool strict) {
+    HeaderRun & run = run_of(*receiver);
+    run.SetProperty(name, MimeString(body));
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    bool in_group = false;
+    for (bool more = true; more;) {
+        Span phrase;
+        Span address;
+        scanner.get_Address(at, at, phrase, address, in_group, strict);
+        more = scanner.get_Char(at, at, ',');
+        report_element(scanner, phrase, address, at, !more,
+                       [&](auto... texts) { run.Set_To(name, texts...); });
+    }
+    run.Set_To(name, nullptr, nullptr, nullptr);
+}
+
+void ParseHeaderField::From(MimeReceiver * receiver, char const * body, char const * name) {
+    from(receiver, body, name, true);
+}
+
+void ParseHeaderField::To(MimeReceiver * receiver, char const * body, char const * name) {
+    to(receiver, body, name, true);
+}
+
+void ParseHeaderField::From_ZR700(MimeReceiver * receiver, char const * body, char const * name) {
+    from(receiver, body, name, false);
+}
+
+void ParseHeaderField::To_ZR700(MimeReceiver * receiver, char const * body, char const * name) {
+    to(receiver, body, name, false);
+}
+
+void ParseHeaderField::Disposition_notification_to(MimeReceiver * receiver, char const * body,
+                                                   char const *) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    bool in_group = false;
+    for (bool more = true; more;) {
+        Span phrase;
+        Span address;
+        scanner.get_Address(at, at, phrase, address, in_group, true);
+        more = in_group && scanner.get_Char(at, at, ',');
+        report_element(scanner, phrase, address, at, !more,
+                       [&](auto... texts) { run.Set_Disposition_notification_to(texts...); });
+    }
+    run.Set_Disposition_notification_to(nullptr, nullptr, nullptr);
+}
+
+// Dates and ids ----------------------------------------------------------------------
+
+void ParseHeaderField::Date(MimeReceiver * receiver, char const * body, char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    scanner.get_LWSP(0, at, Blanks::leave);
+    char const * const text = scanner.text().whole();
+    MimeDateTime date(text + at);
+    date.ConvertUT();
+    run.Set_Date(name, text, date.GetStructTM());
+}
+
+void ParseHeaderField::Message_Id(MimeReceiver * receiver, char const * body, char const * name) {
+    report_id(receiver, body,
+              [name](HeaderRun & run, char const * id) { run.Set_Message_Id(name, id); });
+}
+
+void ParseHeaderField::Content_Id(MimeReceiver * receiver, char const * body, char const * name) {
+    report_id(receiver, body, [name](HeaderRun & run, char const * id) { run.Set_Text(name, id); });
+}
+
+// Texts and words --------------------------------------------------------------------
+
+void ParseHeaderField::Return_Path(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::Received(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::In_Reply_To(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::References(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::Keywords(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::Encrypted(MimeReceiver * receiver, char const * body, char const * name) {
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::MIME_Version(MimeReceiver * receiver, char const * body, char const * name) {
+    run_of(*receiver).saw_mime_version = true;
+    report_text(receiver, body, name);
+}
+
+void ParseHeaderField::Subject(MimeReceiver * receiver, char const * body, char const * name) {
+    report_decoded(receiver, body, name);
+}
+
+void ParseHeaderField::Comments(MimeReceiver * receiver, char const * body, char const * name) {
+    report_decoded(receiver, body, name);
+}
+
+void ParseHeaderField::Importance(MimeReceiver * receiver, char const * body, char const * name) {
+    report_first_atom(receiver, body, name);
+}
+
+void ParseHeaderField::Priority(MimeReceiver * receiver, char const * body, char const * name) {
+    report_first_atom(receiver, body, name);
+}
+
+void ParseHeaderField::Sensitivity(MimeReceiver * receiver, char const * body, char const * name) {
+    report_first_atom(receiver, body, name);
+}
+
+// Content fields -----------------------------------------------------------------------
+
+void ParseHeaderField::Content_Description(MimeReceiver * receiver, char const * body,
+                                           char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    run.description_file_name.reset();
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    Span text;
+    scanner.get_Encoded_Text(at, text);
+    scanner.get_LWSP(text.begin, at, Blanks::leave);
+    Span file_name;
+    if (scanner.get_RText(at, at, file_name)) {
+        run.description_file_name = Terminated(scanner.text(), {file_name}).text(file_name);
+        run.SetFileName(RFC1521::Content_Description, run.description_file_name->c_str());
+    }
+    run.Set_Text(name, scanner.text().whole());
+}
+
+void ParseHeaderField::Content_Transfer_Encoding(MimeReceiver * receiver, char const * body,
+                                                 char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    HeaderScanner scanner = scanner_for(run, body);
+    Position next = 0;
+    Span word;
+    scanner.get_Atom(0, next, word, token_atom);
+    char const * const token = known_word(scanner, word);
+    run.transfer_encoding = token != nullptr ? token : RFC1521::ASCII_7bit;
+    run.Set_Text(name, run.transfer_encoding);
+}
+
+void ParseHeaderField::Content_Disposition(MimeReceiver * receiver, char const * body,
+                                           char const * name) {
+    HeaderRun & run = run_of(*receiver);
+    run.SetProperty(name, MimeString(body));
+    HeaderScanner scanner = scanner_for(run, body);
+    Position at = 0;
+    Span type;
+    scanner.get_Atom(0, at, type, token_atom);
+    run.disposition_file_name.reset();
+    Span attribute;
+    Span value;
+    while (scanner.get_Parameter(at, at, attribute, value)) {
+        if (!scanner.is(attribute, RFC1806::filename)) continue;
+        run.disposition_file_name = Terminated(scanner.text(), {value}).text(value);
+        run.SetFileName(RFC1806::Content_Disposition, run.disposition_file_name->c_str());
+        break;
+    }
+    char const * token = known_word(scanner, type);
+    if (token == nullptr) {
+        token = run.disposition_file_name ? RFC1806::attachment : RFC1806::inLine;
+    }
+    run.disposition = token;
+    run.Set_Content_Disposition(scanner.text().whole(), run.disposition_file_name
+                                                            ? run.disposition_file_name->c_str()
+                                                            : nullptr);
+}
+
+// The table ------------------------------------------------------------------------------
+
+void Install_Field_Parsers(SymbolTable * table) {
+    struct Row {
+        char const * token;
+        ParseHeaderField::Parser * parser;
+    };
+    Row const rows[] = {
+        {RFC1521::Content_Type, ParseHeaderField::Content_Type},
+        {RFC1521::Content_Transfer_Encoding, ParseHeaderField::Content_Transfer_Encoding},
+        {RFC1521::Content_Description, ParseHeaderField::Content_Description},
+        {RFC1521::Content_Id, ParseHeaderField::Content_Id},
+        {RFC1521::MIME_Version, ParseHeaderField::MIME_Version},
+        {RFC822::Received, ParseHeaderField::Received},
+        {RFC822::Date, ParseHeaderField::Date},
+        {RFC822::Return_Path, ParseHeaderField::Return_Path},
+        {RFC822::Sender, ParseHeaderField::From},
+        {RFC822::Subject, ParseHeaderField::Subject},
+        {RFC822::From, ParseHeaderField::From},
+        {RFC822::Reply_To, ParseHeaderField::From},
+        {RFC822::To, ParseHeaderField::To},
+        {RFC822::cc, ParseHeaderField::To},
+        {RFC822::bcc, ParseHeaderField::To},
+        {RFC822::Message_Id, ParseHeaderField::Message_Id},
+        {RFC822::In_Reply_To, ParseHeaderField::In_Reply_To},
+        {RFC822::Resent_From, ParseHeaderField::From},
+        {RFC822::Resent_Date, ParseHeaderField::Date},
+        {RFC822::Resent_Message_Id, ParseHeaderField::Message_Id},
+        {RFC822::Resent_Reply_To, ParseHeaderField::From},
+        {RFC822::Resent_Sender, ParseHeaderField::From},
+        {RFC822::Resent_To, ParseHeaderField::To},
+        {RFC822::Resent_bcc, ParseHeaderField::To},
+        {RFC822::Resent_cc, ParseHeaderField::To},
+        {RFC822::References, ParseHeaderField::References},
+        {RFC822::Keywords, ParseHeaderField::Keywords},
+        {RFC822::Comments, ParseHeaderField::Comments},
+        {RFC822::Encrypted, ParseHeaderField::Encrypted},
+        {RFC1138::Importance, ParseHeaderField::Importance},
+        {RFC1138::Priority, ParseHeaderField::Priority},
+        {RFC1138::Sensitivity, ParseHeaderField::Sensitivity},
+        {RFC1806::Content_Disposition, ParseHeaderField::Content_Disposition},
+        {MDN::Disposition_notification_to, ParseHeaderField::Disposition_notification_to},
+        {BureauSphere::X_From_Fax, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_From_BS, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_Sender_Fax, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_Sender_BS, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_Reply_To_Fax, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_Reply_To_BS, ParseHeaderField::From_ZR700},
+        {BureauSphere::X_To_Fax, ParseHeaderField::To_ZR700},
+        {BureauSphere::X_To_BS, ParseHeaderField::To_ZR700},
+        {BureauSphere::X_bcc_Fax, ParseHeaderField::To_ZR700},
+        {BureauSphere::X_bcc_BS, ParseHeaderField::To_ZR700},
+        {BureauSphere::X_cc_Fax, ParseHeaderField::To_ZR700},
+        {BureauSphere::X_cc_BS, ParseHeaderField::To_ZR700},
+    };
+    for (Row const & row : rows)
+        table->LookUp(row.token, false, true)->SetFieldParser(row.parser);
+    table->SetParsersInstalled();
+}

@@ -1,0 +1,22 @@
+// mime/receive/context.cpp - the place reached in a message, as both notes show it to a client
+#include "mime/receive/context.hpp"
+
+MimeClientCookie::~MimeClientCookie() = default;
+
+void MimeClientCookie::Delete() { delete this; }
+
+MimeContextItem::MimeContextItem(char const * type_text, char const * subtype_text,
+                                 char const * disposition_text, MimeClientCookie * client_cookie)
+    : type(type_text), subtype(subtype_text), disposition(disposition_text), cookie(client_cookie) {
+}
+
+MimeContextItem::~MimeContextItem() {
+    if (cookie != nullptr) cookie->Delete();
+}
+
+MimeContext::MimeContext(int message_level, int multipart_level, int atomic, int number,
+                         MimeContextItem * own, MimeContextItem * parent)
+    : message_depth(message_level), multipart_depth(multipart_level), atomic_count(atomic),
+      part_number(number), item(own), parent_item(parent), part_start(-1), part_end(-1),
+      header_start(-1), header_end(-1), body_start(-1), body_end(-1), body_start_line(-1),
+      body_end_line(-1), exact{-1, -1, -1, -1, -1, -1, -1, -1} {}

@@ -1,0 +1,188 @@
+// mime/receive/incoming_note.hpp - the client's side of reading a message
+//
+// A message exists for the client as a sequence of calls and as bytes on the streams that it hands
+// out; the engine builds no model of it. Where the calls come in a multipart with one text part:
+//
+//     (start of input)                       BeginPart, BeginHeader        top message
+//     From: a@b                              SetProperty, Set_From ..
+//     Content-Type: multipart/mixed; ..      SetProperty, SetParameter, Set_Content_Type
+//     (blank line)                           EndHeader
+//     preamble                               (read and passed over)
+//     --delimiter                            BeginBody                     top message
+//     Content-Type: text/plain               BeginPart, BeginHeader, Set_Content_Type ..   part
+//     (blank line)                           EndHeader, BeginBody          part
+//     text                                   written to the stream of BeginBody
+//     --delimiter--                          EndBody, EndPart              part
+//     epilogue                               (read and passed over)
+//     (end of input)                         EndBody, EndPart              top message
+//
+// The reader refuses nothing: what can't be read is passed over, the walk goes on to the end of the
+// input, and a truncated message unwinds like a complete one.
+//
+// For each operation that a client may override stands: when it is called and how often; what its
+// arguments mean. A `char const *` is NUL-terminated and good for the time of the call. A field's
+// name is given in the engine's own spelling ("cc" whatever the message wrote). Any operation may
+// throw: the exception passes through to the caller of Receive, and nothing is leaked or locked. It
+// may use other notes, but not this one's Receive.
+#pragma once
+
+#include "mime/export.hpp"
+#include "mime/foundation/mime_string.hpp"
+#include "mime/receive/context.hpp"
+
+#include <ctime>
+#include <iosfwd>
+#include <memory>
+
+struct MimeReceiver;
+class NLS_Translator_Factory;
+class TiStreamLite;
+class iSimpleStream;
+
+class VELLUM_EXPORT MimeINote {
+public:
+    enum ReceiveResult {
+        /// The message has been read to its end and delivered.
+        Receive_Complete = 0,
+        /// The input was one fragment of a message/partial set; it has been stored, and others are
+        /// missing. Nothing was called.
+        Receive_Fragment_Stored = 1,
+        /// Headers only: the body was not read.
+        Receive_Not_Finished = 2,
+    };
+
+    /// The stream stays the client's and outlives the note. An istream is read through its
+    /// streambuf; its end sets eofbit.
+    MimeINote(TiStreamLite & in);
+    MimeINote(std::istream & in);
+    MimeINote(iSimpleStream & in);
+    MimeINote(MimeINote const &) = delete;
+    MimeINote & operator=(MimeINote const &) = delete;
+    virtual ~MimeINote();
+
+    /// Reads one message, from where the stream stands to its end, and calls the operations below.
+    /// May be called again: each call is a run of its own.
+    ReceiveResult Receive();
+
+    /// The directory of the store of fragments, a plain prefix of file names: it ends in a path
+    /// separator unless the store is in the current directory, which null means. Gives the note's
+    /// own copy of the text.
+    char const * SetPartialDir(char const * dir);
+    /// A stream that gets a raw copy of what is read: header lines, and the body lines that no
+    /// stream of BeginBody takes. Null for none. Gives the argument.
+    std::ostream * SetDebugStream(std::ostream * debug);
+    /// The client's state for the level around the top message. The engine OWNS it and gives it up
+    /// at the end of the next Receive; set a new one before each. Gives the argument.
+    MimeClientCookie * SetCookie(MimeClientCookie * cookie);
+    /// Adds a factory of translators to the chain, which is asked from its head: at the tail if
+    /// `append` isn't 0, else at the head. The note OWNS it. Null is ignored. Gives the argument.
+    NLS_Translator_Factory * SetNLS(NLS_Translator_Factory * factory, int append);
+    /// Not 0: stop behind the top header. The stream then stands at the blank line behind it.
+    /// Gives the argument.
+    int SetHeadersOnly(int flag);
+    /// How many multiparts and message/rfc822 may be open, one within the other; 100 unless set,
+    /// and not below 0. One that lies deeper is delivered as data, with all that is in it. The walk
+    /// takes about half a kilobyte of stack for each. Gives the argument.
+    int SetNestingLimit(int limit);
+
+protected:
+    friend struct MimeReceiver;
+
+    // Structure. The defaults do nothing.
+
+    /// First call for a message or part: its type is known, no field has been reported.
+    virtual void BeginPart(MimeContext & context);
+    /// Last call for a message or part.
+    virtual void EndPart(MimeContext & context);
+    /// Right behind BeginPart.
+    virtual void BeginHeader(MimeContext & context);
+    /// Behind the last field of the header.
+    virtual void EndHeader(MimeContext & context);
+    /// A field named a file, as it stands in the message: Content-Type in `name`,
+    /// Content-Disposition in `filename`, Content-Description in angle brackets at its start. The
+    /// name is good until the next field of that kind; it may hold anything, path separators too.
+    virtual void SetFileName(char const * field, char const * name);
+    /// Before a body is read. Both arguments lead to a null pointer, in place of which the client
+    /// may put a stream of its own, alive until EndBody: `*data` gets the body decoded and
+    /// translated, `*raw` its lines as they stand. `data` is null for a multipart and for
+    /// message/rfc822, where `*raw` gets all that is enclosed. A multipart or message that lies too
+    /// deep to be opened is data like any leaf. With both streams set, `*raw` gets only the blank
+    /// line.
+    virtual void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw);
+    /// Behind the body. The stream from `*data` has got everything; the engine never flushes it.
+    virtual void EndBody(MimeContext & context);
+
+    // Fields, each reported as often as it occurs, in the order of the header. The defaults call
+    // SetProperty with the field's name and the text.
+
+    /// Once for each mailbox of From, Sender, Reply-To and their Resent- and X- forms, then once
+    /// with three nulls. `body` is the field's start, edited, and ends with this mailbox. `phrase`
+    /// is the display name, decoded, or null; `address` is null where none could be read.
+    virtual void Set_From(char const * field, char const * body, char const * phrase,
+                          char const * address);
+    /// The same for To, cc, bcc and their forms. The mailboxes of a group come one by one.
+    virtual void Set_To(char const * field, char const * body, char const * phrase,
+                        char const * address);
+    /// Date, Resent-Date; `utc` is in Universal Time, and the present if `body` is no date.
+    virtual void Set_Date(char const * field, char const * body, tm const & utc);
+    /// Message-Id, Resent-Message-Id, without the angle brackets.
+    virtual void Set_Message_Id(char const * field, char const * id);
+    virtual void Set_Return_Path(char const * text);
+    virtual void Set_Received(char const * text);
+    virtual void Set_In_Reply_To(char const * text);
+    virtual void Set_References(char const * text);
+    virtual void Set_Keywords(char const * text);
+    virtual void Set_Encrypted(char const * text);
+    /// Decoded. The string's text is good for the time of the call. The default calls the operation
+    /// below with a C string of it.
+    virtual void Set_Subject(MimeString text);
+    virtual void Set_Subject(char const * text);
+    /// As for Set_Subject.
+    virtual void Set_Comments(MimeString text);
+    virtual void Set_Comments(char const * text);
+    /// The first word; not called without one. The same for the two behind it.
+    virtual void Set_Importance(char const * word);
+    virtual void Set_Priority(char const * word);
+    virtual void Set_Sensitivity(char const * word);
+    virtual void Set_MIME_Version(char const * text);
+    /// Without the angle brackets.
+    virtual void Set_Content_Id(char const * id);
+    /// `type` and `subtype` are interned (compare the pointers with the members of RFC1521). Called
+    /// with an empty body, as the last field, for a header without Content-Type. `subtype` is null
+    /// for a type that has no default.
+    virtual void Set_Content_Type(char const * body, char const * type, char const * subtype);
+    /// Decoded.
+    virtual void Set_Content_Description(char const * text);
+    /// A word of the main symbol table, or "7bit" for any other.
+    virtual void Set_Content_Transfer_Encoding(char const * encoding);
+    /// `disposition` is a word of the main symbol table; any other counts as an attachment if there
+    /// is a file name, else as inline. `filename` is null if there is none.
+    virtual void Set_Content_Disposition(char const * body, char const * disposition,
+                                         char const * filename);
+    /// The URL of a message/external-body with access-type anon-ftp (RFC 2046 5.2.3), right behind
+    /// BeginHeader.
+    virtual void Set_URL(char const * url);
+    /// Once for the address, or for each one of a group, then once with three nulls.
+    virtual void Set_Disposition_notification_to(char const * body, char const * phrase,
+                                                 char const * address);
+    /// A parameter of Content-Type that the engine uses: charset, boundary, those of
+    /// message/partial, and all of message/external-body. Unquoted and decoded. Default: nothing.
+    virtual void SetParameter(char const * field, char const * attribute, char const * value);
+    /// Every field without an operation of its own, with the name as the message spelled it and the
+    /// value decoded; every default above; and the address fields, Content-Type and
+    /// Content-Disposition with the whole field as it arrived, before anything else of them. A
+    /// client that overrides only this one sees all fields, those of addresses several times.
+    /// `name` is null for a line that begins with a colon. Default: nothing.
+    virtual void SetProperty(char const * name, MimeString const & value);
+
+private:
+    TiStreamLite * lite_stream_ = nullptr;
+    std::istream * stream_ = nullptr;
+    iSimpleStream * simple_stream_ = nullptr;
+    int headers_only_ = 0;
+    int nesting_limit_;
+    std::unique_ptr<char[]> partial_directory_;
+    std::ostream * debug_stream_ = nullptr;
+    MimeClientCookie * cookie_ = nullptr;
+    NLS_Translator_Factory * factories_ = nullptr; ///< OWNS the chain.
+};

@@ -1,0 +1,261 @@
+// mime/receive/line_reader.cpp - cuts the input into lines and knows where a multipart ends
+#include "mime/receive/line_reader.hpp"
+
+#include "mime/foundation/ascii.hpp"
+#include "mime/receive/boundary_stack.hpp"
+#include "mime/receive/line_buffer.hpp"
+#include "mime/receive/receiver.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <ostream>
+
+using vellum::Boundary_Close;
+using vellum::Boundary_Not;
+
+namespace {
+
+constexpr unsigned int smallest_buffer = 4000;
+
+/// The most that ReadLines_Body gives at once: it bounds what a stage between a decoder and a
+/// translator has to hold, and is large enough that the cost of a call doesn't count.
+constexpr std::size_t largest_block = std::size_t{64} << 10;
+
+/// Counts in bytes, many at once, as far as a byte can count: a compiler turns the inner loop into
+/// a few vector instructions, where it widens each byte for std::count.
+std::size_t count_lf(std::string_view text) {
+    constexpr std::size_t lanes = 64;
+    constexpr std::size_t most_rows = 255;
+    std::size_t count = 0;
+    while (text.size() >= lanes) {
+        unsigned char counts[lanes] = {};
+        std::size_t const rows = std::min(text.size() / lanes, most_rows);
+        char const * row = text.data();
+        for (std::size_t i = 0; i < rows; ++i, row += lanes) {
+            for (std::size_t lane = 0; lane < lanes; ++lane) {
+                counts[lane] = static_cast<unsigned char>(counts[lane] + (row[lane] == '\n'));
+            }
+        }
+        for (unsigned char const lane : counts)
+            count += lane;
+        text.remove_prefix(rows * lanes);
+    }
+    return count + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+} // namespace
+
+MimeLine::MimeLine(char ** begin, char ** end, MimeReceiver * owner, unsigned int size)
+    : owner_(owner), buffer_(std::make_unique<vellum::LineBuffer>(std::max(size, smallest_buffer))),
+      line_begin_(begin), line_end_(end), levels_(std::make_unique<vellum::BoundaryStack>()) {
+    *line_begin_ = *line_end_ = buffer_->data();
+}
+
+MimeLine::~MimeLine() { *line_begin_ = *line_end_ = nullptr; }
+
+int MimeLine::Peek() {
+    if (exhausted_) return -1;
+    std::string_view const window = Window();
+    return window.empty() ? -1 : vellum::ascii::byte(window.front());
+}
+
+long long MimeLine::Read_to_LF(long long offset) {
+    if (offset >= 0) buffer_->truncate(static_cast<std::size_t>(offset));
+    std::size_t const start = buffer_->length();
+    while (!exhausted_) {
+        std::string_view window = Window();
+        if (window.empty()) break;
+        std::size_t const lf = window.find('\n');
+        if (lf != window.npos) window = window.substr(0, lf + 1);
+        if (!buffer_->append(window)) {
+            exhausted_ = true;
+            break;
+        }
+        Take(window.size());
+        if (lf != window.npos) break;
+    }
+    return static_cast<long long>(buffer_->length() - start);
+}
+
+// Header lines ---------------------------------------------------------------
+
+/// The first byte of the next line, be it read ahead or still in the input; or -1.
+int MimeLine::Peek_Line() {
+    if (pending == 0) return Peek();
+    return vellum::ascii::byte(saved_at_ == pending && is_saved_ ? saved
+                                                                 : buffer_->data()[pending]);
+}
+
+/// Puts the next line at the buffer's end, or, if it was read ahead, alone into the buffer.
+long long MimeLine::Next_Physical_Line() {
+    if (pending == 0) return Read_to_LF(-1);
+    Restore_Saved();
+    buffer_->drop_front(pending);
+    pending = 0;
+    boundary_next = Boundary_Not;
+    return static_cast<long long>(buffer_->length());
+}
+
+long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first) {
+    int const c = Peek_Line();
+    atEnd = c == -1;
+    if (!first && (c == '\r' || c == '\n' || c == -1)) {
+        if (lf_lines > crlf_lines && levels_->top() != nullptr) levels_->top()->eol = "\n";
+        return 0;
+    }
+    if (pending == 0) {
+        is_saved_ = false;
+        buffer_->truncate(0);
+    }
+    long long total = 0;
+    for (bool folded = true; folded;) {
+        long long const taken = Next_Physical_Line();
+        if (taken == 0) break;
+        total += taken;
+        ++lines;
+        std::string_view const text = buffer_->view();
+        if (owner_ != nullptr && owner_->debug != nullptr) {
+            owner_->debug->write(text.data() + text.size() - taken, taken);
+        }
+        if (text.back() == '\n') Unfold(folded);
+    }
+    *line_begin_ = buffer_->data();
+    *line_end_ = buffer_->data() + buffer_->length();
+    return total;
+}
+
+/// The buffer ends in LF. If the next line begins with SP or HT, its line end goes.
+void MimeLine::Unfold(bool & folded) {
+    std::string_view const text = buffer_->view();
+    bool const is_crlf = text.size() >= 2 && text[text.size() - 2] == '\r';
+    ++(is_crlf ? crlf_lines : lf_lines);
+    int const c = Peek();
+    folded = c == ' ' || c == '\t';
+    if (folded) buffer_->truncate(text.size() - (is_crlf ? 2 : 1));
+}
+
+// Body lines -----------------------------------------------------------------
+
+long long MimeLine::ReadLine_Body(unsigned long long & lines, bool & atEnd) {
+    boundary_previous = boundary_current;
+    boundary_current = boundary_next;
+    boundary_next = Boundary_Not;
+    long long length = Start_Body_Line(lines);
+    vellum::BoundaryItem const * const top = levels_->top();
+    if (boundary_previous == Boundary_Close && boundary_current == Boundary_Not && top != nullptr) {
+        // The line end in front of this line has gone with the closing delimiter before it.
+        boundary_current = top->Match(buffer_->view(), false);
+    }
+    if (length == 0) {
+        at_end_flag = true;
+    } else if (buffer_->view().back() == '\n') {
+        ++lines;
+        length = Look_Ahead(length, lines);
+    }
+    Hand_Out(static_cast<std::size_t>(length));
+    atEnd = at_end_flag;
+    return length;
+}
+
+/// Puts the line, read ahead or not, alone into the buffer.
+long long MimeLine::Start_Body_Line(unsigned long long & lines) {
+    if (pending == 0) {
+        is_saved_ = false;
+        return Read_to_LF(0);
+    }
+    Restore_Saved();
+    buffer_->drop_front(pending); // so that a run of lines like "-x" never piles up in the buffer
+    pending = 0;
+    if (boundary_current != Boundary_Not) ++lines;
+    return static_cast<long long>(buffer_->length());
+}
+
+/// Reads the next line too if it may be a delimiter. If it is one, the current line gives its line
+/// end up to it; an empty line becomes one with it. Gives the current line's length.
+long long MimeLine::Look_Ahead(long long length, unsigned long long & lines) {
+    vellum::BoundaryItem const * const top = levels_->top();
+    if (boundary_current != Boundary_Not || top == nullptr || Peek() != '-') return length;
+    auto const line_length = static_cast<std::size_t>(length);
+    pending = line_length;
+    Read_to_LF(-1);
+    std::size_t const eol_length = top->eol.size();
+    if (line_length >= eol_length) {
+        boundary_next = top->Match(buffer_->view().substr(line_length - eol_length), true);
+    }
+    if (boundary_next == Boundary_Not) return length;
+    if (line_length == eol_length) {
+        boundary_current = boundary_next;
+        boundary_next = Boundary_Not;
+        pending = 0;
+        ++lines;
+        return static_cast<long long>(buffer_->length());
+    }
+    pending -= eol_length;
+    --lines;
+    return static_cast<long long>(pending);
+}
+
+void MimeLine::Hand_Out(std::size_t length) {
+    char * const data = buffer_->data();
+    *line_begin_ = data;
+    *line_end_ = data + length;
+    saved_at_ = length;
+    saved = data[length];
+    is_saved_ = true;
+    data[length] = '\0';
+}
+
+void MimeLine::Restore_Saved() {
+    if (is_saved_) buffer_->data()[saved_at_] = saved;
+    is_saved_ = false;
+}
+
+// Blocks of body lines --------------------------------------------------------
+
+std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
+    if (pending != 0 || boundary_current != Boundary_Not || at_end_flag || exhausted_) return {};
+    std::string_view block = Window();
+    block = block.substr(0, Text_Length(block.substr(0, largest_block)));
+    if (block.empty()) return {};
+    lines += count_lf(block);
+    Take(block.size());
+    return block;
+}
+
+/// The length of the lines at the start of the window that are text and keep their line ends:
+/// each is followed, within the window, by a line that can't be a delimiter.
+std::size_t MimeLine::Text_Length(std::string_view window) const {
+    if (window.empty()) return 0;
+    vellum::BoundaryItem const * const top = levels_->top();
+    std::string_view const text = top != nullptr ? top->text : std::string_view();
+    std::size_t end = window.size() - 1; // the byte behind the last line has to be seen
+    for (std::size_t dash = 0; !text.empty(); ++dash) {
+        dash = window.find('-', dash);
+        if (dash == window.npos) break;
+        if (dash == 0 || window[dash - 1] != '\n') continue;
+        std::string_view const line = window.substr(dash, text.size());
+        if (line == text.substr(0, line.size())) {
+            end = dash - 1; // the line before it may have to give up its line end
+            break;
+        }
+    }
+    std::size_t const last_lf = window.substr(0, end).rfind('\n');
+    return last_lf == window.npos ? 0 : last_lf + 1;
+}
+
+// Boundaries -------------------------------------------------------------------
+
+void MimeLine::Boundary_Push() { levels_->push(); }
+
+void MimeLine::Boundary_Init(char const * boundary) {
+    vellum::BoundaryItem * const top = levels_->top();
+    if (top == nullptr) return;
+    top->text.clear();
+    if (boundary != nullptr) top->text.append("--").append(boundary);
+}
+
+void MimeLine::Boundary_Pop() { levels_->pop(); }
+
+int MimeLine::Boundary_EOL_Length() const {
+    return levels_->top() != nullptr ? static_cast<int>(levels_->top()->eol.size()) : 2;
+}

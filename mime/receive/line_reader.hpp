@@ -1,0 +1,165 @@
+// mime/receive/line_reader.hpp - cuts the input into lines and knows where a multipart ends
+//
+// A header line comes unfolded, and the blank line that ends a header stays in the input. A body
+// line is looked at together with the next one, since the line end in front of a delimiter belongs
+// to the delimiter (RFC 2046 5.1.1): the last text line before it has to lose its line end.
+//
+// Input:      the bytes that the source has at hand, taken without a copy where whole lines of
+//             text stand in them, and gathered in one buffer where a line does not. Nothing is
+//             ever taken from the source beyond the line that is handed out and, where a line
+//             begins with "-", the one behind it.
+// Tolerance:  a line ends at LF. Whether a delimiter's line ends are CR LF or bare LF is learnt
+//             from the header lines. A bare CR is a plain byte, but at the start of a header line
+//             it ends the header.
+// Bounds:     the buffer holds a line and the one read ahead. There is no limit to a line's length
+//             but memory; when that is exhausted, the input ends there.
+#pragma once
+
+#include "mime/export.hpp"
+
+#include <cstddef>
+#include <iosfwd>
+#include <memory>
+#include <string_view>
+
+struct MimeReceiver;
+class TiStreamLite;
+class iSimpleStream;
+
+namespace vellum {
+class BoundaryStack;
+class LineBuffer;
+} // namespace vellum
+
+/// The line reader of one run. It hands out a line by setting two pointers of the receiver; they
+/// are good until the next read.
+class VELLUM_EXPORT MimeLine {
+public:
+    /// `begin` and `end` are the receiver's two pointers; they outlive the reader, which sets them
+    /// to null when it goes. `owner` may be null; otherwise its debug stream gets each header line
+    /// as it was read. `size` is the buffer's first size in bytes, at least 4000.
+    MimeLine(char ** begin, char ** end, MimeReceiver * owner, unsigned int size);
+    virtual ~MimeLine();
+    MimeLine(MimeLine const &) = delete;
+    MimeLine & operator=(MimeLine const &) = delete;
+
+    /// The next input byte, 0 to 255, without taking it; -1 at the end of the input.
+    virtual int Peek();
+    /// Appends the input up to and including the next LF to the buffer's first `offset` bytes, or
+    /// to all of them if that is negative. Gives the count of bytes; 0 at the end of the input.
+    virtual long long Read_to_LF(long long offset);
+
+    /// The next header line, unfolded, with its last line end. Gives the count of input bytes that
+    /// it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it is
+    /// the `first`, and at the end of the input. Adds the lines read to `lines`.
+    long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
+    /// The next body line, with its line end; a delimiter together with the line end in front of
+    /// it, and the line before without. Gives its length, 0 at the end of the input.
+    long long ReadLine_Body(unsigned long long & lines, bool & atEnd);
+    /// Whole lines behind the current one that are text and keep their line ends, as they lie in
+    /// the source's own memory, at most 64 KB of them; empty if ReadLine_Body has to look. They are
+    /// taken with the call and good until the next one. Only behind a line that is no delimiter.
+    std::string_view ReadLines_Body(unsigned long long & lines);
+
+    /// A new level, without a delimiter.
+    void Boundary_Push();
+    /// Gives the top level its delimiter; null takes it away. Nothing on an empty stack.
+    void Boundary_Init(char const * boundary);
+    void Boundary_Pop();
+
+protected:
+    friend struct MimeReceiver;
+
+    bool Boundary_is_1() const { return boundary_current == 1; }
+    bool Boundary_is_2() const { return at_end_flag || boundary_current == 2; }
+    bool Boundary_is_a() const { return at_end_flag || boundary_current != 0; }
+    /// The length of the line end that the top level expects; 2 with an empty stack.
+    int Boundary_EOL_Length() const;
+
+    /// The bytes that the source has at hand; it is asked for more when it has none. Empty only at
+    /// the end of the input.
+    virtual std::string_view Window() = 0;
+    /// Takes the first `count` bytes of the last Window().
+    virtual void Take(std::size_t count) = 0;
+
+private:
+    int Peek_Line();
+    long long Next_Physical_Line();
+    void Unfold(bool & folded);
+    long long Start_Body_Line(unsigned long long & lines);
+    long long Look_Ahead(long long length, unsigned long long & lines);
+    void Hand_Out(std::size_t length);
+    void Restore_Saved();
+    std::size_t Text_Length(std::string_view window) const;
+
+    MimeReceiver * owner_;
+    std::unique_ptr<vellum::LineBuffer> buffer_;
+    char ** line_begin_;
+    char ** line_end_;
+    std::size_t pending = 0;           ///< Offset of the line read ahead; 0 if there is none.
+    std::size_t saved_at_ = 0;         ///< Where the NUL behind the current body line stands, if
+    bool is_saved_ = false;            ///< this is set, and
+    char saved = '\0';                 ///< the byte that it displaced.
+    bool exhausted_ = false;           ///< No memory for a longer line: the input has ended.
+    unsigned long long lf_lines = 0;   ///< Header lines that ended in a bare LF.
+    unsigned long long crlf_lines = 0; ///< Header lines that ended in CR LF.
+    bool at_end_flag = false;          ///< A body line met the end of the input.
+    std::unique_ptr<vellum::BoundaryStack> levels_;
+    int boundary_next = 0;     ///< What the line read ahead is,
+    int boundary_current = 0;  ///< the current line,
+    int boundary_previous = 0; ///< and the one before.
+};
+
+/// Lines from an istream, taken straight from its buffer. Sets eofbit at the end of the input.
+class VELLUM_EXPORT MimeLine_via_istream : public MimeLine {
+public:
+    /// The stream is not owned and outlives the reader; so for the two classes below.
+    MimeLine_via_istream(std::istream * in, char ** begin, char ** end, MimeReceiver * owner,
+                         unsigned int size);
+    ~MimeLine_via_istream() override;
+
+protected:
+    std::string_view Window() override;
+    void Take(std::size_t count) override;
+
+private:
+    std::istream * in_;
+    bool is_unbuffered_ = false; ///< The window is `single_`, still in the stream.
+    char single_ = '\0';
+};
+
+/// Lines from an iSimpleStream, taken straight from its buffer.
+class VELLUM_EXPORT MimeLine_via_iSimpleStream : public MimeLine {
+public:
+    MimeLine_via_iSimpleStream(iSimpleStream * in, char ** begin, char ** end, MimeReceiver * owner,
+                               unsigned int size);
+    ~MimeLine_via_iSimpleStream() override;
+
+protected:
+    std::string_view Window() override;
+    void Take(std::size_t count) override;
+
+private:
+    iSimpleStream * in_;
+};
+
+/// Lines from a client's TiStreamLite.
+class VELLUM_EXPORT MimeLine_via_TiStreamLite : public MimeLine {
+public:
+    MimeLine_via_TiStreamLite(TiStreamLite * in, char ** begin, char ** end, MimeReceiver * owner,
+                              unsigned int size);
+    ~MimeLine_via_TiStreamLite() override;
+
+    int Peek() override;
+
+protected:
+    std::string_view Window() override;
+    void Take(std::size_t count) override;
+
+private:
+    TiStreamLite * in_;
+    std::unique_ptr<char[]> piece_; ///< What the last ReadLine gave.
+    std::size_t capacity_;
+    std::size_t begin_ = 0; ///< The part of it that has not been taken.
+    std::size_t end_ = 0;
+};

@@ -1,0 +1,182 @@
+// mime/receive/receiver.cpp - the driver of a run: lines, the two passes over a header, the message
+#include "mime/receive/receiver.hpp"
+
+#include "mime/foundation/symbol_table.hpp"
+#include "mime/foundation/tokens.hpp"
+#include "mime/header/field_parsers.hpp"
+#include "mime/receive/field_list.hpp"
+#include "mime/receive/limits.hpp"
+#include "mime/receive/line_reader.hpp"
+#include "mime/receive/position.hpp"
+
+#include <ostream>
+#include <utility>
+
+using vellum::FieldList;
+using vellum::FieldQueue;
+using vellum::set_position;
+
+namespace vellum {
+
+HeaderRun & run_of(MimeReceiver & receiver) { return receiver; }
+
+} // namespace vellum
+
+namespace {
+
+void install_parsers_once() {
+    if (!SymbolTable::Main->ParsersInstalled()) Install_Field_Parsers(SymbolTable::Main);
+}
+
+} // namespace
+
+MimeReceiver::MimeReceiver(MimeINote * client, char const * dir, bool only_headers,
+                           std::ostream * debug_stream)
+    : debug(debug_stream), note(client), headers_only(only_headers),
+      partial_directory(dir != nullptr ? dir : ""), nesting_limit_(client->nesting_limit_) {
+    install_parsers_once();
+    factories = client->factories_;
+}
+
+MimeReceiver::MimeReceiver(MimeINote * client, TiStreamLite * in, char const * dir,
+                           bool only_headers, std::ostream * debug_stream)
+    : MimeReceiver(client, dir, only_headers, debug_stream) {
+    line_reader_ = std::make_unique<MimeLine_via_TiStreamLite>(in, &line_begin, &line_end, this,
+                                                               vellum::line_buffer_size);
+}
+
+MimeReceiver::MimeReceiver(MimeINote * client, std::istream * in, char const * dir,
+                           bool only_headers, std::ostream * debug_stream)
+    : MimeReceiver(client, dir, only_headers, debug_stream) {
+    line_reader_ = std::make_unique<MimeLine_via_istream>(in, &line_begin, &line_end, this,
+                                                          vellum::line_buffer_size);
+}
+
+MimeReceiver::MimeReceiver(MimeINote * client, iSimpleStream * in, char const * dir,
+                           bool only_headers, std::ostream * debug_stream)
+    : MimeReceiver(client, dir, only_headers, debug_stream) {
+    line_reader_ = std::make_unique<MimeLine_via_iSimpleStream>(in, &line_begin, &line_end, this,
+                                                                vellum::line_buffer_size);
+}
+
+MimeReceiver::~MimeReceiver() = default;
+
+// Lines ----------------------------------------------------------------------------
+
+bool MimeReceiver::NewLine_Head(bool first) {
+    long long const taken = line_reader_->ReadLine_Head(line_count, at_end, first);
+    if (taken > 0) {
+        previous_position = position;
+        position += taken;
+    }
+    return taken > 0;
+}
+
+bool MimeReceiver::NewLine_Body() {
+    long long const taken = line_reader_->ReadLine_Body(line_count, at_end);
+    previous_position = position;
+    position += taken;
+    return taken > 0;
+}
+
+/// Further lines of text behind the current one, as far as they can be had at once.
+std::string_view MimeReceiver::NewLines_Body() {
+    std::string_view const lines = line_reader_->ReadLines_Body(line_count);
+    position += static_cast<long long>(lines.size());
+    return lines;
+}
+
+std::string_view MimeReceiver::line() const {
+    return {line_begin, static_cast<std::size_t>(line_end - line_begin)};
+}
+
+void MimeReceiver::Debug(std::string_view text) {
+    if (debug != nullptr) debug->write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+// Headers --------------------------------------------------------------------------
+
+/// The first pass: collects the fields up to the blank line, and looks only at what decides on the
+/// part's kind. True if the type is message/partial.
+bool MimeReceiver::Read_header(bool first, FieldQueue & fields) {
+    bool is_fragment = false;
+    FieldList field;
+    for (bool more = NewLine_Head(first); more; more = NewLine_Head(false)) {
+        if (!fields.append(line(), field)) continue;
+        if (type == nullptr && field.is(RFC1521::Content_Type)) {
+            is_fragment = Query_Content_Type(field.body);
+        } else if (disposition == nullptr && field.is(RFC1806::Content_Disposition)) {
+            Query_Content_Disposition(field.body);
+        }
+    }
+    return is_fragment;
+}
+
+/// The second pass: reports the fields in arrival order. `owns_level`: the top boundary level is
+/// that of this part.
+void MimeReceiver::Dispatch_all(FieldQueue & fields, bool has_type, bool owns_level) {
+    for (FieldList field; fields.take(field);)
+        field.Dispatch(this);
+    // A further Content-Type may have made it no multipart: what follows is data to its end, and
+    // the first one's delimiter mustn't cut it off.
+    if (owns_level && !Is_multipart()) line_reader_->Boundary_Init(nullptr);
+    if (!has_type) note->Set_Content_Type("", type, subtype);
+}
+
+/// The blank line that ends the header has not been read yet: the body's walk begins with it.
+long long MimeReceiver::End_of_header() const {
+    return position + line_reader_->Boundary_EOL_Length();
+}
+
+bool MimeReceiver::Is_multipart() const { return type == RFC1521::multipart; }
+
+/// A part that encloses others: the kinds that the nesting limit counts.
+bool MimeReceiver::Is_container() const {
+    return Is_multipart() || (type == RFC1521::message && subtype == RFC1521::RFC822);
+}
+
+void MimeReceiver::Count_part() {
+    ++part_count;
+    if (!Is_multipart() && type != RFC1521::message) ++atomic_count;
+}
+
+void MimeReceiver::Report_URL() {
+    if (!url) return;
+    std::string const text = *std::exchange(url, std::nullopt);
+    note->Set_URL(text.c_str());
+}
+
+// The message ------------------------------------------------------------------------
+
+MimeINote::ReceiveResult MimeReceiver::Get_message() {
+    MimeContextItem parent(RFC1521::message, RFC1521::RFC822, nullptr, note->cookie_);
+    long long const start = position;
+    line_reader_->Boundary_Push();
+    FieldQueue fields;
+    Read_header(true, fields);
+    long long const header_end = End_of_header();
+
+    bool const has_type = type != nullptr;
+    if (!has_type) {
+        type = RFC1521::text;
+        subtype = RFC1521::plain;
+    }
+    Count_part();
+    is_too_deep_ = Is_container() && nesting_ >= nesting_limit_;
+    MimeContextItem item(type, subtype, disposition, nullptr);
+    MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
+    set_position(context.part_start, context.exact.part_start, start);
+    set_position(context.header_start, context.exact.header_start, start);
+    note->BeginPart(context);
+    note->BeginHeader(context);
+    Report_URL();
+    Dispatch_all(fields, has_type, true);
+    set_position(context.header_end, context.exact.header_end, header_end);
+    note->EndHeader(context);
+
+    if (!headers_only) Get_message_body(context);
+    set_position(context.part_end, context.exact.part_end, position);
+    note->EndPart(context);
+    if (debug != nullptr) debug->flush();
+    return headers_only ? MimeINote::Receive_Not_Finished : MimeINote::Receive_Complete;
+}

@@ -1,0 +1,124 @@
+// mime/receive/receiver.hpp - the state of one run of MimeINote::Receive
+//
+// A plain structure that lives on the stack for one message. It owns the line reader, reads a
+// header in two passes (first all its lines, so that the type is known at BeginPart; then field by
+// field), and walks the body, calling itself for what a multipart or message/rfc822 encloses.
+#pragma once
+
+#include "mime/export.hpp"
+#include "mime/header/header_run.hpp"
+#include "mime/receive/incoming_note.hpp"
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <string_view>
+
+class MIME_TransferDecoding_Engine;
+class MimeLine;
+class TiStreamLite;
+class iSimpleStream;
+class ioSimpleStream;
+class oSimpleStream;
+
+namespace vellum {
+class FieldQueue;
+struct FieldList;
+} // namespace vellum
+
+struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
+    /// The note and the stream are not owned and outlive the run. `dir` is copied; null counts as
+    /// empty. `debug` may be null.
+    MimeReceiver(MimeINote * note, TiStreamLite * in, char const * dir, bool headersOnly,
+                 std::ostream * debug);
+    MimeReceiver(MimeINote * note, std::istream * in, char const * dir, bool headersOnly,
+                 std::ostream * debug);
+    MimeReceiver(MimeINote * note, iSimpleStream * in, char const * dir, bool headersOnly,
+                 std::ostream * debug);
+    ~MimeReceiver() override;
+
+    /// Reads one message, from the first header line to the end of the input, and flushes the debug
+    /// stream. Once only.
+    MimeINote::ReceiveResult Get_message();
+
+    std::ostream * debug;        ///< Gets the raw lines. A body's raw stream takes its place.
+    MimeINote * note;            ///< Called back.
+    char * line_begin = nullptr; ///< The current line, as the line reader sets it.
+    char * line_end = nullptr;
+    long long previous_position = 0; ///< Before the current line was read.
+    long long position = 0;          ///< Count of input bytes read.
+    unsigned long long line_count = 0;
+    bool at_end = false; ///< The last line read met the end of the input.
+    bool headers_only;
+    int part_count = 0;   ///< Parts begun.
+    int atomic_count = 0; ///< Those of them that are neither multipart nor message.
+    std::string partial_directory;
+
+private:
+    class RawStream;
+
+    MimeReceiver(MimeINote * client, char const * dir, bool only_headers,
+                 std::ostream * debug_stream);
+
+    // Lines
+    bool NewLine_Head(bool first);
+    bool NewLine_Body();
+    std::string_view NewLines_Body();
+    std::string_view line() const;
+    void Debug(std::string_view text);
+    template <typename Take>
+    void For_each_text(Take take);
+
+    // Headers
+    bool Read_header(bool first, vellum::FieldQueue & fields);
+    void Dispatch_all(vellum::FieldQueue & fields, bool has_type, bool owns_level);
+    long long End_of_header() const;
+    bool Query_Content_Type(char const * body);
+    void Query_Content_Disposition(char const * body);
+    void Count_part();
+    bool Is_container() const;
+    bool Is_multipart() const;
+    void Report_URL();
+
+    // The walk. Each gives true if there is more to read at this level.
+    bool Get_message_part(int message_depth, int multipart_depth, MimeContextItem & parent,
+                          char const * encoding);
+    bool Get_message_body(MimeContext & context);
+    bool Get_message_body__MultiPart(MimeContext & context);
+    bool Get_message_body__Message(MimeContext & context);
+    bool Get_message_body__Data(MimeContext & context);
+    void Place_body(MimeContext & context, long long start);
+    void End_body(MimeContext & context, long long end);
+
+    // Data
+    void Deliver(std::ostream & data);
+    void Deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
+                       MIME_TransferDecoding_Engine & decoder, NLS_Translator * translator);
+    void Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
+                        MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator,
+                        int restriction);
+    void Drop_end_marker(oSimpleStream & out) const;
+
+    // The reports of the header parsers go on to the note.
+    void SetProperty(char const * name, MimeString const & value) override;
+    void SetParameter(char const * field, char const * attribute, char const * value) override;
+    void SetFileName(char const * field, char const * name) override;
+    void Set_From(char const * field, char const * body, char const * phrase,
+                  char const * address) override;
+    void Set_To(char const * field, char const * body, char const * phrase,
+                char const * address) override;
+    void Set_Disposition_notification_to(char const * body, char const * phrase,
+                                         char const * address) override;
+    void Set_Date(char const * field, char const * body, tm const & utc) override;
+    void Set_Message_Id(char const * field, char const * id) override;
+    void Set_Content_Type(char const * body) override;
+    void Set_Content_Disposition(char const * body, char const * file_name) override;
+    void Set_Text(char const * token, char const * text) override;
+    void Set_Decoded(char const * token, MimeString const & text) override;
+    void Boundary_Init(char const * boundary) override;
+
+    int nesting_limit_;
+    int nesting_ = 0;          ///< Multiparts and message/rfc822 that have been opened.
+    bool is_too_deep_ = false; ///< The part whose header was read is delivered as data.
+    std::unique_ptr<MimeLine> line_reader_;
+};

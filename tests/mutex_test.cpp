@@ -1,0 +1,427 @@
+// tests/mutex_test.cpp - exclusion between threads, objects of one name, processes and users
+#include "mime/MIMESEM.hpp"
+
+#include "mime/foundation/trace.hpp"
+#include "mime/platform/platform.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <fcntl.h>
+#include <future>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Semaphore = TMimeMutexSemaphore;
+using Entry = TMimeMutexSemaphoreEntry;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr long infinite = Semaphore::fsInfinite;
+
+Semaphore::EState state_of_entry(Semaphore & semaphore, long timeout) {
+    return Entry(semaphore, timeout).State();
+}
+
+Semaphore::EState state_in_other_thread(Semaphore & semaphore, long timeout) {
+    return std::async(std::launch::async, state_of_entry, std::ref(semaphore), timeout).get();
+}
+
+/// Memory that this process and its children share.
+template <typename T>
+class Shared {
+public:
+    Shared()
+        : value_(new (::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                             -1, 0)) T{}) {}
+    Shared(Shared const &) = delete;
+    Shared & operator=(Shared const &) = delete;
+    ~Shared() { ::munmap(value_, sizeof(T)); }
+
+    T & operator*() const { return *value_; }
+    T * operator->() const { return value_; }
+
+private:
+    T * value_;
+};
+
+/// A child that runs `work` and ends with what it gives.
+template <typename Work>
+pid_t start_child(Work const & work) {
+    pid_t const child = ::fork();
+    if (child == 0) ::_exit(static_cast<int>(work()));
+    return child;
+}
+
+int result_of(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+template <typename Work>
+int result_of_child(Work const & work) {
+    return result_of(start_child(work));
+}
+
+void wait_for(std::atomic<bool> const & flag) {
+    while (!flag)
+        std::this_thread::sleep_for(milliseconds(1));
+}
+
+class MutexTest : public testing::Test {
+protected:
+    void TearDown() override { ::shm_unlink(file().c_str()); }
+
+    std::string file() const { return "/vellum-" + std::to_string(::geteuid()) + "-" + name_; }
+
+    std::string const name_ = "test-" + std::to_string(::getpid());
+};
+
+// ---- With and without a name ----
+
+class AnyMutexTest : public MutexTest, public testing::WithParamInterface<bool> {
+protected:
+    std::unique_ptr<Semaphore> make() const {
+        return std::make_unique<Semaphore>(GetParam() ? name_.c_str() : nullptr);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(UnnamedAndNamed, AnyMutexTest, testing::Bool());
+
+TEST_P(AnyMutexTest, IsRecursiveAndFreeBehindTheLastEntry) {
+    auto const semaphore = make();
+    {
+        Entry const outer(*semaphore, infinite);
+        {
+            Entry const inner(*semaphore, 0);
+            EXPECT_EQ(outer.State(), Semaphore::Held);
+            EXPECT_EQ(inner.State(), Semaphore::Held);
+        }
+        EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::TimedOut);
+    }
+    EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::Held);
+}
+
+TEST_P(AnyMutexTest, WaitsAsLongAsItWasToldTo) {
+    auto const semaphore = make();
+    Entry const entry(*semaphore, infinite);
+    auto const start = steady_clock::now();
+    EXPECT_EQ(state_in_other_thread(*semaphore, 50), Semaphore::TimedOut);
+    EXPECT_GE(steady_clock::now() - start, milliseconds(50));
+    // What has timed out releases nothing.
+    EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::TimedOut);
+}
+
+TEST_P(AnyMutexTest, WakesThoseThatWait) {
+    auto const semaphore = make();
+    std::vector<std::future<Semaphore::EState>> waiting;
+    {
+        Entry const entry(*semaphore, infinite);
+        for (long const timeout : {infinite, 60'000L, infinite, std::numeric_limits<long>::max()})
+            waiting.push_back(
+                std::async(std::launch::async, state_of_entry, std::ref(*semaphore), timeout));
+        std::this_thread::sleep_for(milliseconds(20));
+    }
+    for (auto & state : waiting)
+        EXPECT_EQ(state.get(), Semaphore::Held);
+}
+
+TEST_P(AnyMutexTest, PassesOnFromAThreadThatEnded) {
+    auto const semaphore = make();
+    alignas(Entry) std::byte never_destroyed[2][sizeof(Entry)];
+    std::thread([&] {
+        new (never_destroyed[0]) Entry(*semaphore, infinite);
+        new (never_destroyed[1]) Entry(*semaphore, infinite);
+    }).join();
+    EXPECT_EQ(state_of_entry(*semaphore, 0), Semaphore::Held);
+    if (GetParam()) {
+        EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 0); }), Semaphore::Held);
+    }
+    EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::Held);
+}
+
+TEST_P(AnyMutexTest, ExcludesThreads) {
+    auto const semaphore = make();
+    int counter = 0;
+    std::vector<std::thread> threads;
+    threads.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 500; ++round) {
+                Entry const entry(*semaphore, round % 2 == 0 ? infinite : 60'000);
+                counter += entry.State() == Semaphore::Held ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread & thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 2000);
+}
+
+TEST_P(AnyMutexTest, CanBeClosedWhileItIsHeld) {
+    auto semaphore = make();
+    alignas(Entry) std::byte never_destroyed[sizeof(Entry)];
+    new (never_destroyed) Entry(*semaphore, infinite);
+    semaphore.reset();
+    semaphore = make();
+    EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::Held);
+}
+
+/// The child must not wait for a thread that it has no copy of, nor take its parent's lock away.
+TEST_P(AnyMutexTest, StartsAfreshInAForkedChild) {
+    auto const semaphore = make();
+    std::promise<void> held, done;
+    std::thread holder([&] {
+        Entry const entry(*semaphore, infinite);
+        held.set_value();
+        done.get_future().wait();
+    });
+    held.get_future().wait();
+    auto const expected = GetParam() ? Semaphore::TimedOut : Semaphore::Held;
+    EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 50); }), expected);
+    done.set_value();
+    holder.join();
+
+    {
+        auto entry = std::make_unique<Entry>(*semaphore, infinite);
+        EXPECT_EQ(result_of_child([&] {
+                      entry.reset(); // the parent's
+                      return state_of_entry(*semaphore, 0);
+                  }),
+                  expected);
+        EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::TimedOut);
+    }
+    EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 0); }), Semaphore::Held);
+}
+
+TEST_F(MutexTest, ObjectsWithoutANameAreMutexesOfTheirOwn) {
+    Semaphore one;
+    Semaphore other("");
+    Entry const entry(one, infinite);
+    EXPECT_EQ(state_in_other_thread(other, 0), Semaphore::Held);
+}
+
+TEST_F(MutexTest, ObjectsOfOneNameAreOneMutex) {
+    Semaphore one(name_.c_str());
+    auto other = std::make_unique<Semaphore>(name_.c_str());
+    Semaphore apart((name_ + "/../x").c_str());
+    Entry const entry(one, infinite);
+    EXPECT_EQ(state_of_entry(*other, 0), Semaphore::Held);
+    EXPECT_EQ(state_in_other_thread(*other, 0), Semaphore::TimedOut);
+    EXPECT_EQ(state_in_other_thread(apart, 0), Semaphore::Held);
+    other.reset();
+    EXPECT_EQ(state_in_other_thread(one, 0), Semaphore::TimedOut);
+    ::shm_unlink((file() + "%2F%2E%2E%2Fx").c_str());
+}
+
+// ---- Processes ----
+
+TEST_F(MutexTest, ExcludesProcesses) {
+    struct Counters {
+        int entries = 0; // not atomic: the mutex has to do
+        std::atomic<int> inside{0};
+        std::atomic<int> clashes{0};
+    };
+    Shared<Counters> const counters;
+    std::vector<pid_t> children;
+    children.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        children.push_back(start_child([&] {
+            Semaphore semaphore(name_.c_str());
+            for (int round = 0; round < 300; ++round) {
+                Entry const entry(semaphore, round % 2 == 0 ? infinite : 60'000);
+                if (entry.State() != Semaphore::Held) return 1;
+                if (counters->inside.fetch_add(1) != 0) ++counters->clashes;
+                ++counters->entries;
+                counters->inside.fetch_sub(1);
+            }
+            return 0;
+        }));
+    }
+    for (pid_t const child : children)
+        EXPECT_EQ(result_of(child), 0);
+    EXPECT_EQ(counters->clashes, 0);
+    EXPECT_EQ(counters->entries, 1200);
+}
+
+TEST_F(MutexTest, PassesOnFromAProcessThatWasKilled) {
+    Semaphore semaphore(name_.c_str());
+    auto fastest = steady_clock::duration::max();
+    for (int round = 0; round < 10; ++round) {
+        Shared<std::atomic<bool>> const held;
+        pid_t const child = start_child([&] {
+            Entry const outer(semaphore, infinite);
+            Entry const inner(semaphore, infinite);
+            *held = true;
+            return ::pause();
+        });
+        wait_for(*held);
+        EXPECT_EQ(state_of_entry(semaphore, 0), Semaphore::TimedOut);
+        ::kill(child, SIGKILL);
+        auto const start = steady_clock::now();
+        EXPECT_EQ(state_of_entry(semaphore, round % 2 == 0 ? infinite : 60'000), Semaphore::Held);
+        fastest = std::min(fastest, steady_clock::now() - start);
+        result_of(child);
+    }
+    EXPECT_LT(fastest, milliseconds(100));
+}
+
+/// A child that the owner has made must not keep the lock when the owner is killed.
+TEST_F(MutexTest, PassesOnAlthoughAChildOfTheKilledOneLives) {
+    Semaphore semaphore(name_.c_str());
+    Shared<std::atomic<pid_t>> const grandchild;
+    pid_t const child = start_child([&] {
+        Entry const entry(semaphore, infinite);
+        *grandchild = start_child([] { return ::pause(); });
+        return ::pause();
+    });
+    while (*grandchild == 0)
+        std::this_thread::sleep_for(milliseconds(1));
+    std::this_thread::sleep_for(milliseconds(20));
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(state_of_entry(semaphore, 5'000), Semaphore::Held);
+    result_of(child);
+    ::kill(*grandchild, SIGKILL);
+}
+
+TEST_F(MutexTest, GoesOnWhenItsFileIsRemoved) {
+    Semaphore semaphore(name_.c_str());
+    Shared<std::atomic<bool>> const held;
+    Shared<std::atomic<bool>> const is_removed;
+    pid_t const child = start_child([&] {
+        Entry const entry(semaphore, infinite);
+        *held = true;
+        wait_for(*is_removed);
+        std::this_thread::sleep_for(milliseconds(50));
+        return 0;
+    });
+    wait_for(*held);
+    auto waiting = std::async(std::launch::async, [&] {
+        Entry const entry(semaphore, infinite);
+        // It must be the file of the new name that is locked.
+        return result_of_child([&] { return state_of_entry(semaphore, 0); });
+    });
+    std::this_thread::sleep_for(milliseconds(20));
+    ::shm_unlink(file().c_str());
+    *is_removed = true;
+    EXPECT_EQ(waiting.get(), Semaphore::TimedOut);
+    EXPECT_EQ(result_of(child), 0);
+}
+
+// ---- Failures and strangers ----
+
+class LastMessage : public TMimeTraceLog {
+public:
+    void Write(unsigned long, unsigned long, char const * file, char const * format,
+               char * arguments) override {
+        char message[400];
+        std::vsnprintf(message, sizeof message, format,
+                       *reinterpret_cast<std::va_list *>(arguments));
+        text = std::string(file) + " " + message;
+    }
+
+    std::string text;
+};
+
+std::string creation_failure(int error, std::string const & name) {
+    return "mime/MIMESEM Error " + std::to_string(error) + " from CreateMutex(" + name + ")";
+}
+
+TEST_F(MutexTest, FailedCreationIsTracedAndFailsEachLock) {
+    LastMessage const log;
+    std::string const long_name(300, 'x');
+    Semaphore semaphore(long_name.c_str());
+    EXPECT_EQ(log.text, creation_failure(ENAMETOOLONG, long_name));
+    EXPECT_EQ(state_of_entry(semaphore, infinite), Semaphore::Failed);
+    EXPECT_EQ(state_of_entry(semaphore, 0), Semaphore::Failed);
+}
+
+TEST_F(MutexTest, ClosingWhatAnotherThreadHoldsIsTraced) {
+    LastMessage const log;
+    auto semaphore = std::make_unique<Semaphore>();
+    alignas(Entry) std::byte never_destroyed[sizeof(Entry)];
+    std::promise<void> held, closed;
+    std::thread holder([&] {
+        new (never_destroyed) Entry(*semaphore, infinite);
+        held.set_value();
+        closed.get_future().wait();
+    });
+    held.get_future().wait();
+    semaphore.reset();
+    closed.set_value();
+    holder.join();
+    EXPECT_EQ(log.text,
+              "mime/MIMESEM Error " + std::to_string(EBUSY) + " from CloseHandle(unnamed)");
+}
+
+TEST_F(MutexTest, FileBelongsToItsUserAlone) {
+    mode_t const mask = ::umask(0);
+    Semaphore semaphore(name_.c_str());
+    int const descriptor = ::shm_open(file().c_str(), O_RDWR, 0);
+    ASSERT_GE(descriptor, 0);
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(status.st_uid, ::geteuid());
+
+    ::fchmod(descriptor, 0666);
+    EXPECT_EQ(state_of_entry(semaphore, 0), Semaphore::Held);
+    ::fstat(descriptor, &status);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    ::close(descriptor);
+    ::umask(mask);
+}
+
+TEST_F(MutexTest, FollowsNoLink) {
+    std::string const link = "/dev/shm" + file();
+    if (::symlink("/dev/shm/elsewhere", link.c_str()) != 0) GTEST_SKIP() << "no " << link;
+    LastMessage const log;
+    Semaphore semaphore(name_.c_str());
+    EXPECT_EQ(log.text, creation_failure(ELOOP, name_));
+    EXPECT_NE(::access("/dev/shm/elsewhere", F_OK), 0);
+}
+
+TEST_F(MutexTest, UsersDoNotMeet) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs the superuser";
+    constexpr uid_t stranger = 12345;
+    Semaphore semaphore(name_.c_str());
+    Entry const entry(semaphore, infinite);
+    std::string const file_of_stranger = "/vellum-" + std::to_string(stranger) + "-" + name_;
+    EXPECT_EQ(result_of_child([&] {
+                  if (::setuid(stranger) != 0) return 0;
+                  Semaphore own(name_.c_str());
+                  Semaphore::EState const state = state_of_entry(own, 0);
+                  // An object from before the change of user serves the new one.
+                  return Entry(own, 0).State() == state_of_entry(semaphore, 0) ? int{state} : 0;
+              }),
+              Semaphore::Held);
+
+    // A file that another user has put there is not trusted.
+    ::shm_unlink(file().c_str());
+    int const descriptor = ::shm_open(file().c_str(), O_RDWR | O_CREAT, 0666);
+    ::fchown(descriptor, stranger, stranger);
+    ::close(descriptor);
+    EXPECT_EQ(result_of_child([&] {
+                  Semaphore again(name_.c_str());
+                  return state_of_entry(again, 0);
+              }),
+              Semaphore::Failed);
+    ::shm_unlink(file_of_stranger.c_str());
+}
+
+} // namespace

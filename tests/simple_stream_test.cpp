@@ -1,0 +1,426 @@
+// tests/simple_stream_test.cpp - the light streams: ends of buffers, growth, sinks that fail
+#include "mime/foundation/lite_stream.hpp"
+#include "mime/foundation/simple_stream.hpp"
+#include "tests/support/chunked.hpp"
+#include "tests/support/lending_output.hpp"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+using vellum::test::ChunkedSimpleStream;
+using vellum::test::Chunking;
+using vellum::test::ExactCopy;
+using vellum::test::for_each_cut;
+using vellum::test::LendingOutput;
+
+namespace {
+
+/// No array of more than this many bytes can be had.
+std::size_t largest_array = std::numeric_limits<std::size_t>::max();
+
+// Volatile, so that the compiler doesn't pair an inlined `new` with `free` and warn of it.
+void * (*const volatile allocate)(std::size_t) = std::malloc;
+void (*const volatile release)(void *) = std::free;
+
+} // namespace
+
+void * operator new[](std::size_t size, std::nothrow_t const &) noexcept {
+    return size <= largest_array ? allocate(size + 1) : nullptr;
+}
+void * operator new[](std::size_t size) {
+    if (void * const memory = operator new[](size, std::nothrow)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete[](void * memory) noexcept { release(memory); }
+void operator delete[](void * memory, std::size_t) noexcept { release(memory); }
+
+namespace {
+
+std::string pending(oSimpleStream const & out) { return {out.str(), out.oBufCnt()}; }
+
+class CountingInput : public iSimpleStream {
+public:
+    using iSimpleStream::iSimpleStream;
+    bool Underflow() override {
+        ++underflows;
+        return iSimpleStream::Underflow();
+    }
+    int underflows = 0;
+};
+
+class CountingOutput : public oSimpleStream {
+public:
+    using oSimpleStream::oSimpleStream;
+    void Overflow(unsigned int request) override {
+        ++overflows;
+        oSimpleStream::Overflow(request);
+    }
+    int overflows = 0;
+};
+
+// input ----------------------------------------------------------------------------
+
+TEST(SimpleInput, EndsWithTheFirstReadThatFindsNothing) {
+    ExactCopy const text("\x01z\xFF");
+    CountingInput in(text.begin(), text.end());
+    EXPECT_EQ(in.get(), 1);
+    EXPECT_EQ(in.get(), 'z');
+    EXPECT_EQ(in.get(), 0xFF);
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(in.gcount(), 1);
+    EXPECT_EQ(in.iBufCnt(), 0U);
+
+    EXPECT_EQ(in.get(), -1);
+    EXPECT_FALSE(in.good());
+    EXPECT_EQ(in.gcount(), 0);
+    char c = 'c';
+    EXPECT_TRUE(!in.get(c) && !in.ignore() && in.peek() == -1);
+    EXPECT_EQ(c, 'c');
+    in.iGetPtr(-1);
+    EXPECT_EQ(in.get(), -1) << "there is no way back from the end";
+    EXPECT_EQ(in.iBufCnt(), 0U);
+    EXPECT_EQ(in.underflows, 1);
+}
+
+TEST(SimpleInput, PeekEndsAStreamAndKeepsTheCount) {
+    ExactCopy const text("a");
+    iSimpleStream in(text.begin(), text.end());
+    in.ignore();
+    EXPECT_EQ(in.peek(), -1);
+    EXPECT_FALSE(in.good());
+    EXPECT_EQ(in.gcount(), 1);
+}
+
+TEST(SimpleInput, WithoutABufferThereIsNothing) {
+    char some[4] = "abc";
+    iSimpleStream without_buffer;
+    iSimpleStream with_null(static_cast<char *>(nullptr), 4);
+    iSimpleStream with_negative_length(some, -1);
+    for (iSimpleStream * in : {&without_buffer, &with_null, &with_negative_length}) {
+        char text[3] = "xy";
+        EXPECT_EQ(in->read(text, 2).gcount(), 0);
+        EXPECT_EQ(in->get(), -1);
+        EXPECT_EQ(in->iBufCnt(), 0U);
+        EXPECT_FALSE(in->good());
+    }
+}
+
+TEST(SimpleInput, GetUpToADelimiter) {
+    constexpr std::string_view text = "abcdefghijkl\nm";
+    struct {
+        int size;
+        char delimiter;
+        std::string_view stored; // with its NUL; empty where the buffer isn't touched
+        int next;
+    } const rows[] = {
+        {10, '\n', {"abcdefgh\0", 9}, 'i'},
+        {100, '\n', {"abcdefghijkl\0", 13}, '\n'},
+        {100, 'a', {"\0", 1}, 'a'},
+        {100, '!', {"abcdefghijkl\nm\0", 15}, -1},
+        {14, '\n', {"abcdefghijkl\0", 13}, '\n'},
+        {2, '\n', {"\0", 1}, 'a'},
+        {1, '\n', "", 'a'},
+        {0, '\n', "", 'a'},
+        {INT_MIN, '\n', "", 'a'},
+    };
+    for (auto const & row : rows) {
+        for (Chunking const & chunking : vellum::test::chunkings(text.size())) {
+            SCOPED_TRACE(std::to_string(row.size) + " bytes in " + chunking.name());
+            ChunkedSimpleStream in(text, chunking);
+            ExactCopy const buffer(std::string(row.stored.size(), '?'));
+            in.get(buffer.begin(), row.size, row.delimiter);
+            EXPECT_EQ(buffer.view(), row.stored);
+            EXPECT_EQ(in.gcount() + (row.stored.empty() ? 0 : 1),
+                      static_cast<int>(row.stored.size()));
+            EXPECT_EQ(in.peek(), row.next);
+        }
+    }
+}
+
+TEST(SimpleInput, RefillsFromItsSource) {
+    std::istringstream source("0123456789");
+    ExactCopy const scratch("????");
+    CountingInput in(scratch.begin(), scratch.end(), &source);
+    EXPECT_TRUE(in.good());
+    char text[11] = {};
+    EXPECT_EQ(in.read(text, 10).gcount(), 10);
+    EXPECT_STREQ(text, "0123456789");
+    EXPECT_EQ(in.underflows, 3);
+    EXPECT_EQ(in.read(text, 0).gcount(), 0);
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(in.read(text, 1).gcount(), 0);
+    EXPECT_FALSE(in.good());
+}
+
+TEST(SimpleInput, WorkOnTheBufferItself) {
+    ExactCopy const text("abcdef");
+    iSimpleStream in(text.begin(), text.end());
+    in.ignore();
+    EXPECT_EQ(in.iBufCnt(), 5U);
+    EXPECT_EQ(*in.iGetPtr(2), 'd');
+    EXPECT_EQ(*in.iGetPtr(-1), 'c');
+    EXPECT_EQ(*in.iGetPtr(LONG_MIN), 'a');
+    std::ostringstream printed;
+    in.Print(printed);
+    EXPECT_EQ(printed.str(), "abcdef");
+    EXPECT_EQ(in.iGetPtr(LONG_MAX), in.iBufPtr() + 6);
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(in.get(), -1);
+}
+
+TEST(SimpleInput, ASourceThatThrowsLeavesTheStreamUsable) {
+    class Throwing : public std::streambuf {
+        int underflow() override { throw std::runtime_error("source"); }
+    } buffer;
+    std::istream source(&buffer);
+    source.exceptions(std::ios::badbit);
+    ExactCopy const scratch("????");
+    iSimpleStream in(scratch.begin(), scratch.end(), &source);
+    EXPECT_THROW(in.get(), std::runtime_error);
+    EXPECT_EQ(in.get(), -1);
+    EXPECT_FALSE(in.good());
+}
+
+// output ---------------------------------------------------------------------------
+
+TEST(SimpleOutput, GrowsByEight) {
+    oSimpleStream out;
+    EXPECT_FALSE(out.good());
+    out.put('1');
+    EXPECT_EQ(out.oBufAvl(), 7U);
+    out << "2345678";
+    EXPECT_EQ(out.oBufAvl(), 0U);
+    out.put('9');
+    EXPECT_EQ(out.oBufAvl(), 64U - 9);
+    EXPECT_EQ(pending(out), "123456789");
+    EXPECT_TRUE(out.good());
+}
+
+TEST(SimpleOutput, LeavesTheCallersBufferForALargeWrite) {
+    ExactCopy const buffer(std::string(10, '?'));
+    oSimpleStream out(buffer.begin(), buffer.end());
+    out << "abc";
+    EXPECT_EQ(out.str(), buffer.begin());
+    std::string const large(100, 'x');
+    out.write(large.data(), 100);
+    EXPECT_NE(out.str(), buffer.begin());
+    EXPECT_EQ(pending(out), "abc" + large);
+    EXPECT_EQ(out.oBufAvl(), 0U) << "93 bytes more than the 10 are more than 7 times 10";
+    EXPECT_EQ(out.pcount(), 103);
+}
+
+TEST(SimpleOutput, WhatIsEmptyAsksForNoRoom) {
+    CountingOutput out;
+    out.write("abc", 0).write("abc", -1).write(std::string_view());
+    out << "" << static_cast<char const *>(nullptr) << static_cast<iSimpleStream *>(nullptr);
+    EXPECT_EQ(out.overflows, 0);
+}
+
+TEST(SimpleOutput, NumbersAndCharacters) {
+    oSimpleStream out;
+    out << LONG_MIN << ' ' << INT_MAX << ' ' << short{-7} << ' ' << ULONG_MAX << ' ' << 0U << ' '
+        << static_cast<unsigned short>(65535) << static_cast<signed char>('s')
+        << static_cast<unsigned char>(0xFF) << reinterpret_cast<unsigned char const *>("u");
+    std::ostringstream expected;
+    expected << LONG_MIN << " 2147483647 -7 " << ULONG_MAX << " 0 65535s\xFFu";
+    EXPECT_EQ(pending(out), expected.str());
+}
+
+TEST(SimpleOutput, SendsFullBuffersToItsSink) {
+    std::stringstream sink;
+    {
+        ExactCopy const buffer("????");
+        oSimpleStream out(buffer.begin(), buffer.end(), &sink);
+        out << "ab"
+            << "cde";
+        EXPECT_EQ(sink.str(), "ab");
+        EXPECT_EQ(pending(out), "cde");
+        out.flush();
+        EXPECT_EQ(sink.str(), "abcde");
+        EXPECT_EQ(out.pcount(), 5);
+        EXPECT_EQ(out.str(), buffer.begin());
+        out << "fg";
+        std::ostringstream printed;
+        out.Print(printed);
+        EXPECT_EQ(printed.str(), "abcdefg");
+        EXPECT_EQ(out.pcount(), 7);
+        sink.setstate(std::ios::failbit);
+        EXPECT_FALSE(out.good());
+        sink.clear();
+        out << "0123456789";
+        EXPECT_NE(out.str(), buffer.begin())
+            << "a write of more than twice the buffer lets it grow";
+    }
+    EXPECT_EQ(sink.str(), "abcdefg0123456789");
+}
+
+TEST(SimpleOutput, TakesWhateverRoomOverflowGives) {
+    std::string const text = "a text that is longer than any of the blocks";
+    for (std::size_t const block_size : {1U, 2U, 7U, 100U}) {
+        SCOPED_TRACE(block_size);
+        LendingOutput out(block_size);
+        out << text.c_str() << '!';
+        out.write(text);
+        EXPECT_EQ(out.text(), text + '!' + text);
+        EXPECT_EQ(out.pcount(), static_cast<int>(2 * text.size() + 1));
+
+        std::istringstream stream(text);
+        LendingOutput from_istream(block_size);
+        from_istream << stream;
+        EXPECT_EQ(from_istream.text(), text);
+
+        std::stringbuf buffer(text);
+        LendingOutput from_streambuf(block_size);
+        from_streambuf << &buffer;
+        EXPECT_EQ(from_streambuf.text(), text);
+    }
+}
+
+TEST(SimpleOutput, WithoutAnyRoomAWriteEnds) {
+    LendingOutput out(3, 2);
+    std::istringstream stream("defgh");
+    out << "ab" << 'c' << stream << "ijk" << 'l' << stream.rdbuf();
+    EXPECT_EQ(out.text(), "abcdef");
+    EXPECT_FALSE(out.good());
+}
+
+TEST(SimpleOutput, CopiesOtherStreamsWhole) {
+    std::string const text(3000, 'x');
+    std::ostringstream sink;
+    char buffer[16];
+    for (std::ostream * const any_sink :
+         {static_cast<std::ostream *>(nullptr), static_cast<std::ostream *>(&sink)}) {
+        oSimpleStream without_buffer;
+        oSimpleStream over_memory(buffer, 16, any_sink);
+        for (oSimpleStream * out : {&without_buffer, &over_memory}) {
+            std::istringstream stream(text);
+            std::istringstream streambuf(text);
+            std::istringstream source(text);
+            char scratch[7];
+            iSimpleStream in(scratch, 7, &source);
+            oSimpleStream other;
+            other << "tail";
+            *out << stream << streambuf.rdbuf() << in << in << other << &other << *out;
+            EXPECT_EQ(out->pcount(), 3 * 3000 + 8);
+            EXPECT_FALSE(in.good());
+            EXPECT_EQ(pending(other), "tail");
+        }
+    }
+    EXPECT_EQ(sink.str(), text + text + text + "tailtail");
+}
+
+TEST(SimpleOutput, ASinkThatThrowsGetsNothingTwice) {
+    class Throwing : public std::streambuf {
+    public:
+        std::string seen;
+
+    private:
+        std::streamsize xsputn(char const * text, std::streamsize size) override {
+            seen.append(text, static_cast<std::size_t>(size));
+            throw std::runtime_error("sink");
+        }
+    } buffer;
+    std::ostream sink(&buffer);
+    sink.exceptions(std::ios::badbit);
+    {
+        char block[8];
+        oSimpleStream out(block, 8, &sink);
+        out << "abc";
+        EXPECT_THROW(out.flush(), std::runtime_error);
+        sink.clear();
+        out << "def"; // the destructor meets the exception, which must stay in it
+    }
+    EXPECT_EQ(buffer.seen, "abcdef");
+    EXPECT_TRUE(sink.bad());
+}
+
+TEST(SimpleOutput, KeepsItsDataWhenMemoryRunsOut) {
+    oSimpleStream out;
+    std::string const text(1000, 'x');
+    out.write(text);
+    largest_array = 10000;
+    while (out.oBufAvl() > 0) {
+        out << 'x'; // up to 8 times 1,000 bytes
+    }
+    unsigned int const full = out.oBufCnt();
+    EXPECT_EQ(full, 8000U);
+    out << 'y';
+    EXPECT_EQ(out.oBufCnt(), full + 1) << "the least that will do, where 8 times can't be had";
+    EXPECT_THROW(out.write(std::string(5000, 'z')), std::bad_alloc);
+    largest_array = std::numeric_limits<std::size_t>::max();
+    EXPECT_EQ(pending(out), std::string(full, 'x') + 'y');
+    out << "zz";
+    EXPECT_EQ(pending(out), std::string(full, 'x') + "yzz");
+}
+
+// stage ----------------------------------------------------------------------------
+
+TEST(SimpleStage, RewindTurnsWritingIntoReading) {
+    for (int const block_size : {0, 3, 4, 100}) {
+        SCOPED_TRACE(block_size);
+        ExactCopy const block(std::string(static_cast<std::size_t>(block_size), '?'));
+        ioSimpleStream stage(block.begin(), block_size, 0);
+        for (std::string const text : {"abc", "", "a longer text"}) {
+            stage.reInit();
+            stage << text.c_str();
+            stage.rewind();
+            EXPECT_TRUE(stage.good());
+            EXPECT_EQ(stage.iBufCnt(), text.size());
+            EXPECT_EQ(stage.oBufCnt(), text.size());
+            EXPECT_EQ(std::string_view(stage.str(), text.size() + 2), text + std::string(2, '\0'));
+            std::string read(text.size() + 1, '?');
+            EXPECT_EQ(stage.read(read.data(), static_cast<int>(read.size())).gcount(),
+                      static_cast<int>(text.size()));
+            EXPECT_EQ(read, text + '?');
+            EXPECT_FALSE(stage.good());
+        }
+    }
+}
+
+TEST(SimpleStage, StartsBehindWhatIsUsed) {
+    struct {
+        int used;
+        unsigned int room;
+    } const rows[] = {{0, 4}, {1, 3}, {4, 0}, {-1, 4}, {5, 0}};
+    for (auto const & row : rows) {
+        char block[4] = {'a', 'b', 'c', 'd'};
+        ioSimpleStream stage(block, 4, row.used);
+        EXPECT_EQ(stage.oBufAvl(), row.room);
+        EXPECT_EQ(stage.iBufCnt(), 4U);
+        EXPECT_EQ(stage.get(), 'a');
+    }
+    char block[4] = {};
+    EXPECT_EQ(ioSimpleStream(block, block + 4, nullptr).oBufAvl(), 4U);
+    EXPECT_EQ(ioSimpleStream(block, block + 4, block + 3).oBufAvl(), 1U);
+
+    ioSimpleStream without_buffer;
+    EXPECT_FALSE(without_buffer.reInit().good());
+    EXPECT_TRUE(without_buffer.rewind().good());
+    EXPECT_EQ(without_buffer.get(), -1);
+}
+
+TEST(LiteStream, PeekGivesBytesAsUnsigned) {
+    class OneByte : public TiStreamLite {
+    public:
+        int ReadLine(unsigned char *, int, int *) override { return 0; }
+        int PeekByte(unsigned char * byte) override {
+            *byte = 0xFF;
+            return has_byte;
+        }
+        int has_byte = 2;
+    } lite;
+    EXPECT_EQ(lite.peek(), 0xFF);
+    lite.has_byte = 0;
+    EXPECT_EQ(lite.peek(), -1);
+}
+
+} // namespace
