@@ -22,14 +22,22 @@ void require(bool condition) {
 }
 
 char const * const field_names[] = {
-    "From",         "To",
-    "X-From-Fax",   "X-To-ZR700Fax",
-    "Subject",      "Date",
-    "Message-Id",   "Disposition-notification-to",
-    "Content-Type", "Content-Disposition",
-    "Importance",   "Content-Description",
-    "Received",     "Content-Transfer-Encoding",
-    "X-Any",        "Content-Id",
+    "From",
+    "To",
+    "X-From-ZR700Fax",
+    "X-To-ZR700Fax",
+    "Subject",
+    "Date",
+    "Message-Id",
+    "Disposition-notification-to",
+    "Content-Type",
+    "Content-Disposition",
+    "Importance",
+    "Content-Description",
+    "Received",
+    "Content-Transfer-Encoding",
+    "X-Any",
+    "Content-Id",
 };
 
 template <typename Input>

@@ -243,10 +243,13 @@ Set_Subject "=?x-other?Q?a?="
 Set_Subject ""
 )--"},
         // Fields without a parser keep their own spelling.
-        {"x-Thing: =?x-same?Q?a_b?=  c \nOriginal-Recipient: r\n: x\nno field\nX Y: z\n", R"--(
+        {"x-Thing: =?x-same?Q?a_b?=  c \nOriginal-Recipient: r\n: x\nno field\nX Y: z\n\xC9t\xE9: "
+         "a\n",
+         R"--(
 SetProperty "x-Thing" "a b  c"
 SetProperty "Original-Recipient" "r"
 SetProperty null "x"
+SetProperty "\xC9t\xE9" "a"
 )--"},
         {"(a) Subject (b) : =?x-same?Q?x?=\n  =?x-same?Q?y?=\n", R"--(
 Set_Subject "xy"

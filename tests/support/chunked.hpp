@@ -25,7 +25,7 @@ namespace vellum::test {
 /// A copy of a text in a heap block of exactly its size.
 class ExactCopy {
 public:
-    explicit ExactCopy(std::string_view text = {})
+    [[gnu::noinline]] explicit ExactCopy(std::string_view text = {})
         : data_(std::make_unique<char[]>(text.size())), size_(text.size()) {
         std::copy(text.begin(), text.end(), data_.get());
     }
