@@ -26,3 +26,7 @@
 #include "mime/receive/incoming_note.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
+#include "mime/send/outgoing_note.hpp"
+#include "mime/send/output_splitter.hpp"
+#include "mime/send/rfc2047_stream.hpp"
+#include "mime/send/sender.hpp"

@@ -1,0 +1,47 @@
+// mime/send/client_fields.cpp - the client's own fields, and the end of a header
+#include "mime/foundation/symbol_table.hpp"
+#include "mime/receive/position.hpp"
+#include "mime/send/field_guard.hpp"
+#include "mime/send/field_writer.hpp"
+#include "mime/send/outgoing_note.hpp"
+#include "mime/send/output_splitter.hpp"
+#include "mime/send/scoped_value.hpp"
+#include "mime/send/sender.hpp"
+
+#include <string_view>
+
+using vellum::ScopedValue;
+using vellum::set_position;
+
+void MimeSender::Generate_X_extensions() {
+    ScopedValue const accept(accepting_fields, true);
+    note->PutXFields();
+}
+
+bool MimeSender::Send_HeaderField(char const * name, char const * value) {
+    if (!accepting_fields || stream->Busy() || name == nullptr || value == nullptr) return false;
+    if (SymbolTable::Main->LookUp(name, false, false) != nullptr) return false;
+    // With something else for a name, the line would be no field, or another one.
+    if (field_guard && !vellum::is_field_name(name)) return false;
+    vellum::FieldWriter(*this, name)
+        .text(": ")
+        .encoded(value, vellum::TextKind::unstructured)
+        .end();
+    return stream->good();
+}
+
+void MimeSender::End_of_Header(MimeContext & ctx) {
+    constexpr std::string_view blank_line = "\r\n";
+    set_position(ctx.header_end, ctx.exact.header_end,
+                 Offset() + static_cast<long long>(blank_line.size()));
+    {
+        ScopedValue const accept(accepting_fields, true);
+        note->EndHeader(ctx);
+    }
+    stream->write(blank_line);
+    set_position(ctx.header_end, ctx.exact.header_end, Offset());
+    if (first_header_open) {
+        first_header_open = false;
+        stream->HeaderDone();
+    }
+}

@@ -1,0 +1,58 @@
+// mime/send/content_fields.cpp - the fields that tell what a part is
+#include "mime/foundation/tokens.hpp"
+#include "mime/send/field_writer.hpp"
+#include "mime/send/outgoing_note.hpp"
+#include "mime/send/sender.hpp"
+
+using vellum::FieldWriter;
+using vellum::TextKind;
+
+void MimeSender::Generate_Content_Type(char const * type, char const * subtype,
+                                       char const * boundary, char const * charset,
+                                       char const * name) {
+    FieldWriter field(*this, RFC1521::Content_Type);
+    field.text(": ").raw(type).text("/").raw(subtype);
+    if (charset != nullptr) field.text("; ").text(RFC1521::charset).text("=").raw(charset);
+    if (boundary != nullptr) {
+        field.text("; ").text(RFC1521::boundary).text("=").delimited(boundary, '"', '"', true);
+    }
+    if (name != nullptr) {
+        field.text(";\r\n ").text(RFC1521::name).text("=").encoded(name, TextKind::parameter);
+    }
+    field.end();
+}
+
+void MimeSender::Generate_Content_Transfer_Encoding(char const * encoding) {
+    if (encoding == nullptr) return;
+    FieldWriter(*this, RFC1521::Content_Transfer_Encoding).text(": ").raw(encoding).end();
+}
+
+void MimeSender::Generate_Content_Description(char const * filename, char const * description) {
+    if (description == nullptr) note->Get_Content_Description(description);
+    bool const has_name = filename != nullptr && filename[0] != '\0';
+    if (description == nullptr && !has_name) return;
+    FieldWriter field(*this, RFC1521::Content_Description);
+    field.text(": ");
+    if (description != nullptr) {
+        field.encoded(description, TextKind::unstructured);
+    } else {
+        field.delimited(filename, '<', '>', false);
+    }
+    field.end();
+}
+
+void MimeSender::Generate_Content_Disposition(char const * filename) {
+    SymToken disposition;
+    char const * name = nullptr;
+    note->Get_Content_Disposition(disposition, name);
+    if (name == nullptr) name = filename;
+    if (name == nullptr && !disposition) return;
+    if (!disposition) disposition = RFC1806::attachment;
+    context->item->disposition = disposition;
+    FieldWriter field(*this, RFC1806::Content_Disposition);
+    field.text(": ").raw(disposition);
+    if (name != nullptr) {
+        field.text("; ").text(RFC1806::filename).text("=").encoded(name, TextKind::parameter);
+    }
+    field.end();
+}

@@ -1,0 +1,104 @@
+// mime/send/identity_fields.cpp - the date, and the ids of messages, parts and fragments
+#include "mime/MIMEUTIL.hpp"
+#include "mime/foundation/ascii.hpp"
+#include "mime/foundation/tokens.hpp"
+#include "mime/platform/platform.hpp"
+#include "mime/send/field_writer.hpp"
+#include "mime/send/outgoing_note.hpp"
+#include "mime/send/output_splitter.hpp"
+#include "mime/send/owned_text.hpp"
+#include "mime/send/scoped_value.hpp"
+#include "mime/send/sender.hpp"
+
+#include <algorithm>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+using vellum::FieldWriter;
+
+namespace {
+
+/// The longest generated message id, its angle brackets included.
+constexpr std::size_t longest_id = 99;
+
+std::string seconds_now() { return std::to_string(vellum::platform::now() / 1000); }
+
+/// Whether an address can be part of an id (RFC 5322 3.6.4).
+bool fits_into_id(std::string_view address) {
+    return std::all_of(address.begin(), address.end(), [](char c) {
+        return vellum::ascii::byte(c) > 0x20 && vellum::ascii::byte(c) < 0x7F && c != '<' &&
+               c != '>';
+    });
+}
+
+/// A new id, without its angle brackets: the time, the counter, and the address of the originator
+/// or, where there is none that will do, `nobody`.
+std::string make_id(MimeSender & sender, char const * nobody) {
+    std::string const unique = seconds_now() + '-' + std::to_string(sender.counter++) + '-';
+    char const * const address = sender.originator_address.get();
+    if (address == nullptr || !fits_into_id(address)) return unique + nobody;
+    std::string const id = unique + address;
+    constexpr std::size_t brackets = 2;
+    return id.size() + brackets <= longest_id ? id : unique + nobody;
+}
+
+} // namespace
+
+void MimeSender::Generate_Date() {
+    std::tm when{};
+    int offset = 0;
+    TimeString text;
+    bool const given = note->Get_Date(when, offset) != 0;
+    MimeDateTime date = given ? MimeDateTime(when, offset) : MimeDateTime();
+    date.WriteRFC822(text, 1);
+    FieldWriter(*this, RFC822::Date).text(": ").text(text).end();
+}
+
+void MimeSender::Generate_Message_Id() {
+    FieldWriter field(*this, RFC822::Message_Id);
+    field.text(": ");
+    char const * value = nullptr;
+    bool const given = note->Get_Message_Id(value) != 0 && value != nullptr;
+    std::string const made = given ? std::string() : '<' + make_id(*this, "007") + '>';
+    if (!given) value = made.c_str();
+    if (first_message_id == nullptr) first_message_id = vellum::copy_text(value);
+    field.raw(value).end();
+    stream->write("X-MIME-Engine: v0.90\r\n");
+}
+
+void MimeSender::Generate_MIME_Version() {
+    FieldWriter(*this, RFC1521::MIME_Version).text(": 1.0").end();
+}
+
+void MimeSender::Generate_Content_Id() {
+    FieldWriter field(*this, RFC1521::Content_Id);
+    field.text(": <");
+    char const * value = nullptr;
+    if (note->Get_Content_Id(value) != 0 && value != nullptr) {
+        field.raw(value);
+    } else {
+        field.text(make_id(*this, "99"));
+    }
+    field.text(">").end();
+}
+
+std::string MimeSender::MakeBoundary() {
+    return "MIME MULTIPART BOUNDARY=." + seconds_now() + ":+'" + std::to_string(counter++);
+}
+
+void MimeSender::Generate_PartialMessageHeaderFragment(bool last) {
+    // The note may be in the middle of PutXFields; its fields don't belong here.
+    vellum::ScopedValue const accepting(accepting_fields, false);
+    Generate_Subject();
+    Generate_Message_Id();
+    Generate_MIME_Version();
+    FieldWriter field(*this, RFC1521::Content_Type);
+    field.text(": ").text(RFC1521::message).text("/").text(RFC1521::partial);
+    ++fragment_count;
+    field.text("; ").text(RFC1521::number).text("=").number(fragment_count);
+    if (last) field.text("; ").text(RFC1521::total).text("=").number(fragment_count);
+    field.text(";\r\n    ").text(RFC1521::id).text("=");
+    field.delimited(first_message_id.get(), '"', '"', true).end();
+    stream->write("\r\n");
+}

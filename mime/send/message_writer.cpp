@@ -1,0 +1,184 @@
+// mime/send/message_writer.cpp - the walk: a message, its parts, and the messages within
+//
+// When the output has ended, nothing more is begun: no further part, no body. What has begun gets
+// its End calls, so that a client that keeps something for each level can let go of it.
+#include "mime/foundation/tokens.hpp"
+#include "mime/receive/position.hpp"
+#include "mime/send/field_guard.hpp"
+#include "mime/send/outgoing_note.hpp"
+#include "mime/send/output_splitter.hpp"
+#include "mime/send/owned_text.hpp"
+#include "mime/send/scoped_value.hpp"
+#include "mime/send/sender.hpp"
+
+#include <istream>
+#include <string>
+
+using vellum::ScopedValue;
+using vellum::set_position;
+
+namespace {
+
+/// What stands for a missing subtype; the reader has the same defaults.
+char const * default_subtype(SymToken const & type) {
+    if (type == RFC1521::text) return RFC1521::plain;
+    if (type == RFC1521::multipart) return RFC1521::mixed;
+    if (type == RFC1521::message) return RFC1521::RFC822;
+    if (type == RFC1521::application) return RFC1521::octet_stream;
+    return "x-unknown";
+}
+
+bool is_digest(MimeContextItem const & item) {
+    return item.type == RFC1521::multipart && item.subtype == RFC1521::digest;
+}
+
+} // namespace
+
+void MimeSender::Put_Message(MimeContext & ctx) {
+    ScopedValue const level(context, &ctx);
+    set_position(ctx.part_start, ctx.exact.part_start, Offset());
+    set_position(ctx.header_start, ctx.exact.header_start, Offset());
+    note->BeginPart(ctx);
+    note->BeginHeader(ctx);
+    AskSubject();
+
+    Generate_Date();
+    Generate_To();
+    Generate_From();
+    Generate_Return_Path();
+    Generate_In_Reply_To();
+    Generate_Received();
+    Generate_Comments();
+    Generate_Keywords();
+    Generate_References();
+    Generate_Encrypted();
+    Generate_Importance();
+    Generate_Priority();
+    Generate_Sensitivity();
+    Generate_Disposition_notification_to();
+    Generate_X_extensions();
+    if (first_header_open) stream->SaveCommonHeader();
+
+    Generate_Subject();
+    Generate_Message_Id();
+    Generate_MIME_Version();
+    AskType(ctx, false);
+    Put_ByType(ctx);
+}
+
+void MimeSender::AskSubject() {
+    char const * value = nullptr;
+    if (note->Get_Subject(value) != 0) subject = vellum::copy_text(value);
+}
+
+void MimeSender::AskType(MimeContext & ctx, bool in_digest) {
+    content_type = nullptr;
+    content_subtype = nullptr;
+    note->Get_Content_Type(content_type, content_subtype);
+    if (!content_type) {
+        content_type = in_digest ? RFC1521::message : RFC1521::text;
+        content_subtype = nullptr;
+    }
+    if (!content_subtype) content_subtype = default_subtype(content_type);
+    ctx.item->type = content_type;
+    ctx.item->subtype = content_subtype;
+}
+
+/// Goes on with the header that has been begun, by what the part turned out to be.
+void MimeSender::Put_ByType(MimeContext & ctx) {
+    if (content_type == RFC1521::multipart) {
+        char const * boundary = nullptr;
+        note->GetBoundary(boundary);
+        Put_MultiPart(ctx, boundary);
+    } else if (content_type == RFC1521::message && content_subtype == RFC1521::RFC822) {
+        Put_MessagePart(ctx);
+    } else {
+        Put_AtomicPart(ctx);
+    }
+}
+
+// multipart ------------------------------------------------------------------------
+
+void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
+    std::string const own = boundary == nullptr ? MakeBoundary()
+                            : field_guard       ? vellum::guarded_line(boundary)
+                                                : std::string(boundary);
+    Generate_Content_Type(ctx.item->type, ctx.item->subtype, own.c_str(), nullptr, nullptr);
+    Generate_Content_Id();
+    End_of_Header(ctx);
+    bool const begins = stream->good();
+    if (begins) {
+        set_position(ctx.body_start, ctx.exact.body_start, Offset());
+        note->BeginBody(ctx, nullptr);
+        Put_Parts(ctx, "\r\n--" + own);
+    }
+    End_of_Part(ctx, begins);
+}
+
+/// A delimiter line is ended by what comes behind it: a part, or "--" for the last one.
+void MimeSender::Put_Parts(MimeContext & ctx, std::string const & delimiter) {
+    stream->write(delimiter);
+    int atomic_count = ctx.atomic_count;
+    int part_number = ctx.part_number;
+    for (bool more = true; more;) {
+        MimeContextItem item(nullptr, nullptr, nullptr, nullptr);
+        MimeContext child(ctx.message_depth, ctx.multipart_depth + 1, atomic_count, ++part_number,
+                          &item, ctx.item);
+        more = Put_NextPart(child, delimiter);
+        atomic_count = child.atomic_count;
+    }
+    stream->write("--\r\n");
+}
+
+bool MimeSender::Put_NextPart(MimeContext & child, std::string const & delimiter) {
+    constexpr int line_end = 2;
+    ScopedValue const level(context, &child);
+    set_position(child.part_start, child.exact.part_start, Offset() + line_end);
+    if (!stream->good() || note->BeginPart(child) == 0) return false;
+    stream->write("\r\n");
+    set_position(child.header_start, child.exact.header_start, Offset());
+    note->BeginHeader(child);
+    AskType(child, is_digest(*child.parent_item));
+    Put_ByType(child);
+    stream->write(delimiter);
+    return true;
+}
+
+// message/rfc822 -------------------------------------------------------------------
+
+void MimeSender::Put_MessagePart(MimeContext & ctx) {
+    char const * name = nullptr;
+    note->GetFileName(name);
+    auto const file_name = vellum::copy_text(name);
+    Generate_Content_Id();
+    Generate_Content_Type(ctx.item->type, ctx.item->subtype, nullptr, RFC1521::US_ASCII,
+                          file_name.get());
+    Generate_Content_Transfer_Encoding(RFC1521::ASCII_7bit);
+    End_of_Header(ctx);
+    bool const begins = stream->good();
+    if (begins) {
+        set_position(ctx.body_start, ctx.exact.body_start, Offset());
+        std::istream * body = nullptr;
+        note->BeginBody(ctx, &body);
+        if (body == nullptr) {
+            Put_NestedMessage(ctx);
+        } else if (body->rdbuf() != nullptr) {
+            stream->CopyFrom(*body->rdbuf());
+        }
+    }
+    End_of_Part(ctx, begins);
+}
+
+void MimeSender::Put_NestedMessage(MimeContext & ctx) {
+    MimeContextItem item(RFC1521::message, RFC1521::RFC822, nullptr, nullptr);
+    MimeContext nested(ctx.message_depth + 1, 0, ctx.atomic_count, ctx.part_number + 1, &item,
+                       ctx.item);
+    Put_Message(nested);
+}
+
+void MimeSender::End_of_Part(MimeContext & ctx, bool body_begun) {
+    set_position(ctx.part_end, ctx.exact.part_end, Offset());
+    set_position(ctx.body_end, ctx.exact.body_end, Offset());
+    if (body_begun) note->EndBody(ctx);
+    note->EndPart(ctx);
+}

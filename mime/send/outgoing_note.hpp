@@ -1,0 +1,321 @@
+// mime/send/outgoing_note.hpp - the client's side of writing a message
+//
+// A client derives from MimeONote, overrides the getters for what its message holds and the four
+// output operations, and calls Send. The engine keeps no model of the message: it walks it from the
+// top, asks for each value at the moment that it writes it, and hands the finished bytes back in
+// blocks that the client lends. The calls for a multipart/mixed message of a text and a nested
+// message, by the context that they carry:
+//
+//     root      BeginPart  BeginHeader  (getters)  EndHeader  BeginBody
+//     1st child     BeginPart -> 1  BeginHeader  Get_Content_Type -> text/plain  (getters)
+//                   EndHeader  BeginBody -> a stream  EndBody  EndPart
+//     2nd child     BeginPart -> 1  BeginHeader  Get_Content_Type -> message/rfc822  (getters)
+//                   EndHeader  BeginBody -> no stream
+//     nested            BeginPart  BeginHeader  (getters)  EndHeader  BeginBody  EndBody  EndPart
+//     2nd child     EndBody  EndPart
+//     3rd child     BeginPart -> 0: the multipart is complete
+//     root      EndBody  EndPart
+//
+// The getters of a message come in this order: Get_Subject, Get_Date, Get_To (series), Get_From
+// (series), Get_Return_Path, Get_In_Reply_To, Get_Received, Get_Comments, Get_Keywords,
+// Get_References, Get_Encrypted, Get_Importance, Get_Priority, Get_Sensitivity,
+// Get_Disposition_notification_to, PutXFields, Get_Message_Id, Get_Content_Type. A part inside a
+// multipart starts at Get_Content_Type. Then follow, by the kind of part:
+//
+//     multipart        GetBoundary, Get_Content_Id
+//     message/rfc822   GetFileName, Get_Content_Id
+//     any other        GetFileName, Get_Content_Id, Get_Content_Description,
+//                      Get_Content_Disposition, PutXFields
+#pragma once
+
+#include "mime/export.hpp"
+#include "mime/foundation/simple_stream.hpp"
+#include "mime/foundation/symbol_table.hpp"
+#include "mime/receive/context.hpp"
+
+#include <ctime>
+#include <iosfwd>
+#include <memory>
+
+class NLS_Translator_Factory;
+class oBufferStream;
+struct MimeSender;
+
+/// The source of all that a message holds, and the sink of the bytes that make it.
+///
+/// A note and its streams belong to the thread that calls Send, and every callback comes on it. A
+/// note sends one message after another; each Send is complete in itself.
+///
+/// What holds for every callback, beside what stands at each:
+/// - It is called only while Send runs. The getters carry no context: a client with several parts
+///   keeps a cursor of its own, moved by BeginPart and EndPart.
+/// - A text that a getter gives needs to stay valid until the next call into the note; the engine
+///   has then written or copied it. A SymToken is valid for good.
+/// - Values are written as they are given, with no check of their syntax, unless SetFieldGuard is
+///   on. Header fields are never folded and have no length limit.
+/// - It may throw: the exception passes through Send with nothing leaked, and no further callback
+///   of that run follows (cookies apart, which are given up). Blocks that the engine held are the
+///   client's as they always were. The note can send again.
+/// - It may change the settings, which count from then on: a character set, a text encoding or the
+///   field guard for what is written next, the split size at the next check. It may call
+///   FlushOutputBuffers. Send, called from a callback, does nothing and gives 0.
+class VELLUM_EXPORT MimeONote {
+public:
+    /// Split size 256000, no factories, field guard off.
+    MimeONote();
+    /// Deletes the sender, and then the chain of factories.
+    virtual ~MimeONote();
+    MimeONote(MimeONote const &) = delete;
+    MimeONote & operator=(MimeONote const &) = delete;
+
+    /// Writes the message. Gives 1 when the whole of it has gone through PutOutputBuffer, and 0 if
+    /// the client lent no block when one was needed. Without the first block nothing but
+    /// BeginOutput has been called; without a later one the message breaks off there: every part
+    /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
+    int Send();
+
+    /// Adds a field to the header that is being written: from PutXFields, or from EndHeader, where
+    /// it becomes the last one of the header. `value` may hold anything: what isn't plain ASCII
+    /// goes out as an encoded word (RFC 2047). Gives 1 if the field was written and the output is
+    /// good.
+    ///
+    /// Gives 0, and writes nothing, at any other time (from an output operation too), for a null
+    /// argument, and for a name that the engine knows itself (any word of SymbolTable::Main): such
+    /// fields have their getters. With the field guard on also for a name that is no field name
+    /// (RFC 5322 2.2).
+    int SendField(char const * name, char const * value);
+
+    /// The size in bytes at which a message is cut into message/partial fragments (RFC 2046 5.2.2);
+    /// 0 for never, and what is below 30720 becomes that. Gives the size now in force. Whether a
+    /// message may be cut at all is settled when Send begins; the size is read at every check.
+    unsigned int SetNetworkSplitSize(unsigned int size);
+
+    /// The character set of text parts and of encoded words. A name that no NLS_CharSet has selects
+    /// NLS::ReservedSet, as at first: the set that fits the platform's code page best. Gives the
+    /// name of the set now in force. A null name changes nothing and gives null.
+    char const * SetCharacterSet(SymToken name);
+
+    /// The transfer encoding of text parts: a token such as RFC1521::quoted_printable, the empty
+    /// text (as at first) for what suits the character set, or null for RFC1521::binary. Unchecked:
+    /// a word that names no encoder is written as it is, and the body goes out as it is. Gives the
+    /// text of its argument.
+    char const * SetTextEncoding(SymToken encoding);
+
+    /// Adds a factory of translators in front of the others (append 0) or behind them. The note
+    /// OWNS it from then on. What is installed when Send begins counts. Gives `factory`; null
+    /// changes nothing.
+    NLS_Translator_Factory * SetNLS(NLS_Translator_Factory * factory, int append);
+
+    /// On (nonzero), no value that a getter or SendField gives can end a header field early or
+    /// begin another: every CR, LF and NUL within it that isn't part of a fold (CR LF, then blanks,
+    /// then text) becomes a blank. Off at first, and values pass as they are. A program that passes
+    /// on values from outside (a gateway, a form) turns it on. Gives its argument.
+    int SetFieldGuard(int on);
+
+protected:
+    // The walk ------------------------------------------------------------------------------
+
+    /// Called   first for each message and each part, before any getter; and once more behind the
+    ///          last part of a multipart.
+    /// Context  the place in the message; valid until EndPart. The client may hang a cookie on
+    ///          its item, which is deleted when the part ends.
+    /// Result   within a multipart: nonzero for one more part, 0 for the end. For a message, the
+    ///          top one or a nested one, it doesn't count.
+    /// Default  0.
+    virtual int BeginPart(MimeContext & context);
+
+    /// Called   last for each message and each part. `part_end` is known.
+    /// Default  nothing.
+    virtual void EndPart(MimeContext & context);
+
+    /// Called   right behind each BeginPart that begins a part.
+    /// Result   doesn't count.
+    /// Default  0.
+    virtual int BeginHeader(MimeContext & context);
+
+    /// Called   when all fields of the header have been written, but not yet the blank line:
+    ///          SendField still adds to the header. `header_end` counts the blank line (and what
+    ///          SendField adds now, once this call is over).
+    /// Default  nothing.
+    virtual void EndHeader(MimeContext & context);
+
+    /// Called   once behind each header. `body_start` is known.
+    /// Body     null for a multipart, which has no stream of its own. Else it leads to a pointer
+    ///          that is null; the client may store the stream to read there, which stays its own
+    ///          and has to live until EndBody.
+    /// Null     (nothing stored) an empty body; for message/rfc822 a nested message, written by
+    ///          the getters of this note.
+    /// Result   doesn't count.
+    /// Default  stores null; 0.
+    virtual int BeginBody(MimeContext & context, std::istream ** body);
+
+    /// Called   when the body, nested parts included, has been written. `body_end` is known.
+    /// Default  nothing.
+    virtual void EndBody(MimeContext & context);
+
+    // Addresses -----------------------------------------------------------------------------
+
+    /// Called   once with RFC822::Sender in `field`; then for RFC822::From, and then for
+    ///          RFC822::Reply_To, again and again until it gives 0.
+    /// Values   `field`: what is asked for. The client may move the entry to a sibling field,
+    ///          X_..._BS or X_..._Fax of the same word in BureauSphere; with any other token it
+    ///          is dropped. `name`, `address`: null before the first call for a field; between
+    ///          the calls they keep what the client stored.
+    /// Null     no name, no address. The first address of all is the last element of generated
+    ///          ids.
+    /// Result   nonzero: here is an entry. 0: nothing here, and the end of a series.
+    /// Default  null and null; 0.
+    virtual int Get_From(SymToken & field, char const *& name, char const *& address);
+
+    /// Called   as Get_From, in a series each for RFC822::To, RFC822::cc and RFC822::bcc. (The
+    ///          field bcc is written like the others.)
+    virtual int Get_To(SymToken & field, char const *& name, char const *& address);
+
+    // Plain fields --------------------------------------------------------------------------
+    //
+    /// Called   once per message, in the order told above.
+    /// Value    null before the call; a text that the client stores makes the field, an empty one
+    ///          an empty field.
+    /// Null     no such field.
+    /// Result   doesn't count (but for Get_Subject).
+    /// Default  GetProperty with the token of the field's name.
+    virtual int Get_Return_Path(char const *& value);
+    virtual int Get_In_Reply_To(char const *& value);
+    virtual int Get_References(char const *& value);
+    virtual int Get_Keywords(char const *& value);
+
+    /// Called   once per message, before its first field. The engine keeps a copy for the
+    ///          fragments.
+    /// Null     with a nonzero result: the message has no subject.
+    /// Result   0: the subject stays what it was, for a nested message that of the message around
+    ///          it.
+    /// Default  GetProperty with RFC822::Subject.
+    virtual int Get_Subject(char const *& value);
+
+    virtual int Get_Received(char const *& value); ///< As Get_Return_Path; one field per message.
+    virtual int Get_Comments(char const *& value);
+    virtual int Get_Encrypted(char const *& value);
+
+    /// Called   once per message, and once for each fragment: at any moment then, within a part
+    ///          of whatever depth or behind the last EndPart.
+    /// Value    the id with its angle brackets; written as it is.
+    /// Null     or a result of 0: the engine makes an id.
+    /// Default  null; 0. It doesn't ask GetProperty.
+    virtual int Get_Message_Id(char const *& value);
+
+    /// Called   once per message.
+    /// Values   `when`: a clock, in all fields of the date, the time and the day of the week.
+    ///          `offset`: how many minutes that clock is ahead of Universal Time; 0 before the
+    ///          call.
+    /// Result   0: the present time in the machine's zone is written.
+    /// Default  0.
+    virtual int Get_Date(std::tm & when, int & offset);
+
+    virtual int Get_Importance(char const *& value); ///< As Get_Return_Path.
+    virtual int Get_Priority(char const *& value);
+    virtual int Get_Sensitivity(char const *& value);
+
+    // What a part is ------------------------------------------------------------------------
+
+    /// Called   once for each part that is neither multipart nor message/rfc822.
+    /// Null     the file name of the part, if it has one, in angle brackets makes the field; else
+    ///          there is none.
+    /// Result   doesn't count.
+    /// Default  GetProperty with RFC1521::Content_Description.
+    virtual int Get_Content_Description(char const *& value);
+
+    /// Called   once for each message and part.
+    /// Value    the id without its angle brackets.
+    /// Null     or a result of 0: the engine makes an id.
+    /// Default  GetProperty with RFC1521::Content_Id.
+    virtual int Get_Content_Id(char const *& value);
+
+    /// Called   once for each message and part. The answer settles what kind of part it is: a
+    ///          multipart asks for parts, message/rfc822 for a message, all else for a body.
+    /// Values   null before the call.
+    /// Null     no type: text/plain, within multipart/digest message/rfc822. No subtype: the
+    ///          default of the type, "plain", "mixed", "rfc822", "octet-stream" or else
+    ///          "x-unknown".
+    /// Result   doesn't count.
+    /// Default  RFC1521::text, RFC1521::plain; 1.
+    virtual int Get_Content_Type(SymToken & type, SymToken & subtype);
+
+    /// Called   once for each part that is neither multipart nor message/rfc822.
+    /// Values   null before the call. `filename`: the name for this field; if it stays null, that
+    ///          of GetFileName.
+    /// Null     no disposition: RFC1806::attachment if there is a name, else no field.
+    /// Result   doesn't count.
+    /// Default  null and null; 0.
+    virtual int Get_Content_Disposition(SymToken & disposition, char const *& filename);
+
+    /// Called   once per message.
+    /// Values   null before the call; as in Get_To.
+    /// Result   nonzero: here is the entry.
+    /// Default  null and null; 0.
+    virtual int Get_Disposition_notification_to(char const *& name, char const *& address);
+
+    /// Called   once for each message, and once for each part that is neither multipart nor
+    ///          message/rfc822; so twice within one header for a message of a single part. The
+    ///          place for the client's own fields: it calls SendField. In a message that is
+    ///          split, fields of the first call of the top message are repeated in each fragment.
+    /// Default  nothing.
+    virtual void PutXFields();
+
+    /// Called   once for each part that isn't a multipart.
+    /// Value    null before the call; the part's file name, in the platform's code page.
+    /// Null     the part has no file name.
+    /// Result   doesn't count.
+    /// Default  null; 0.
+    virtual int GetFileName(char const *& value);
+
+    /// Called   once for each multipart.
+    /// Value    null before the call; the boundary, which is used unchecked: no line of the parts
+    ///          may begin with "--" and this text.
+    /// Null     the engine makes a boundary.
+    /// Result   doesn't count.
+    /// Default  null; 0.
+    virtual int GetBoundary(char const *& value);
+
+    /// Called   by the defaults above. A client that keeps its fields in a table overrides this
+    ///          one operation. `name` is the token of the field.
+    /// Value    as in the getter that asks.
+    /// Result   that of the getter.
+    /// Default  null; 0.
+    virtual int GetProperty(char const * name, char const *& value);
+
+    // Output --------------------------------------------------------------------------------
+
+    /// Called   at the begin of each physical message: of the whole message, or of each fragment.
+    virtual void BeginOutput() = 0;
+
+    /// Called   at the end of each physical message, behind its last PutOutputBuffer.
+    virtual void EndOutput() = 0;
+
+    /// Called   whenever the engine needs memory to write to. With a split size it holds blocks
+    ///          of up to that many bytes, and those of the fields that the fragments repeat,
+    ///          before it gives them back; so a client has to be able to lend that much.
+    /// Block    all zero before the call. The client stores the address and the capacity, 1 byte
+    ///          or more; `cookie` is its own and comes back with the block. The memory stays the
+    ///          client's, but it leaves it alone until PutOutputBuffer.
+    /// Null     (or a capacity of 0) ends the run; see Send.
+    virtual void GetOutputBuffer(Buffer & block) = 0;
+
+    /// Called   once for each block that was lent. `filled` bytes of it, from its start, come
+    ///          next in the physical message; there may be 0.
+    /// Block    as it was lent; the client's again from now on. The record is valid during the
+    ///          call.
+    virtual void PutOutputBuffer(Buffer & block) = 0;
+
+    /// Not called by the engine: a client calls it while Send runs, to have what stands in the
+    /// current block handed over. In a message that may be split the block is held until its
+    /// fragment goes out. From an output operation, and when Send isn't running, it does nothing.
+    virtual void FlushOutputBuffers();
+
+private:
+    friend struct MimeSender;
+    friend class oBufferStream;
+
+    unsigned int network_split_size_;
+    std::unique_ptr<MimeSender> sender_;
+    NLS_Translator_Factory * factories_ = nullptr; // OWNED, with the chain behind it
+};

@@ -1,0 +1,144 @@
+// mime/send/rfc2047_stream.cpp - a header text as plain text, quoted string or encoded word
+//
+// Not here: a limit of 75 characters for an encoded word, and cutting a text into several. One text
+// gives one word, so that no character of several bytes is ever cut in two.
+#include "mime/send/rfc2047_stream.hpp"
+
+#include "mime/codec/base64.hpp"
+#include "mime/foundation/ascii.hpp"
+#include "mime/nls/charset.hpp"
+#include "mime/nls/translator.hpp"
+#include "mime/send/delimited.hpp"
+#include "mime/send/encoder_in_use.hpp"
+#include "mime/send/output_splitter.hpp"
+#include "mime/send/sender.hpp"
+#include "mime/send/translation.hpp"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+
+using vellum::ascii::byte;
+
+namespace {
+
+/// "=?" and "?=" around at least a character set, an encoding and nothing: "=?x?Q??=".
+constexpr std::size_t least_encoded_word = 8;
+
+bool is_encoded_word(std::string_view text) {
+    return text.size() >= least_encoded_word && text.substr(0, 2) == "=?" &&
+           text.substr(text.size() - 2) == "?=";
+}
+
+bool is_plain(char c) { return (byte(c) >= 0x20 && byte(c) < 0x7F) || c == '\t'; }
+
+enum : unsigned char { in_text = 1, in_parameter = 2, in_phrase = 4 };
+
+/// Which bytes stand for themselves in Q, and where; the blank is written "_" there. RFC 2047 5.
+constexpr auto q_classes = [] {
+    std::array<unsigned char, 256> classes{};
+    for (unsigned c = 0x20; c < 0x7F; ++c) {
+        bool const digit_or_letter =
+            (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+        bool const in_word = c != '?' && c != '=' && c != '_';
+        bool const phrase_sign =
+            std::string_view(" !*+-/").find(static_cast<char>(c)) != std::string_view::npos;
+        if (in_word) classes[c] |= in_text;
+        if (in_word && c != '"' && c != '\\') classes[c] |= in_parameter;
+        if (digit_or_letter || phrase_sign) classes[c] |= in_phrase;
+    }
+    return classes;
+}();
+static_assert(q_classes['_'] == 0 && q_classes['"'] == in_text && q_classes[','] == 3);
+
+} // namespace
+
+oRFC2047Stream::oRFC2047Stream(MimeSender * sender, bool quoted, bool phrase)
+    : oSimpleStream(block_, block_size), sender_(sender), output_(sender->stream), quoted_(quoted),
+      phrase_(phrase), exceptions_(std::uncaught_exceptions()) {}
+
+oRFC2047Stream::~oRFC2047Stream() {
+    if (finished_ || std::uncaught_exceptions() > exceptions_) return;
+    try {
+        Finish();
+    } catch (...) { // out of a destructor it would end the process
+    }
+}
+
+void oRFC2047Stream::Finish() {
+    if (finished_ || output_ == nullptr) return;
+    finished_ = true;
+    bool const encoded = is_encoded_word(text());
+    if (encoded || std::all_of(text().begin(), text().end(), is_plain)) {
+        WritePlain(encoded);
+    } else {
+        WriteTranslated();
+    }
+}
+
+std::string_view oRFC2047Stream::text() const { return {str(), pending()}; }
+
+void oRFC2047Stream::WritePlain(bool already_encoded) {
+    if (text().empty()) return;
+    if (quoted_ || (phrase_ && !already_encoded)) {
+        put('\0');
+        vellum::WriteDelimited(output_, str(), '"', '"', true);
+    } else {
+        output_->write(text());
+    }
+}
+
+void oRFC2047Stream::WriteTranslated() {
+    NLS_CharSet * const set = vellum::set_in_use(sender_->character_set, sender_->factories, true);
+    vellum::TranslatorInUse translator(
+        NLS::Create(set, &sender_->translator_cache, sender_->factories));
+    if (!translator) return WriteEncodedWord(*set, text());
+    constexpr long terminators = 2; // for text of double bytes; not part of it
+    put('\0').put('\0').oPutPtr(-terminators);
+    vellum::Translation const translation(*translator, text());
+    WriteEncodedWord(*set, translation.result());
+}
+
+void oRFC2047Stream::WriteEncodedWord(NLS_CharSet const & character_set, std::string_view text) {
+    bool const binary = character_set.is_Binary();
+    if (quoted_) *output_ << '"';
+    *output_ << "=?" << character_set.name << (binary ? "?B?" : "?Q?");
+    if (binary) {
+        WriteB(text);
+    } else {
+        WriteQ(text);
+    }
+    *output_ << "?=";
+    if (quoted_) *output_ << '"';
+}
+
+bool oRFC2047Stream::StandsInQ(char c) const {
+    unsigned char const place = phrase_ ? in_phrase : quoted_ ? in_parameter : in_text;
+    return (q_classes[byte(c)] & place) != 0 && c != ' ';
+}
+
+void oRFC2047Stream::WriteQ(std::string_view text) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    while (!text.empty()) {
+        auto const run_end =
+            std::find_if_not(text.begin(), text.end(), [this](char c) { return StandsInQ(c); });
+        auto const run = static_cast<std::size_t>(run_end - text.begin());
+        output_->write(text.substr(0, run));
+        text.remove_prefix(run);
+        if (text.empty()) return;
+        unsigned char const c = byte(text.front());
+        text.remove_prefix(1);
+        if (c == ' ') {
+            *output_ << '_';
+        } else {
+            *output_ << '=' << digits[c >> 4] << digits[c & 0xF];
+        }
+    }
+}
+
+void oRFC2047Stream::WriteB(std::string_view text) {
+    constexpr bool break_lines = false;
+    vellum::EncoderInUse const encoder(new Encoding64(break_lines));
+    vellum::encode(*encoder, text, *output_);
+    encoder->Flush();
+}

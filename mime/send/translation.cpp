@@ -1,0 +1,34 @@
+// mime/send/translation.cpp - text of the local code page put into a character set
+#include "mime/send/translation.hpp"
+
+#include "mime/nls/charset.hpp"
+#include "mime/nls/translator.hpp"
+
+namespace vellum {
+
+NLS_CharSet * set_in_use(NLS_CharSet * chosen, NLS_Translator_Factory * factories, bool in_header) {
+    bool const named = chosen->name != nullptr && chosen->name[0] != '\0';
+    return named ? chosen : NLS::BestFitCharSet(factories, in_header);
+}
+
+Translation::Translation(NLS_Translator & translator, std::string_view source,
+                         unsigned char * block, unsigned long block_size)
+    : offered_(block), out_(block) {
+    auto * const in = reinterpret_cast<unsigned char *>(const_cast<char *>(source.data()));
+    unsigned long size = block_size;
+    int const failure = translator.CodePage_to_CharSet(in, source.size(), out_, size, &release_);
+    // A translator that fails at once may leave the offer as it was: that is no result.
+    bool const untouched = out_ == offered_ && size == block_size;
+    bool const nothing = out_ == nullptr || size == 0;
+    if (failure != 0 && (untouched || nothing)) {
+        result_ = source;
+    } else if (!nothing) {
+        result_ = {reinterpret_cast<char const *>(out_), size};
+    }
+}
+
+Translation::~Translation() {
+    if (release_ != nullptr && out_ != nullptr && out_ != offered_) release_(out_);
+}
+
+} // namespace vellum

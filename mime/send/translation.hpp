@@ -1,0 +1,38 @@
+// mime/send/translation.hpp - text of the local code page put into a character set
+#pragma once
+
+#include <string_view>
+
+class NLS_CharSet;
+class NLS_Translator;
+class NLS_Translator_Factory;
+
+namespace vellum {
+
+/// The set to write in: `chosen`, or if that has no name the one that fits the platform's code page
+/// best, for a header or for a body.
+NLS_CharSet * set_in_use(NLS_CharSet * chosen, NLS_Translator_Factory * factories, bool in_header);
+
+/// One text put through a translator. The result lives as long as this object, the source and the
+/// block.
+class Translation {
+public:
+    /// `block` is offered for the result; without one the translator brings its own.
+    Translation(NLS_Translator & translator, std::string_view source,
+                unsigned char * block = nullptr, unsigned long block_size = 0);
+    ~Translation();
+    Translation(Translation const &) = delete;
+    Translation & operator=(Translation const &) = delete;
+
+    /// What the translator gave, also if it failed in the middle; the source itself if it failed
+    /// with nothing to show.
+    std::string_view result() const { return result_; }
+
+private:
+    unsigned char * const offered_;
+    unsigned char * out_;
+    void (*release_)(unsigned char *) = nullptr;
+    std::string_view result_;
+};
+
+} // namespace vellum

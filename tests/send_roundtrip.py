@@ -1,0 +1,60 @@
+"""Reads messages with Python's email package and writes down what it sees.
+
+send_roundtrip.py DIR: for each DIR/NAME.eml an outline in DIR/NAME.python, in the form that
+send_roundtrip_test.cpp expects: a line for each field and part, values escaped, bodies as their
+length and CRC. For a fragment, the parameters that make it one.
+"""
+import email
+import email.policy
+import pathlib
+import sys
+import zlib
+
+
+def escape(value):
+    data = value.encode("utf-8", "surrogateescape")
+    return "".join(chr(c) if 0x21 <= c <= 0x7E and c != 0x25 else f"%{c:02X}" for c in data)
+
+
+def addresses(message, name):
+    field = message[name]
+    for address in field.addresses if field else ():
+        yield f"{name} {escape(address.display_name)} {escape(address.addr_spec)}"
+
+
+def outline(part, is_message):
+    if is_message:
+        if part["Subject"] is not None:
+            yield f"subject {escape(str(part['Subject']))}"
+        for name in ("from", "to", "cc"):
+            yield from addresses(part, name)
+        for name, value in part.items():
+            if name.startswith("X-Test"):
+                yield f"field {name} {escape(str(value))}"
+    kind = part.get_content_type()
+    if kind == "message/partial":
+        parameters = (f"{name}={escape(part.get_param(name) or '')}" for name in ("number", "total", "id"))
+        yield "partial " + " ".join(parameters)
+        return
+    yield f"part {kind}"
+    yield f"id {escape(part['Content-Id'].strip())}"
+    if part.get_filename() is not None:
+        yield f"file {escape(part.get_filename())}"
+        yield f"disposition {part.get_content_disposition()}"
+    if part["Content-Description"] is not None:
+        yield f"description {escape(str(part['Content-Description']))}"
+    if part.get_content_maintype() == "multipart":
+        for child in part.get_payload():
+            yield from outline(child, False)
+    elif kind == "message/rfc822":
+        yield from outline(part.get_payload(0), True)
+    else:
+        body = part.get_payload(decode=True)
+        yield f"body {len(body)} {zlib.crc32(body):08x}"
+    yield "end"
+
+
+for path in sorted(pathlib.Path(sys.argv[1]).glob("*.eml")):
+    message = email.message_from_bytes(path.read_bytes(), policy=email.policy.default)
+    text = "".join(line + "\n" for line in outline(message, True))
+    path.with_suffix(".python").write_text(text)
