@@ -673,7 +673,8 @@ TEST_F(SendTest, AClientThatStopsLendingEndsTheRun) {
         for (std::size_t const block_size : {37, 500, 20000}) {
             Sending whole(split_size, block_size);
             ASSERT_EQ(whole.note.Send(), 1);
-            long const step = std::max(1L, whole.note.lent / 60); // with 37 bytes it lends thousands
+            long const step =
+                std::max(1L, whole.note.lent / 60); // with 37 bytes it lends thousands
             for (long k = 0; k < whole.note.lent; k += step) {
                 Sending run(split_size, block_size);
                 run.note.blocks_to_lend = k;

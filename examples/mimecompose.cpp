@@ -1,0 +1,272 @@
+// examples/mimecompose.cpp - a message from the command line
+#include "examples/support/crlf_stream.hpp"
+#include "examples/support/header_text.hpp"
+#include "examples/support/outgoing_part.hpp"
+#include "examples/support/tree_reader.hpp"
+#include "examples/support/tree_writer.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using examples::OutgoingPart;
+using PartPointer = std::unique_ptr<OutgoingPart>;
+
+constexpr char const * usage =
+    "usage: mimecompose --from A --to B [OPTION...]\n"
+    "\n"
+    "Writes a message on standard output. Addresses may have names: \"Frau M\xC3\xBCller <m@x>\".\n"
+    "\n"
+    "  --cc C            one more address; like --to as often as needed\n"
+    "  --subject S       in UTF-8, as all that stands on the command line\n"
+    "  --text FILE       the text; with --html the two are alternatives\n"
+    "  --html FILE       the text as HTML\n"
+    "  --attach FILE     a file, as often as needed\n"
+    "  --message FILE    a message as it stands in the file\n"
+    "  --forward FILE    a message, written anew\n"
+    "  --charset NAME    the character set that the text is in; UTF-8 without it\n"
+    "  --encoding NAME   7bit, 8bit, quoted-printable, base64 or binary for the text\n"
+    "  --split BYTES     fragments of about that size, 30720 at least\n"
+    "  --out DIR         where the fragments go: DIR/001.eml and so on\n";
+
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The command line -------------------------------------------------------------------
+
+struct Options {
+    std::vector<OutgoingPart::Address> addresses;
+    std::string subject;
+    std::string text;
+    std::string html;
+    std::vector<std::string> attachments;
+    std::vector<std::string> messages;
+    std::vector<std::string> forwarded;
+    std::string charset = "UTF-8";
+    char const * encoding = RFC1521::quoted_printable;
+    unsigned int split_size = 0;
+    std::string directory;
+};
+
+/// "Name <address>", or an address alone.
+OutgoingPart::Address parse_address(char const * field, std::string const & text) {
+    std::size_t const open = text.rfind('<');
+    if (open == text.npos || text.back() != '>') return {field, "", text};
+    std::string name = text.substr(0, open);
+    while (!name.empty() && name.back() == ' ')
+        name.pop_back();
+    return {field, name, text.substr(open + 1, text.size() - open - 2)};
+}
+
+char const * parse_encoding(std::string const & text) {
+    for (char const * const token : {RFC1521::ASCII_7bit, RFC1521::ASCII_8bit,
+                                     RFC1521::quoted_printable, RFC1521::base64, RFC1521::binary}) {
+        if (text == token) return token;
+    }
+    throw UsageError("no such encoding: " + text);
+}
+
+unsigned int parse_size(std::string const & text) {
+    char * end = nullptr;
+    unsigned long const size = std::strtoul(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || size == 0 || size > 0x7FFFFFFF) {
+        throw UsageError("no size in bytes: " + text);
+    }
+    return static_cast<unsigned int>(size);
+}
+
+void take(Options & options, std::string const & name, std::string const & value) {
+    if (name == "--from") {
+        options.addresses.push_back(parse_address(RFC822::From, value));
+    } else if (name == "--to") {
+        options.addresses.push_back(parse_address(RFC822::To, value));
+    } else if (name == "--cc") {
+        options.addresses.push_back(parse_address(RFC822::cc, value));
+    } else if (name == "--subject") {
+        options.subject = value;
+    } else if (name == "--text") {
+        options.text = value;
+    } else if (name == "--html") {
+        options.html = value;
+    } else if (name == "--attach") {
+        options.attachments.push_back(value);
+    } else if (name == "--message") {
+        options.messages.push_back(value);
+    } else if (name == "--forward") {
+        options.forwarded.push_back(value);
+    } else if (name == "--charset") {
+        options.charset = value;
+    } else if (name == "--encoding") {
+        options.encoding = parse_encoding(value);
+    } else if (name == "--split") {
+        options.split_size = parse_size(value);
+    } else if (name == "--out") {
+        options.directory = value;
+    } else {
+        throw UsageError("no such option: " + name);
+    }
+}
+
+Options parse(std::vector<std::string> const & arguments) {
+    Options options;
+    for (std::size_t i = 0; i < arguments.size(); i += 2) {
+        if (i + 1 == arguments.size()) throw UsageError(arguments[i] + " needs a value");
+        take(options, arguments[i], arguments[i + 1]);
+    }
+    auto const has = [&](char const * field) {
+        return std::any_of(options.addresses.begin(), options.addresses.end(),
+                           [field](auto const & each) { return each.field == field; });
+    };
+    if (!has(RFC822::From) || !has(RFC822::To)) throw UsageError("--from and --to are needed");
+    if ((options.split_size != 0) == options.directory.empty()) {
+        throw UsageError("--split and --out go together");
+    }
+    return options;
+}
+
+// The parts --------------------------------------------------------------------------
+
+struct MediaType {
+    char const * extension;
+    char const * type;
+    char const * subtype;
+};
+
+constexpr char const * any_type = "application";
+
+MediaType media_type_of(std::filesystem::path const & file) {
+    static MediaType const table[] = {
+        {".txt", "text", "plain"},   {".html", "text", "html"}, {".csv", "text", "csv"},
+        {".gif", "image", "gif"},    {".jpg", "image", "jpeg"}, {".jpeg", "image", "jpeg"},
+        {".png", "image", "png"},    {".pdf", any_type, "pdf"}, {".zip", any_type, "zip"},
+        {".json", any_type, "json"}, {".mp3", "audio", "mpeg"}, {".mp4", "video", "mp4"},
+    };
+    std::string extension = file.extension().string();
+    for (char & c : extension) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    for (MediaType const & row : table) {
+        if (extension == row.extension) return row;
+    }
+    return {"", any_type, "octet-stream"};
+}
+
+std::unique_ptr<std::istream> open_file(std::string const & name) {
+    auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
+    if (!file->is_open() || std::filesystem::is_directory(name)) {
+        throw std::runtime_error(name + ": can't be read");
+    }
+    return file;
+}
+
+std::unique_ptr<std::istream> open_lines(std::string const & name) {
+    return std::make_unique<examples::CrlfStream>(open_file(name));
+}
+
+PartPointer make_part(char const * type, char const * subtype) {
+    auto part = std::make_unique<OutgoingPart>();
+    part->type = type;
+    part->subtype = subtype;
+    return part;
+}
+
+PartPointer make_text(std::string const & file, char const * subtype, Options const & options) {
+    PartPointer part = make_part(RFC1521::text, subtype);
+    part->charset = options.charset;
+    part->encoding = options.encoding;
+    part->open = [file] { return open_lines(file); };
+    return part;
+}
+
+/// A file goes out byte for byte, whatever its type.
+PartPointer make_attachment(std::string const & file) {
+    std::filesystem::path const path = file;
+    MediaType const found = media_type_of(path);
+    PartPointer part = make_part(found.type, found.subtype);
+    part->encoding = RFC1521::base64;
+    part->file_name = path.filename().string();
+    part->disposition = RFC1806::attachment;
+    part->open = [file] { return open_file(file); };
+    return part;
+}
+
+PartPointer make_message(std::string const & file) {
+    PartPointer part = make_part(RFC1521::message, RFC1521::rfc822);
+    part->open = [file] { return open_lines(file); };
+    return part;
+}
+
+PartPointer make_forwarded(std::string const & file) {
+    PartPointer part = make_part(RFC1521::message, RFC1521::rfc822);
+    part->parts.push_back(examples::TreeReader(*open_file(file)).Read());
+    return part;
+}
+
+/// The only part, or a multipart around them all.
+PartPointer join(std::vector<PartPointer> parts, char const * subtype) {
+    if (parts.size() == 1) return std::move(parts.front());
+    PartPointer whole = make_part(RFC1521::multipart, subtype);
+    whole->parts = std::move(parts);
+    return whole;
+}
+
+PartPointer compose(Options const & options) {
+    std::vector<PartPointer> texts;
+    if (!options.text.empty()) texts.push_back(make_text(options.text, "plain", options));
+    if (!options.html.empty()) texts.push_back(make_text(options.html, "html", options));
+    std::vector<PartPointer> parts;
+    if (!texts.empty()) parts.push_back(join(std::move(texts), RFC1521::alternative));
+    for (auto const & file : options.messages)
+        parts.push_back(make_message(file));
+    for (auto const & file : options.forwarded)
+        parts.push_back(make_forwarded(file));
+    for (auto const & file : options.attachments)
+        parts.push_back(make_attachment(file));
+    if (parts.empty()) parts.push_back(make_part(RFC1521::text, RFC1521::plain));
+    PartPointer message = join(std::move(parts), RFC1521::mixed);
+    message->addresses = options.addresses;
+    if (!options.subject.empty()) message->fields.emplace_back("Subject", options.subject);
+    return message;
+}
+
+bool write(OutgoingPart const & message, Options const & options) {
+    if (options.split_size == 0) return examples::TreeWriter(message, std::cout).Write();
+    std::filesystem::create_directories(options.directory);
+    return examples::TreeWriter(message, options.directory, options.split_size).Write();
+}
+
+} // namespace
+
+int main(int count, char ** arguments) {
+    try {
+        NLS::PlatformCodePage = examples::utf8_code_page;
+        Options const options = parse({arguments + 1, arguments + count});
+        // A file that can't be read is told before anything is written.
+        std::vector<std::string> files = options.attachments;
+        files.insert(files.end(), options.messages.begin(), options.messages.end());
+        for (auto const & file : {options.text, options.html}) {
+            if (!file.empty()) files.push_back(file);
+        }
+        for (auto const & file : files)
+            open_file(file);
+        if (write(*compose(options), options)) return 0;
+        std::cerr << "mimecompose: the message can't be written\n";
+        return 1;
+    } catch (UsageError const & error) {
+        std::cerr << "mimecompose: " << error.what() << "\n\n" << usage;
+        return 2;
+    } catch (std::exception const & error) {
+        std::cerr << "mimecompose: " << error.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,92 @@
+// examples/support/spool.cpp - bodies in a temporary file, between the note that reads and the one
+// that writes
+#include "examples/support/spool.hpp"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <streambuf>
+#include <utility>
+
+namespace examples {
+
+class Spool::Appender : public std::streambuf {
+public:
+    explicit Appender(std::FILE * file) : file_(file) {}
+    long size() const { return size_; }
+
+protected:
+    std::streamsize xsputn(char const * text, std::streamsize size) override {
+        std::fseek(file_, 0, SEEK_END);
+        auto const count = static_cast<std::size_t>(size);
+        if (std::fwrite(text, 1, count, file_) != count) {
+            throw std::runtime_error("the temporary file can't be written");
+        }
+        size_ += static_cast<long>(size);
+        return size;
+    }
+    int_type overflow(int_type byte) override {
+        char const c = traits_type::to_char_type(byte);
+        return xsputn(&c, 1) == 1 ? byte : traits_type::eof();
+    }
+
+private:
+    std::FILE * file_;
+    long size_ = 0;
+};
+
+class Spool::Range : public std::streambuf {
+public:
+    Range(std::shared_ptr<Spool> spool, long begin, long end)
+        : spool_(std::move(spool)), at_(begin), end_(end) {}
+
+protected:
+    int_type underflow() override {
+        std::size_t const size = std::min(block_.size(), static_cast<std::size_t>(end_ - at_));
+        if (size == 0 || std::fseek(spool_->file_.get(), at_, SEEK_SET) != 0) {
+            return traits_type::eof();
+        }
+        std::size_t const read = std::fread(block_.data(), 1, size, spool_->file_.get());
+        if (read == 0) return traits_type::eof();
+        at_ += static_cast<long>(read);
+        setg(block_.data(), block_.data(), block_.data() + read);
+        return traits_type::to_int_type(*gptr());
+    }
+
+private:
+    std::shared_ptr<Spool> spool_;
+    long at_;
+    long end_;
+    std::array<char, std::size_t{1} << 16> block_;
+};
+
+namespace {
+
+/// A stream together with its buffer.
+class OwningStream : public std::istream {
+public:
+    explicit OwningStream(std::unique_ptr<std::streambuf> buffer)
+        : std::istream(buffer.get()), buffer_(std::move(buffer)) {}
+
+private:
+    std::unique_ptr<std::streambuf> buffer_;
+};
+
+} // namespace
+
+Spool::Spool() : file_(std::tmpfile()) {
+    if (!file_) throw std::runtime_error("no temporary file can be made");
+    appender_ = std::make_unique<Appender>(file_.get());
+    out_ = std::make_unique<std::ostream>(appender_.get());
+    out_->exceptions(std::ios_base::badbit); // a full disk must not look like a short body
+}
+
+Spool::~Spool() = default;
+
+long Spool::size() const { return appender_->size(); }
+
+std::unique_ptr<std::istream> Spool::Open(std::shared_ptr<Spool> spool, long begin, long end) {
+    return std::make_unique<OwningStream>(std::make_unique<Range>(std::move(spool), begin, end));
+}
+
+} // namespace examples

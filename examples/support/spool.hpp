@@ -1,0 +1,39 @@
+// examples/support/spool.hpp - bodies in a temporary file, between the note that reads and the one
+// that writes
+#pragma once
+
+#include <cstdio>
+#include <istream>
+#include <memory>
+#include <ostream>
+
+namespace examples {
+
+/// A file without a name, which the system removes with the last reference to it. Text is appended
+/// through one stream, and any range of it can be read through others.
+class Spool {
+public:
+    Spool();
+    ~Spool();
+    Spool(Spool const &) = delete;
+    Spool & operator=(Spool const &) = delete;
+
+    std::ostream & out() { return *out_; }
+    long size() const;
+
+    /// A stream over [begin, end). It holds a reference to the spool.
+    static std::unique_ptr<std::istream> Open(std::shared_ptr<Spool> spool, long begin, long end);
+
+private:
+    class Appender;
+    class Range;
+    struct Close {
+        void operator()(std::FILE * file) const { std::fclose(file); }
+    };
+
+    std::unique_ptr<std::FILE, Close> file_;
+    std::unique_ptr<Appender> appender_;
+    std::unique_ptr<std::ostream> out_;
+};
+
+} // namespace examples

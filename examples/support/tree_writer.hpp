@@ -1,0 +1,78 @@
+// examples/support/tree_writer.hpp - the note that writes a tree of parts
+#pragma once
+
+#include "examples/support/outgoing_part.hpp"
+
+#include <mime/vellum.hpp>
+
+#include <fstream>
+#include <list>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace examples {
+
+/// Answers from a tree, with a cursor that BeginPart and EndPart move. The field guard is on: what
+/// comes from a command line or from another message can't add fields of its own.
+class TreeWriter : public MimeONote {
+public:
+    /// Writes to `out`, in one piece. Both outlive the writer.
+    TreeWriter(OutgoingPart const & root, std::ostream & out);
+    /// Writes fragments of at most that many bytes to DIR/001.eml and so on.
+    TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size);
+
+    /// False if what was written isn't all there.
+    bool Write() { return Send() == 1 && is_good_; }
+
+protected:
+    int BeginPart(MimeContext & context) override;
+    void EndPart(MimeContext & context) override;
+    int BeginBody(MimeContext & context, std::istream ** body) override;
+    void EndBody(MimeContext & context) override;
+
+    int Get_From(SymToken & field, char const *& name, char const *& address) override;
+    int Get_To(SymToken & field, char const *& name, char const *& address) override;
+    int Get_Disposition_notification_to(char const *& name, char const *& address) override;
+    int Get_Message_Id(char const *& value) override;
+    int Get_Date(std::tm & when, int & offset) override;
+    int Get_Content_Type(SymToken & type, SymToken & subtype) override;
+    int Get_Content_Disposition(SymToken & disposition, char const *& filename) override;
+    int GetFileName(char const *& value) override;
+    int GetProperty(char const * name, char const *& value) override;
+    void PutXFields() override;
+
+    void BeginOutput() override;
+    void EndOutput() override;
+    void GetOutputBuffer(Buffer & block) override;
+    void PutOutputBuffer(Buffer & block) override;
+
+private:
+    struct Level {
+        OutgoingPart const * part;
+        std::size_t next_part = 0;
+        bool has_given_id = false;
+        bool has_put_fields = false;
+    };
+    using Block = std::vector<unsigned char>;
+
+    OutgoingPart const & Part() const { return *levels_.back().part; }
+    int NextAddress(char const * field, char const *& name, char const *& address);
+
+    OutgoingPart const & root_;
+    std::vector<Level> levels_;
+    std::size_t next_address_ = 0; ///< Of the series that is being asked for.
+    std::unique_ptr<std::istream> body_;
+    std::string message_id_;
+
+    std::string directory_;
+    int file_number_ = 0;
+    std::ofstream file_;
+    std::ostream & out_;
+    bool is_good_ = true;
+    std::list<Block> lent_; ///< A message that is split holds many blocks at a time.
+    std::list<Block> free_;
+};
+
+} // namespace examples

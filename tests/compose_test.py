@@ -1,0 +1,147 @@
+# tests/compose_test.py - what mimecompose and mimegateway write, read by Python's email package and by
+# the engine itself
+import email
+import email.policy
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+BIN = pathlib.Path(os.environ['VELLUM_BIN_DIR'])
+MAIL = sorted(pathlib.Path('../examples/mail').glob('*.eml')) + sorted(pathlib.Path('cases').glob('*.eml'))
+
+
+def run(program, *arguments, code=0):
+    done = subprocess.run([BIN / program, *map(str, arguments)], capture_output=True)
+    assert done.returncode == code, (program, arguments, done.returncode, done.stderr)
+    return done.stdout
+
+
+def parts_of(path):
+    return json.loads(run('mimetree', '--json', path))['parts']
+
+
+def bodies_of(path, directory):
+    run('mimeextract', path, directory)
+    bodies = {name.split('-')[0].split('.')[0]: (directory / name).read_bytes() for name in os.listdir(directory)}
+    return {number: body for number, body in bodies.items() if body}
+
+
+class WithDirectory(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.dir = pathlib.Path(directory.name)
+
+    def file(self, name, content):
+        (self.dir / name).write_bytes(content)
+        return self.dir / name
+
+
+class Compose(WithDirectory):
+    ADDRESSES = ['--from', 'Frau Müller <m@x.example>', '--to', 'Bob, the "B" <b@y.example>', '--to', 'c@z.example']
+
+    def compose(self, *options):
+        data = run('mimecompose', *self.ADDRESSES, *options)
+        return email.message_from_bytes(data, policy=email.policy.default)
+
+    def test_text_html_and_attachments(self):
+        text = 'Grüße\nFrom here\n.dot\ntrailing \n\nno end'.encode()
+        blob = bytes(range(256)) * 300
+        message = self.compose('--subject', 'Überraschung 🌊 heute', '--cc', '山田 <y@jp.example>',
+                               '--text', self.file('t.txt', text), '--html', self.file('t.html', b'<p>x</p>\n'),
+                               '--attach', self.file('flagge-grün.png', blob), '--attach', self.file('empty', b''))
+        self.assertEqual(message['Subject'], 'Überraschung 🌊 heute')
+        self.assertEqual([(a.display_name, a.addr_spec) for a in message['From'].addresses + message['To'].addresses +
+                          message['Cc'].addresses],
+                         [('Frau Müller', 'm@x.example'), ('Bob, the "B"', 'b@y.example'), ('', 'c@z.example'),
+                          ('山田', 'y@jp.example')])
+        self.assertEqual([part.get_content_type() for part in message.walk()],
+                         ['multipart/mixed', 'multipart/alternative', 'text/plain', 'text/html', 'image/png',
+                          'application/octet-stream'])
+        parts = list(message.walk())
+        self.assertEqual(parts[2].get_payload(decode=True), text.replace(b'\n', b'\r\n'))
+        self.assertEqual(parts[4].get_payload(decode=True), blob)
+        self.assertEqual(parts[4].get_filename(), 'flagge-grün.png')
+        self.assertEqual(parts[5].get_payload(decode=True), b'')
+
+    def test_every_encoding_keeps_the_text(self):
+        for encoding in ('7bit', '8bit', 'quoted-printable', 'base64', 'binary'):
+            message = self.compose('--encoding', encoding, '--text', self.file('t', b'a = b\nFrom c\n'))
+            self.assertEqual(message['Content-Transfer-Encoding'], encoding)
+            self.assertEqual(message.get_payload(decode=True), b'a = b\r\nFrom c\r\n')
+
+    def test_nested_messages(self):
+        inner = self.file('inner.eml', b'Subject: in\nFrom: i@n\nContent-Type: multipart/mixed; boundary=b\n\n'
+                                       b'--b\n\none\n--b\n\ntwo\n--b--\n')
+        whole = self.file('whole.eml', run('mimecompose', *self.ADDRESSES, '--message', inner, '--forward', inner,
+                                           '--text', self.file('t', b'text\n')))
+        self.assertEqual([(part['message_depth'], part['type']) for part in parts_of(whole)],
+                         [(0, 'multipart'), (0, 'text')] +
+                         2 * [(0, 'message'), (1, 'multipart'), (1, 'text'), (1, 'text')])
+        subjects = [value for part in parts_of(whole) for name, value in part['fields'] if name == 'Subject']
+        self.assertEqual(subjects, ['in', 'in'])
+
+    def test_values_cannot_add_fields(self):
+        message = self.compose('--subject', 'a\r\nBcc: evil@x', '--cc', 'n\nX-Evil: 1 <e\r\nX-Evil: 2@x>')
+        self.assertNotIn('Bcc', message)
+        self.assertNotIn('X-Evil', message)
+
+    def test_fragments_join(self):
+        blob = os.urandom(100_000)
+        out = self.dir / 'out'
+        run('mimecompose', *self.ADDRESSES, '--attach', self.file('a', blob), '--split', 31000, '--out', out)
+        names = sorted(os.listdir(out))
+        fragments = [email.message_from_bytes((out / name).read_bytes()) for name in names]
+        self.assertEqual(names, ['%03d.eml' % (i + 1) for i in range(len(names))])
+        self.assertGreater(len(names), 3)
+        self.assertEqual({f.get_content_type() for f in fragments}, {'message/partial'})
+        self.assertEqual([f.get_param('number') for f in fragments], [str(i + 1) for i in range(len(names))])
+        self.assertEqual(fragments[-1].get_param('total'), str(len(names)))
+        self.assertEqual(len({f.get_param('id') for f in fragments}), 1)
+        self.assertEqual(len({f['Message-Id'] for f in fragments}), len(names))
+        bodies = [(out / name).read_bytes().split(b'\r\n\r\n', 1)[1] for name in names]
+        self.assertTrue(all(len((out / name).read_bytes()) <= 31000 for name in names))
+        whole = email.message_from_bytes(b''.join(bodies))
+        self.assertEqual(whole.get_payload(decode=True), blob)
+
+    def test_what_cannot_be_done_is_told(self):
+        run('mimecompose', '--from', 'a@b', code=2)
+        run('mimecompose', *self.ADDRESSES, '--split', '0', '--out', self.dir, code=2)
+        run('mimecompose', *self.ADDRESSES, '--encoding', 'rot13', code=2)
+        run('mimecompose', *self.ADDRESSES, '--attach', self.dir / 'missing', code=1)
+
+
+class Gateway(WithDirectory):
+    KEPT = ('message_depth', 'multipart_depth', 'type', 'subtype', 'file_name', 'decoded_size')
+    # Addresses and dates are written anew; these come from the engine itself.
+    OWN = {'content-type', 'content-transfer-encoding', 'content-disposition', 'content-id', 'mime-version', 'date',
+           'from', 'to', 'cc', 'sender', 'reply-to', 'message-id', 'received', 'content-description'}
+
+    OTHER_SHAPE = {
+        'second-type-is-multipart',  # the type at BeginPart and the one that its body follows differ
+        'digest', 'message-in-message',  # a message of no byte at all becomes one with an empty text
+    }
+
+    def test_keeps_structure_bodies_and_fields(self):
+        self.assertTrue(MAIL)
+        for number, path in enumerate(MAIL):
+            with self.subTest(path.name):
+                out = self.file('%d.eml' % number, run('mimegateway', path))
+                before, after = parts_of(path), parts_of(out)
+                shape = lambda parts: [[(part[key] or '') if key == 'subtype' else part[key] for key in self.KEPT]
+                                       for part in parts]
+                if path.stem not in self.OTHER_SHAPE:
+                    self.assertEqual(shape(before), shape(after))
+                self.assertEqual(bodies_of(path, self.dir / ('a%d' % number)),
+                                 bodies_of(out, self.dir / ('b%d' % number)))
+                for name, value in before[0]['fields']:
+                    if name and name.lower() not in self.OWN:
+                        self.assertIn([name.lower(), value],
+                                      [[other.lower(), text] for other, text in after[0]['fields']])
+
+
+if __name__ == '__main__':
+    unittest.main()
