@@ -14,10 +14,13 @@ class Spool::Appender : public std::streambuf {
 public:
     explicit Appender(std::FILE * file) : file_(file) {}
     long size() const { return size_; }
+    /// Somebody has read: the next text has to look for the end again.
+    void LoseEnd() { is_at_end_ = false; }
 
 protected:
     std::streamsize xsputn(char const * text, std::streamsize size) override {
-        std::fseek(file_, 0, SEEK_END);
+        if (!is_at_end_) std::fseek(file_, 0, SEEK_END); // costs a call of the system
+        is_at_end_ = true;
         auto const count = static_cast<std::size_t>(size);
         if (std::fwrite(text, 1, count, file_) != count) {
             throw std::runtime_error("the temporary file can't be written");
@@ -33,6 +36,7 @@ protected:
 private:
     std::FILE * file_;
     long size_ = 0;
+    bool is_at_end_ = true;
 };
 
 class Spool::Range : public std::streambuf {
@@ -43,6 +47,7 @@ public:
 protected:
     int_type underflow() override {
         std::size_t const size = std::min(block_.size(), static_cast<std::size_t>(end_ - at_));
+        spool_->appender_->LoseEnd();
         if (size == 0 || std::fseek(spool_->file_.get(), at_, SEEK_SET) != 0) {
             return traits_type::eof();
         }
