@@ -140,7 +140,8 @@ void MimeReceiver::Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
         translator.CharSet_to_CodePage(&stage, &out);
         return;
     }
-    for (std::string_view text(stage.str(), stage.oBufCnt()); !text.empty();) {
+    auto const size_of_all = static_cast<std::size_t>(stage.pcountExact()); // may pass UINT_MAX
+    for (std::string_view text(stage.str(), size_of_all); !text.empty();) {
         std::size_t const size = restriction == NLS_Translator::double_byte
                                      ? std::min(text.size(), vellum::translation_piece)
                                      : piece_of_lines(text);

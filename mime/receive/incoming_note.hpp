@@ -1,7 +1,8 @@
 // mime/receive/incoming_note.hpp - the client's side of reading a message
 //
 // A message exists for the client as a sequence of calls and as bytes on the streams that it hands
-// out; the engine builds no model of it. Where the calls come in a multipart with one text part:
+// out; the engine builds no model of it. The input of a multipart with one text part, and the calls
+// that each line leads to:
 //
 //     (start of input)                       BeginPart, BeginHeader        top message
 //     From: a@b                              SetProperty, Set_From ..
@@ -19,7 +20,7 @@
 // The reader refuses nothing: what can't be read is passed over, the walk goes on to the end of the
 // input, and a truncated message unwinds like a complete one.
 //
-// For each operation that a client may override stands: when it is called and how often; what its
+// Each operation that a client may override says when it is called, how often, and what its
 // arguments mean. A `char const *` is NUL-terminated and good for the time of the call. A field's
 // name is given in the engine's own spelling ("cc" whatever the message wrote). Any operation may
 // throw: the exception passes through to the caller of Receive, and nothing is leaked or locked. It
@@ -102,14 +103,19 @@ protected:
     /// Content-Disposition in `filename`, Content-Description in angle brackets at its start. The
     /// name is good until the next field of that kind; it may hold anything, path separators too.
     virtual void SetFileName(char const * field, char const * name);
-    /// Before a body is read. Both arguments lead to a null pointer, in place of which the client
-    /// may put a stream of its own, alive until EndBody: `*data` gets the body decoded and
-    /// translated, `*raw` its lines as they stand. `data` is null for a multipart and for
-    /// message/rfc822, where `*raw` gets all that is enclosed. A multipart or message that lies too
-    /// deep to be opened is data like any leaf. With both streams set, `*raw` gets only the blank
-    /// line.
+    /// Before a body is read. `*data` and `*raw` are null; the client may set either to a stream of
+    /// its own. `*data` gets the body decoded and translated, and has to live until EndBody is
+    /// called. `*raw` gets the lines as they stand, in place of the debug stream, from the blank
+    /// line in front of the body on: all of them if `*data` is left null, else only that blank
+    /// line. It has to live until EndBody has returned and it has been flushed.
+    ///
+    /// For a multipart and for message/rfc822 `data` itself is null, and `*raw` gets the raw text
+    /// of all that is enclosed, but not the bodies whose data the client takes. For a multipart the
+    /// call comes behind the first delimiter, so that nobody gets the preamble but the debug
+    /// stream. A multipart or message that lies too deep to be opened is data like any leaf.
     virtual void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw);
     /// Behind the body. The stream from `*data` has got everything; the engine never flushes it.
+    /// The one from `*raw` is flushed right after this call.
     virtual void EndBody(MimeContext & context);
 
     // Fields, each reported as often as it occurs, in the order of the header. The defaults call

@@ -9,7 +9,7 @@ namespace vellum {
 /// for the client's own frames.
 inline constexpr int default_nesting_limit = 100;
 
-/// The buffer that a run begins with: hardly any line of mail is longer.
+/// The buffer that a run begins with, and the smallest there is: hardly any line of mail is longer.
 inline constexpr unsigned int line_buffer_size = 4000;
 
 /// The blocks on the stack through which decoded and translated bytes go to the client's stream.

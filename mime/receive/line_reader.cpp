@@ -3,6 +3,7 @@
 
 #include "mime/foundation/ascii.hpp"
 #include "mime/receive/boundary_stack.hpp"
+#include "mime/receive/limits.hpp"
 #include "mime/receive/line_buffer.hpp"
 #include "mime/receive/receiver.hpp"
 
@@ -14,8 +15,6 @@ using vellum::Boundary_Close;
 using vellum::Boundary_Not;
 
 namespace {
-
-constexpr unsigned int smallest_buffer = 4000;
 
 /// The most that ReadLines_Body gives at once: it bounds what a stage between a decoder and a
 /// translator has to hold, and is large enough that the cost of a call doesn't count.
@@ -46,7 +45,8 @@ std::size_t count_lf(std::string_view text) {
 } // namespace
 
 MimeLine::MimeLine(char ** begin, char ** end, MimeReceiver * owner, unsigned int size)
-    : owner_(owner), buffer_(std::make_unique<vellum::LineBuffer>(std::max(size, smallest_buffer))),
+    : owner_(owner),
+      buffer_(std::make_unique<vellum::LineBuffer>(std::max(size, vellum::line_buffer_size))),
       line_begin_(begin), line_end_(end), levels_(std::make_unique<vellum::BoundaryStack>()) {
     *line_begin_ = *line_end_ = buffer_->data();
 }
@@ -124,7 +124,7 @@ long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool
     return total;
 }
 
-/// The buffer ends in LF. If the next line begins with SP or HT, its line end goes.
+/// The buffer ends in a line end, which goes if the next line begins with SP or HT; `folded` tells.
 void MimeLine::Unfold(bool & folded) {
     std::string_view const text = buffer_->view();
     bool const is_crlf = text.size() >= 2 && text[text.size() - 2] == '\r';

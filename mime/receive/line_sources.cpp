@@ -4,6 +4,7 @@
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/lite_stream.hpp"
 #include "mime/foundation/simple_stream.hpp"
+#include "mime/receive/limits.hpp"
 
 #include <algorithm>
 #include <istream>
@@ -87,8 +88,10 @@ void MimeLine_via_iSimpleStream::Take(std::size_t count) { in_->iGetPtr(static_c
 
 MimeLine_via_TiStreamLite::MimeLine_via_TiStreamLite(TiStreamLite * in, char ** begin, char ** end,
                                                      MimeReceiver * owner, unsigned int size)
-    : MimeLine(begin, end, owner, size), in_(in), piece_(new char[std::max(size, 4000U)]),
-      capacity_(std::max(size, 4000U)) {}
+    : MimeLine(begin, end, owner, size), in_(in),
+      capacity_(std::max(size, vellum::line_buffer_size)) {
+    piece_.reset(new char[capacity_]);
+}
 
 MimeLine_via_TiStreamLite::~MimeLine_via_TiStreamLite() = default;
 
