@@ -321,7 +321,8 @@ TEST(FieldGuard, OnlyFoldsStay) {
         {"a\r\nb", "a  b", "a  b"},
         {"a\r\n b", "a\r\n b", "a   b"},
         {"a\r\n\t b", "a\r\n\t b", "a  \t b"},
-        {"a\r\n \r\n b", "a   \r\n b", "a      b"}, // a line of blanks alone
+        {"a\r\n \r\n b", "a   \r\n b", "a      b"},       // a line of blanks alone
+        {" \r\n\ta\r\n b", "   \ta\r\n b", "   \ta   b"}, // nothing in front of the first
         {"a\r\n ", "a   ", "a   "},
         {"a\r\n", "a  ", "a  "},
         {"a\n b", "a  b", "a  b"},

@@ -29,13 +29,19 @@ bool needs_guard(std::string_view value) {
 
 std::string guarded(std::string_view value) {
     std::string result(value);
+    bool text_before = false; // else the line in front of a fold can be one of blanks alone
     for (std::size_t i = 0; i < value.size();) {
-        if (std::size_t const fold = fold_length(value.substr(i)); fold > 0) {
+        std::size_t const fold = text_before ? fold_length(value.substr(i)) : 0;
+        if (fold > 0) {
             i += fold;
-        } else {
-            if (breaks(value[i])) result[i] = ' ';
-            ++i;
+            continue;
         }
+        if (breaks(value[i])) {
+            result[i] = ' ';
+        } else if (!ascii::is_blank(value[i])) {
+            text_before = true;
+        }
+        ++i;
     }
     return result;
 }

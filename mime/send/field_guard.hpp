@@ -1,8 +1,9 @@
 // mime/send/field_guard.hpp - keeps a value of the client's inside its header field
 //
 // A line end in an address, a file name or an id would end the field, and what follows it would be
-// read as a field of the attacker's choice. Only a fold may stay: CR LF, one or more blanks, and
-// then text (RFC 5322 2.2.3). A line of blanks alone is none: some readers end the header there.
+// read as a field of the attacker's choice. Only a fold may stay: text, CR LF, one or more
+// blanks, and text again (RFC 5322 2.2.3). A line of blanks alone is none: some readers end the
+// header there.
 #pragma once
 
 #include <string>

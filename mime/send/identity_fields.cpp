@@ -9,6 +9,7 @@
 #include "mime/send/owned_text.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/translation.hpp"
 
 #include <algorithm>
 #include <ctime>
@@ -26,7 +27,7 @@ std::string seconds_now() { return std::to_string(vellum::platform::now() / 1000
 
 /// Whether an address can be part of an id (RFC 5322 3.6.4).
 bool fits_into_id(std::string_view address) {
-    return std::all_of(address.begin(), address.end(), [](char c) {
+    return !address.empty() && std::all_of(address.begin(), address.end(), [](char c) {
         return vellum::ascii::byte(c) > 0x20 && vellum::ascii::byte(c) < 0x7F && c != '<' &&
                c != '>';
     });
@@ -90,6 +91,8 @@ std::string MimeSender::MakeBoundary() {
 void MimeSender::Generate_PartialMessageHeaderFragment(bool last) {
     // The note may be in the middle of PutXFields; its fields don't belong here.
     vellum::ScopedValue const accepting(accepting_fields, false);
+    // A body or a field may be in the middle of its translator, which serves one text at a time.
+    vellum::SeparateCache const translators(translator_cache);
     Generate_Subject();
     Generate_Message_Id();
     Generate_MIME_Version();

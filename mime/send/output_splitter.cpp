@@ -4,8 +4,9 @@
 //          split size; of the first fragment the common header isn't counted. Blocks end early, so
 //          that the cut comes at that size and not at the end of a block.
 // Bounds:  a fragment has room for `least_data` whatever the header takes, so that each brings the
-//          message forward. A byte is searched for a line end once per fragment that holds it, and
-//          moved into the next one at most once.
+//          message forward, and for an eighth of a large common header, so that repeating it costs
+//          no more than a multiple of the message. A byte is searched for a line end once per
+//          fragment that holds it, and moved into the next one at most once.
 #include "mime/send/output_splitter.hpp"
 
 #include "mime/send/outgoing_note.hpp"
@@ -26,6 +27,8 @@ namespace {
 constexpr long long fragment_header_room = 300;
 /// The longest line that mail transport takes (RFC 5321 4.5.3.1.6).
 constexpr long long least_data = 1000;
+/// A common header is never more than this many times the data behind it.
+constexpr long long most_repeated = 8;
 
 std::string_view bytes_of(Buffer const & block) {
     return {reinterpret_cast<char const *>(block.address), block.filled};
@@ -200,7 +203,8 @@ bool oBufferStream::HeaderOpen() const {
 long long oBufferStream::Budget() const {
     long long reserve = fragment_header_room;
     if (split_state_ == SplitState::cut) reserve += common_header_.size;
-    return std::max(note_->network_split_size_ - reserve, least_data);
+    long long const least = std::max(least_data, common_header_.size / most_repeated);
+    return std::max(note_->network_split_size_ - reserve, least);
 }
 
 bool oBufferStream::MustCut() const {

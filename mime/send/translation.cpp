@@ -4,6 +4,8 @@
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 
+#include <utility>
+
 namespace vellum {
 
 NLS_CharSet * set_in_use(NLS_CharSet * chosen, NLS_Translator_Factory * factories, bool in_header) {
@@ -29,6 +31,14 @@ Translation::Translation(NLS_Translator & translator, std::string_view source,
 
 Translation::~Translation() {
     if (release_ != nullptr && out_ != nullptr && out_ != offered_) release_(out_);
+}
+
+SeparateCache::SeparateCache(NLS_Translator *& cache)
+    : cache_(cache), before_(std::exchange(cache, nullptr)) {}
+
+SeparateCache::~SeparateCache() {
+    delete cache_;
+    cache_ = before_;
 }
 
 } // namespace vellum

@@ -35,4 +35,18 @@ private:
     std::string_view result_;
 };
 
+/// An empty cache of translators in the place of a sender's, for the time of a scope. What arises
+/// in it is deleted then.
+class SeparateCache {
+public:
+    explicit SeparateCache(NLS_Translator *& cache);
+    ~SeparateCache();
+    SeparateCache(SeparateCache const &) = delete;
+    SeparateCache & operator=(SeparateCache const &) = delete;
+
+private:
+    NLS_Translator *& cache_;
+    NLS_Translator * const before_;
+};
+
 } // namespace vellum
