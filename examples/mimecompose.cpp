@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -65,6 +66,8 @@ OutgoingPart::Address parse_address(char const * field, std::string const & text
     std::string name = text.substr(0, open);
     while (!name.empty() && name.back() == ' ')
         name.pop_back();
+    bool const is_quoted = name.size() >= 2 && name.front() == '"' && name.back() == '"';
+    if (is_quoted) name = name.substr(1, name.size() - 2);
     return {field, name, text.substr(open + 1, text.size() - open - 2)};
 }
 
@@ -83,6 +86,12 @@ unsigned int parse_size(std::string const & text) {
         throw UsageError("no size in bytes: " + text);
     }
     return static_cast<unsigned int>(size);
+}
+
+bool is_token(std::string const & text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return c > ' ' && c < 0x7F && std::strchr("()<>@,;:\\\"/[]?=", c) == nullptr;
+    });
 }
 
 void take(Options & options, std::string const & name, std::string const & value) {
@@ -105,6 +114,7 @@ void take(Options & options, std::string const & name, std::string const & value
     } else if (name == "--forward") {
         options.forwarded.push_back(value);
     } else if (name == "--charset") {
+        if (!is_token(value)) throw UsageError("no name of a character set: " + value);
         options.charset = value;
     } else if (name == "--encoding") {
         options.encoding = parse_encoding(value);
@@ -212,9 +222,7 @@ PartPointer make_forwarded(std::string const & file) {
     return part;
 }
 
-/// The only part, or a multipart around them all.
-PartPointer join(std::vector<PartPointer> parts, char const * subtype) {
-    if (parts.size() == 1) return std::move(parts.front());
+PartPointer enclose(std::vector<PartPointer> parts, char const * subtype) {
     PartPointer whole = make_part(RFC1521::multipart, subtype);
     whole->parts = std::move(parts);
     return whole;
@@ -225,7 +233,11 @@ PartPointer compose(Options const & options) {
     if (!options.text.empty()) texts.push_back(make_text(options.text, "plain", options));
     if (!options.html.empty()) texts.push_back(make_text(options.html, "html", options));
     std::vector<PartPointer> parts;
-    if (!texts.empty()) parts.push_back(join(std::move(texts), RFC1521::alternative));
+    if (texts.size() == 2) {
+        parts.push_back(enclose(std::move(texts), RFC1521::alternative));
+    } else if (!texts.empty()) {
+        parts.push_back(std::move(texts.front()));
+    }
     for (auto const & file : options.messages)
         parts.push_back(make_message(file));
     for (auto const & file : options.forwarded)
@@ -233,7 +245,10 @@ PartPointer compose(Options const & options) {
     for (auto const & file : options.attachments)
         parts.push_back(make_attachment(file));
     if (parts.empty()) parts.push_back(make_part(RFC1521::text, RFC1521::plain));
-    PartPointer message = join(std::move(parts), RFC1521::mixed);
+    bool const is_attached = parts.size() > 1 || !options.attachments.empty() ||
+                             !options.messages.empty() || !options.forwarded.empty();
+    PartPointer message =
+        is_attached ? enclose(std::move(parts), RFC1521::mixed) : std::move(parts.front());
     message->addresses = options.addresses;
     if (!options.subject.empty()) message->fields.emplace_back("Subject", options.subject);
     return message;

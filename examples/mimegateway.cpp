@@ -3,14 +3,32 @@
 // What it loses: fields that the engine has a word for but no getter (the Resent- fields), all but
 // the first of several Received, the names of groups and comments among addresses, and the fields
 // of parts that are multiparts or messages. A text keeps its transfer encoding; every other body
-// becomes base64.
+// becomes base64. A fragment of a message is copied.
 #include "examples/support/header_text.hpp"
 #include "examples/support/input.hpp"
 #include "examples/support/tree_reader.hpp"
 #include "examples/support/tree_writer.hpp"
 
 #include <iostream>
+#include <stdexcept>
 #include <string>
+
+namespace {
+
+bool is_fragment(examples::OutgoingPart const & message) {
+    return message.type == RFC1521::message && message.subtype == RFC1521::partial;
+}
+
+/// What can't be taken apart goes on as it is.
+bool copy(std::istream & in) {
+    in.clear();
+    in.seekg(0);
+    if (!in) throw std::runtime_error("is a fragment, and can't be read again");
+    std::cout << in.rdbuf();
+    return static_cast<bool>(std::cout.flush());
+}
+
+} // namespace
 
 int main(int count, char ** arguments) {
     if (count != 2) {
@@ -25,7 +43,8 @@ int main(int count, char ** arguments) {
     bool is_written = false;
     bool const is_read = examples::read_input("mimegateway", arguments[1], [&](std::istream & in) {
         auto const message = examples::TreeReader(in).Read();
-        is_written = examples::TreeWriter(*message, std::cout).Write();
+        is_written =
+            is_fragment(*message) ? copy(in) : examples::TreeWriter(*message, std::cout).Write();
     });
     return is_read && is_written ? 0 : 1;
 }

@@ -14,6 +14,7 @@ class Spool::Appender : public std::streambuf {
 public:
     explicit Appender(std::FILE * file) : file_(file) {}
     long size() const { return size_; }
+    bool has_eight_bit = false;
     /// Somebody has read: the next text has to look for the end again.
     void LoseEnd() { is_at_end_ = false; }
 
@@ -26,6 +27,9 @@ protected:
             throw std::runtime_error("the temporary file can't be written");
         }
         size_ += static_cast<long>(size);
+        has_eight_bit = has_eight_bit || std::any_of(text, text + count, [](char c) {
+                            return static_cast<unsigned char>(c) >= 0x80;
+                        });
         return size;
     }
     int_type overflow(int_type byte) override {
@@ -47,12 +51,12 @@ public:
 protected:
     int_type underflow() override {
         std::size_t const size = std::min(block_.size(), static_cast<std::size_t>(end_ - at_));
+        if (size == 0) return traits_type::eof();
         spool_->appender_->LoseEnd();
-        if (size == 0 || std::fseek(spool_->file_.get(), at_, SEEK_SET) != 0) {
-            return traits_type::eof();
-        }
-        std::size_t const read = std::fread(block_.data(), 1, size, spool_->file_.get());
-        if (read == 0) return traits_type::eof();
+        bool const is_there = std::fseek(spool_->file_.get(), at_, SEEK_SET) == 0;
+        std::size_t const read =
+            is_there ? std::fread(block_.data(), 1, size, spool_->file_.get()) : 0;
+        if (read == 0) throw std::runtime_error("the temporary file can't be read");
         at_ += static_cast<long>(read);
         setg(block_.data(), block_.data(), block_.data() + read);
         return traits_type::to_int_type(*gptr());
@@ -89,6 +93,13 @@ Spool::Spool() : file_(std::tmpfile()) {
 Spool::~Spool() = default;
 
 long Spool::size() const { return appender_->size(); }
+
+long Spool::StartBody() {
+    appender_->has_eight_bit = false;
+    return size();
+}
+
+bool Spool::has_eight_bit() const { return appender_->has_eight_bit; }
 
 std::unique_ptr<std::istream> Spool::Open(std::shared_ptr<Spool> spool, long begin, long end) {
     return std::make_unique<OwningStream>(std::make_unique<Range>(std::move(spool), begin, end));

@@ -21,6 +21,11 @@ public:
     std::ostream & out() { return *out_; }
     long size() const;
 
+    /// A body begins here. Gives its place.
+    long StartBody();
+    /// Whether not all of the latest body is ASCII.
+    bool has_eight_bit() const;
+
     /// A stream over [begin, end). It holds a reference to the spool.
     static std::unique_ptr<std::istream> Open(std::shared_ptr<Spool> spool, long begin, long end);
 

@@ -15,9 +15,10 @@ namespace examples {
 /// Keeps the header fields, and each body, decoded, in a temporary file.
 class TreeReader : public PartNote {
 public:
-    explicit TreeReader(std::istream & in) : PartNote(in), spool_(std::make_shared<Spool>()) {}
+    explicit TreeReader(std::istream & in);
 
-    /// The message; once.
+    /// The message; once. A fragment of a message can't be taken apart: it comes as one part, which
+    /// says message/partial.
     std::unique_ptr<OutgoingPart> Read();
 
 protected:
@@ -39,9 +40,13 @@ protected:
     void SetProperty(char const * name, MimeString const & value) override;
 
 private:
-    void AddAddress(char const * field, char const * phrase, char const * address);
+    void AddAddress(char const * field, char const * body, char const * phrase,
+                    char const * address);
+    void SettleText(OutgoingPart & part) const;
 
     std::shared_ptr<Spool> spool_;
+    std::string field_text_;   ///< Of the address field that is being reported.
+    bool has_address_ = false; ///< It has had one.
     std::unique_ptr<OutgoingPart> root_;
     std::vector<OutgoingPart *> open_; ///< From the message to the part that is being read.
     long body_start_ = 0;

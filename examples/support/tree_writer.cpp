@@ -2,28 +2,58 @@
 #include "examples/support/tree_writer.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <filesystem>
+#include <random>
+#include <stdexcept>
 #include <utility>
 
 namespace examples {
 
 namespace {
 
-constexpr std::size_t block_size = std::size_t{1} << 16;
+/// A fragment can be larger than asked for by as much, where none may begin.
+constexpr std::size_t block_size = std::size_t{1} << 12;
 constexpr char const * header_charset = "UTF-8";
+
+/// Whether an entry of `field` is one of the series that the engine asks for.
+bool belongs_to(char const * field, char const * asked_for) {
+    static std::array<std::array<char const *, 3>, 6> const families{
+        {{RFC822::From, BureauSphere::X_From_BS, BureauSphere::X_From_Fax},
+         {RFC822::Sender, BureauSphere::X_Sender_BS, BureauSphere::X_Sender_Fax},
+         {RFC822::Reply_To, BureauSphere::X_Reply_To_BS, BureauSphere::X_Reply_To_Fax},
+         {RFC822::To, BureauSphere::X_To_BS, BureauSphere::X_To_Fax},
+         {RFC822::cc, BureauSphere::X_cc_BS, BureauSphere::X_cc_Fax},
+         {RFC822::bcc, BureauSphere::X_bcc_BS, BureauSphere::X_bcc_Fax}}};
+    return std::any_of(families.begin(), families.end(), [&](auto const & family) {
+        return family[0] == asked_for &&
+               std::find(family.begin(), family.end(), field) != family.end();
+    });
+}
+
+/// Nobody who sends us a body can know it, and "=_" never stands in one that is encoded.
+std::string random_boundary() {
+    constexpr char digits[] = "0123456789abcdef";
+    std::random_device random;
+    std::string boundary = "=_";
+    for (int i = 0; i < 32; ++i)
+        boundary += digits[random() % 16];
+    return boundary;
+}
 
 } // namespace
 
-TreeWriter::TreeWriter(OutgoingPart const & root, std::ostream & out) : root_(root), out_(out) {
+TreeWriter::TreeWriter(OutgoingPart const & root, std::ostream & out) : root_(root), out_(&out) {
     SetFieldGuard(1);
     SetNetworkSplitSize(0);
     SetCharacterSet(header_charset);
 }
 
 TreeWriter::TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size)
-    : root_(root), directory_(std::move(directory)), out_(file_) {
+    : root_(root), directory_(std::move(directory)) {
     SetFieldGuard(1);
-    SetNetworkSplitSize(split_size);
+    split_size_ = SetNetworkSplitSize(split_size);
     SetCharacterSet(header_charset);
 }
 
@@ -41,6 +71,20 @@ int TreeWriter::BeginPart(MimeContext &) {
     return 1;
 }
 
+int TreeWriter::BeginHeader(MimeContext & context) {
+    next_address_ = 0;
+    is_id_due_ = context.multipart_depth == 0;
+    // No fragment may begin as long as the id is due: its own would be asked for in the same way.
+    if (is_id_due_) AllowFragments(false);
+    return 0;
+}
+
+/// Every header has this place; the engine takes what it has no getter for, and refuses the rest.
+void TreeWriter::EndHeader(MimeContext &) {
+    for (auto const & [name, value] : Part().fields)
+        SendField(name.c_str(), value.c_str());
+}
+
 void TreeWriter::EndPart(MimeContext &) { levels_.pop_back(); }
 
 int TreeWriter::BeginBody(MimeContext &, std::istream ** body) {
@@ -54,11 +98,12 @@ void TreeWriter::EndBody(MimeContext &) { body_.reset(); }
 
 // The header -------------------------------------------------------------------------
 
-int TreeWriter::NextAddress(char const * field, char const *& name, char const *& address) {
+int TreeWriter::NextAddress(SymToken & field, char const *& name, char const *& address) {
     auto const & all = Part().addresses;
     while (next_address_ < all.size()) {
         OutgoingPart::Address const & each = all[next_address_++];
-        if (each.field != field) continue;
+        if (!belongs_to(each.field, field)) continue;
+        field = each.field;
         name = each.name.empty() ? nullptr : each.name.c_str();
         address = each.address.c_str();
         return 1;
@@ -80,15 +125,26 @@ int TreeWriter::Get_To(SymToken & field, char const *& name, char const *& addre
 }
 
 int TreeWriter::Get_Disposition_notification_to(char const *& name, char const *& address) {
-    int const result = NextAddress(MDN::Disposition_notification_to, name, address);
-    next_address_ = 0;
-    return result;
+    auto const & all = Part().addresses;
+    auto const found = std::find_if(all.begin(), all.end(), [](auto const & each) {
+        return each.field == MDN::Disposition_notification_to;
+    });
+    if (found == all.end()) return 0;
+    name = found->name.empty() ? nullptr : found->name.c_str();
+    address = found->address.c_str();
+    return 1;
+}
+
+int TreeWriter::Get_Subject(char const *& value) {
+    GetProperty(RFC822::Subject, value);
+    return 1; // without one, a nested message would get that of the message around it
 }
 
 /// Fragments of a message ask for ids of their own, at any moment: those the engine makes.
 int TreeWriter::Get_Message_Id(char const *& value) {
-    if (levels_.empty() || Part().message_id.empty()) return 0;
-    if (std::exchange(levels_.back().has_given_id, true)) return 0;
+    if (!std::exchange(is_id_due_, false)) return 0;
+    AllowFragments(true);
+    if (Part().message_id.empty()) return 0;
     message_id_ = "<" + Part().message_id + ">";
     value = message_id_.c_str();
     return 1;
@@ -106,7 +162,9 @@ int TreeWriter::Get_Content_Type(SymToken & type, SymToken & subtype) {
     subtype = Part().subtype;
     if (type == RFC1521::text) {
         // Settled now for this body; names in the header go on in UTF-8, see GetFileName.
-        SetCharacterSet(Part().charset.empty() ? header_charset : Part().charset.c_str());
+        // A set that nobody has registered wouldn't be selected.
+        char const * const charset = Part().charset.c_str();
+        SetCharacterSet(*charset != '\0' ? NLS::FindCharSet(charset)->name : header_charset);
         SetTextEncoding(Part().encoding != nullptr ? Part().encoding : RFC1521::quoted_printable);
     }
     return 1;
@@ -123,6 +181,12 @@ int TreeWriter::GetFileName(char const *& value) {
     return 1;
 }
 
+int TreeWriter::GetBoundary(char const *& value) {
+    boundary_ = random_boundary();
+    value = boundary_.c_str();
+    return 1;
+}
+
 int TreeWriter::GetProperty(char const * name, char const *& value) {
     auto const & fields = Part().fields;
     SymToken const token(name);
@@ -134,29 +198,25 @@ int TreeWriter::GetProperty(char const * name, char const *& value) {
     return 1;
 }
 
-/// The engine takes what it has no getter for, and refuses the rest.
-void TreeWriter::PutXFields() {
-    if (std::exchange(levels_.back().has_put_fields, true)) return;
-    for (auto const & [name, value] : Part().fields)
-        SendField(name.c_str(), value.c_str());
-}
-
 // The output -------------------------------------------------------------------------
 
 void TreeWriter::BeginOutput() {
     if (directory_.empty()) return;
     char name[16];
     std::snprintf(name, sizeof name, "%03d.eml", ++file_number_);
-    file_.open(directory_ + "/" + name, std::ios::binary | std::ios::trunc);
+    std::filesystem::path const path = std::filesystem::path(directory_) / name;
+    file_.emplace(path);
+    if (!file_->is_open()) throw std::runtime_error(path.string() + ": can't be made");
+    out_ = &file_->stream();
 }
 
 void TreeWriter::EndOutput() {
     if (directory_.empty()) {
-        out_.flush();
+        out_->flush();
+        is_good_ = is_good_ && out_->good();
     } else {
-        file_.close();
+        is_good_ = file_->close() && is_good_;
     }
-    is_good_ = is_good_ && out_.good();
 }
 
 void TreeWriter::GetOutputBuffer(Buffer & block) {
@@ -169,8 +229,8 @@ void TreeWriter::GetOutputBuffer(Buffer & block) {
 }
 
 void TreeWriter::PutOutputBuffer(Buffer & block) {
-    out_.write(reinterpret_cast<char const *>(block.address),
-               static_cast<std::streamsize>(block.filled));
+    out_->write(reinterpret_cast<char const *>(block.address),
+                static_cast<std::streamsize>(block.filled));
     auto const lent = std::find_if(lent_.begin(), lent_.end(),
                                    [&](Block const & each) { return &each == block.cookie; });
     free_.splice(free_.begin(), lent_, lent);

@@ -1,13 +1,14 @@
 // examples/support/tree_writer.hpp - the note that writes a tree of parts
 #pragma once
 
+#include "examples/support/new_file.hpp"
 #include "examples/support/outgoing_part.hpp"
 
 #include <mime/vellum.hpp>
 
-#include <fstream>
 #include <list>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -20,7 +21,7 @@ class TreeWriter : public MimeONote {
 public:
     /// Writes to `out`, in one piece. Both outlive the writer.
     TreeWriter(OutgoingPart const & root, std::ostream & out);
-    /// Writes fragments of at most that many bytes to DIR/001.eml and so on.
+    /// Writes fragments of about that many bytes to DIR/001.eml and so on, none of which may exist.
     TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size);
 
     /// False if what was written isn't all there.
@@ -28,6 +29,8 @@ public:
 
 protected:
     int BeginPart(MimeContext & context) override;
+    int BeginHeader(MimeContext & context) override;
+    void EndHeader(MimeContext & context) override;
     void EndPart(MimeContext & context) override;
     int BeginBody(MimeContext & context, std::istream ** body) override;
     void EndBody(MimeContext & context) override;
@@ -35,13 +38,14 @@ protected:
     int Get_From(SymToken & field, char const *& name, char const *& address) override;
     int Get_To(SymToken & field, char const *& name, char const *& address) override;
     int Get_Disposition_notification_to(char const *& name, char const *& address) override;
+    int Get_Subject(char const *& value) override;
     int Get_Message_Id(char const *& value) override;
     int Get_Date(std::tm & when, int & offset) override;
     int Get_Content_Type(SymToken & type, SymToken & subtype) override;
     int Get_Content_Disposition(SymToken & disposition, char const *& filename) override;
     int GetFileName(char const *& value) override;
+    int GetBoundary(char const *& value) override;
     int GetProperty(char const * name, char const *& value) override;
-    void PutXFields() override;
 
     void BeginOutput() override;
     void EndOutput() override;
@@ -52,24 +56,26 @@ private:
     struct Level {
         OutgoingPart const * part;
         std::size_t next_part = 0;
-        bool has_given_id = false;
-        bool has_put_fields = false;
     };
     using Block = std::vector<unsigned char>;
 
     OutgoingPart const & Part() const { return *levels_.back().part; }
-    int NextAddress(char const * field, char const *& name, char const *& address);
+    int NextAddress(SymToken & field, char const *& name, char const *& address);
+    void AllowFragments(bool allow) { SetNetworkSplitSize(allow ? split_size_ : 0); }
 
     OutgoingPart const & root_;
     std::vector<Level> levels_;
     std::size_t next_address_ = 0; ///< Of the series that is being asked for.
     std::unique_ptr<std::istream> body_;
     std::string message_id_;
+    std::string boundary_;
+    unsigned int split_size_ = 0;
+    bool is_id_due_ = false; ///< The message whose header is written is asked for its id.
 
     std::string directory_;
     int file_number_ = 0;
-    std::ofstream file_;
-    std::ostream & out_;
+    std::optional<NewFile> file_; ///< That of the fragment.
+    std::ostream * out_ = nullptr;
     bool is_good_ = true;
     std::list<Block> lent_; ///< A message that is split holds many blocks at a time.
     std::list<Block> free_;
