@@ -505,6 +505,7 @@ TEST_F(SendTest, CallsFromTheWrongPlaceDoNothing) {
             EXPECT_EQ(SendField("text", "no"), 0);
             EXPECT_EQ(SendField(nullptr, "no"), 0);
             EXPECT_EQ(SendField("X-No", nullptr), 0);
+            SymToken const met_in_a_message("x-yes");
             EXPECT_EQ(SendField("X-Yes", std::string(100, 'y').c_str()), 1);
         }
     };

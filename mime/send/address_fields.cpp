@@ -10,7 +10,6 @@
 #include "mime/send/owned_text.hpp"
 #include "mime/send/sender.hpp"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -27,9 +26,9 @@ public:
         : fields_{AddressField(plain), AddressField(bureau, true), AddressField(fax, true)} {}
 
     void Offer(char const * field, char const * name, char const * address) {
-        (void)std::any_of(fields_.begin(), fields_.end(), [&](AddressField & candidate) {
-            return candidate.Append(field, name, address);
-        });
+        for (AddressField & candidate : fields_) {
+            if (candidate.Append(field, name, address)) return;
+        }
     }
 
     AddressField & plain() { return fields_[0]; }

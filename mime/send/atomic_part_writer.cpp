@@ -13,7 +13,6 @@
 #include "mime/send/translation.hpp"
 
 #include <istream>
-#include <string_view>
 
 using vellum::set_position;
 

@@ -88,7 +88,7 @@ private:
     std::size_t const block_size_;
     std::size_t loaded_ = 0;
     long long output_mark_; // how much had come out when base_ was set
-    std::string silent_;    // taken in front of base_, with nothing to show for it
+    std::string silent_;    // taken since something last came out, in front of base_
 };
 
 } // namespace

@@ -53,6 +53,9 @@ struct MimeSender;
 ///   has then written or copied it. A SymToken is valid for good.
 /// - Values are written as they are given, with no check of their syntax, unless SetFieldGuard is
 ///   on. Header fields are never folded and have no length limit.
+/// - Parts nest as deep as the answers make them, at about 500 bytes of stack a level. Who passes
+/// on
+///   what came from outside limits the depth.
 /// - It may throw: the exception passes through Send with nothing leaked, and no further callback
 ///   of that run follows (cookies apart, which are given up). Blocks that the engine held are the
 ///   client's as they always were. The note can send again.
@@ -80,9 +83,9 @@ public:
     /// good.
     ///
     /// Gives 0, and writes nothing, at any other time (from an output operation too), for a null
-    /// argument, and for a name that the engine knows itself (any word of SymbolTable::Main): such
-    /// fields have their getters. With the field guard on also for a name that is no field name
-    /// (RFC 5322 2.2).
+    /// argument, and for a name that the engine knows itself (any word that SymbolTable::Init
+    /// loads): such fields have their getters. With the field guard on also for a name that is no
+    /// field name (RFC 5322 2.2).
     int SendField(char const * name, char const * value);
 
     /// The size in bytes at which a message is cut into message/partial fragments (RFC 2046 5.2.2);
@@ -110,6 +113,11 @@ public:
     /// begin another: every CR, LF and NUL within it that isn't part of a fold (CR LF, then blanks,
     /// then text) becomes a blank. Off at first, and values pass as they are. A program that passes
     /// on values from outside (a gateway, a form) turns it on. Gives its argument.
+    ///
+    /// Two things it can't see. The name of a character set is written bare, so a program that
+    /// takes one from outside has to check that it is a token (RFC 2045 5.1). And a boundary that
+    /// the engine makes can be guessed: bodies from outside can hold it, and so a program that
+    /// passes them on unencoded gives random ones (GetBoundary).
     int SetFieldGuard(int on);
 
 protected:
@@ -198,6 +206,8 @@ protected:
 
     /// Called   once per message, and once for each fragment: at any moment then, within a part
     ///          of whatever depth or behind the last EndPart.
+    ///          A client whose messages enclose others tells the calls apart by its own cursor: one
+    ///          that comes outside the header of a message is a fragment's.
     /// Value    the id with its angle brackets; written as it is.
     /// Null     or a result of 0: the engine makes an id.
     /// Default  null; 0. It doesn't ask GetProperty.
