@@ -8,6 +8,7 @@
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vellum {
@@ -74,7 +75,10 @@ void FieldList::Dispatch(MimeReceiver * receiver) {
 
 bool FieldQueue::append(std::string_view line, FieldList & field) {
     std::size_t const start = lines_.size();
-    lines_.append(trimmed(line)).push_back('\0');
+    line = trimmed(line);
+    std::size_t const size = start + line.size() + 1;
+    if (size > lines_.capacity()) lines_.reserve(std::max(size, 2 * start)); // one move, not two
+    lines_.append(line).push_back('\0');
     if (field.split(lines_.data() + start)) return true;
     lines_.resize(start);
     return false;

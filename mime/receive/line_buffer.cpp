@@ -36,6 +36,16 @@ void LineBuffer::drop_front(std::size_t count) {
     truncate(length_ - count);
 }
 
+void LineBuffer::reset(std::size_t capacity) {
+    truncate(0);
+    if (capacity_ <= capacity) return;
+    if (char * shrunk = static_cast<char *>(std::realloc(data_.get(), capacity))) {
+        static_cast<void>(data_.release());
+        data_.reset(shrunk);
+        capacity_ = capacity;
+    }
+}
+
 bool LineBuffer::reserve(std::size_t length) {
     if (length < capacity_) return true;
     // The pages of the generous block that no line reaches are never touched; a system that

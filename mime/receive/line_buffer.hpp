@@ -25,6 +25,8 @@ public:
     void truncate(std::size_t length);
     /// Drops the first `count` bytes.
     void drop_front(std::size_t count);
+    /// Drops all, and gives the memory back if it is more than `capacity` bytes.
+    void reset(std::size_t capacity);
 
 private:
     struct Free {

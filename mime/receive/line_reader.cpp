@@ -16,6 +16,9 @@ using vellum::Boundary_Not;
 
 namespace {
 
+/// A header line of this size isn't kept beside its copy.
+constexpr std::size_t long_line = std::size_t{1} << 20;
+
 /// The most that ReadLines_Body gives at once: it bounds what a stage between a decoder and a
 /// translator has to hold, and is large enough that the cost of a call doesn't count.
 constexpr std::size_t largest_block = std::size_t{64} << 10;
@@ -117,21 +120,29 @@ long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool
         if (owner_ != nullptr && owner_->debug != nullptr) {
             owner_->debug->write(text.data() + text.size() - taken, taken);
         }
-        if (text.back() == '\n') Unfold(folded);
+        if (text.back() == '\n') folded = Unfold();
     }
     *line_begin_ = buffer_->data();
     *line_end_ = buffer_->data() + buffer_->length();
     return total;
 }
 
-/// The buffer ends in a line end, which goes if the next line begins with SP or HT; `folded` tells.
-void MimeLine::Unfold(bool & folded) {
+/// The buffer ends in a line end, which goes if the next line begins with SP or HT. Gives whether
+/// it does.
+bool MimeLine::Unfold() {
     std::string_view const text = buffer_->view();
     bool const is_crlf = text.size() >= 2 && text[text.size() - 2] == '\r';
     ++(is_crlf ? crlf_lines : lf_lines);
     int const c = Peek();
-    folded = c == ' ' || c == '\t';
+    bool const folded = c == ' ' || c == '\t';
     if (folded) buffer_->truncate(text.size() - (is_crlf ? 2 : 1));
+    return folded;
+}
+
+void MimeLine::Forget_Head() {
+    if (pending != 0 || buffer_->length() < long_line) return;
+    buffer_->reset(long_line);
+    *line_begin_ = *line_end_ = buffer_->data();
 }
 
 // Body lines -----------------------------------------------------------------

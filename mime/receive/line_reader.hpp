@@ -53,6 +53,8 @@ public:
     /// it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it is
     /// the `first`, and at the end of the input. Adds the lines read to `lines`.
     long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
+    /// Gives back the memory of a header line that was very long. There is no current line then.
+    void Forget_Head();
     /// The next body line, with its line end; a delimiter together with the line end in front of
     /// it, and the line before without. Gives its length, 0 at the end of the input.
     long long ReadLine_Body(unsigned long long & lines, bool & atEnd);
@@ -85,7 +87,7 @@ protected:
 private:
     int Peek_Line();
     long long Next_Physical_Line();
-    void Unfold(bool & folded);
+    bool Unfold();
     long long Start_Body_Line(unsigned long long & lines);
     long long Look_Ahead(long long length, unsigned long long & lines);
     void Hand_Out(std::size_t length);

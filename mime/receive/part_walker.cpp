@@ -47,13 +47,9 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
         body_charset = &NLS::US_ASCII;
     }
     Count_part();
-    is_too_deep_ = Is_container() && nesting_ >= nesting_limit_;
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(message_depth, multipart_depth, atomic_count, part_count, &item, &parent);
-    set_position(context.part_start, context.exact.part_start, start);
-    set_position(context.header_start, context.exact.header_start, start);
-    note->BeginPart(context);
-    note->BeginHeader(context);
+    Begin_part(context, start);
     // The level has to be there before the parser of Content-Type gives the top one its delimiter.
     bool const owns_level = Is_multipart() && !is_too_deep_;
     if (owns_level) line_reader_->Boundary_Push();

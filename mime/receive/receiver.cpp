@@ -9,6 +9,7 @@
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/position.hpp"
 
+#include <limits>
 #include <ostream>
 #include <utility>
 
@@ -102,7 +103,9 @@ bool MimeReceiver::Read_header(bool first, FieldQueue & fields) {
     bool is_fragment = false;
     FieldList field;
     for (bool more = NewLine_Head(first); more; more = NewLine_Head(false)) {
-        if (!fields.append(line(), field)) continue;
+        bool const is_field = fields.append(line(), field);
+        line_reader_->Forget_Head();
+        if (!is_field) continue;
         if (type == nullptr && field.is(RFC1521::Content_Type)) {
             is_fragment = Query_Content_Type(field.body);
         } else if (disposition == nullptr && field.is(RFC1806::Content_Disposition)) {
@@ -135,9 +138,19 @@ bool MimeReceiver::Is_container() const {
     return Is_multipart() || (type == RFC1521::message && subtype == RFC1521::RFC822);
 }
 
+/// The numbers of a message with more parts than an int can count stay at the last one.
 void MimeReceiver::Count_part() {
-    ++part_count;
-    if (!Is_multipart() && type != RFC1521::message) ++atomic_count;
+    auto const count = [](int & number) { number += number < std::numeric_limits<int>::max(); };
+    count(part_count);
+    if (!Is_multipart() && type != RFC1521::message) count(atomic_count);
+    is_too_deep_ = Is_container() && nesting_ >= nesting_limit_;
+}
+
+void MimeReceiver::Begin_part(MimeContext & context, long long start) {
+    set_position(context.part_start, context.exact.part_start, start);
+    set_position(context.header_start, context.exact.header_start, start);
+    note->BeginPart(context);
+    note->BeginHeader(context);
 }
 
 void MimeReceiver::Report_URL() {
@@ -162,13 +175,9 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
         subtype = RFC1521::plain;
     }
     Count_part();
-    is_too_deep_ = Is_container() && nesting_ >= nesting_limit_;
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
-    set_position(context.part_start, context.exact.part_start, start);
-    set_position(context.header_start, context.exact.header_start, start);
-    note->BeginPart(context);
-    note->BeginHeader(context);
+    Begin_part(context, start);
     Report_URL();
     Dispatch_all(fields, has_type, true);
     set_position(context.header_end, context.exact.header_end, header_end);

@@ -1,8 +1,8 @@
 // mime/receive/receiver.hpp - the state of one run of MimeINote::Receive
 //
-// A plain structure that lives on the stack for one message. It owns the line reader, reads a
-// header in two passes (first all its lines, so that the type is known at BeginPart; then field by
-// field), and walks the body, calling itself for what a multipart or message/rfc822 encloses.
+// It lives on the stack for one message. It owns the line reader, reads a header in two passes
+// (first all its lines, so that the type is known at BeginPart; then field by field), and walks the
+// body, calling itself for what a multipart or message/rfc822 encloses.
 #pragma once
 
 #include "mime/export.hpp"
@@ -76,6 +76,7 @@ private:
     bool Query_Content_Type(char const * body);
     void Query_Content_Disposition(char const * body);
     void Count_part();
+    void Begin_part(MimeContext & context, long long start);
     bool Is_container() const;
     bool Is_multipart() const;
     void Report_URL();

@@ -53,9 +53,8 @@ struct MimeSender;
 ///   has then written or copied it. A SymToken is valid for good.
 /// - Values are written as they are given, with no check of their syntax, unless SetFieldGuard is
 ///   on. Header fields are never folded and have no length limit.
-/// - Parts nest as deep as the answers make them, at about 500 bytes of stack a level. Who passes
-/// on
-///   what came from outside limits the depth.
+/// - Parts nest as deep as the answers make them, at about 500 bytes of stack a level. A client
+///   that passes on what came from outside limits the depth.
 /// - It may throw: the exception passes through Send with nothing leaked, and no further callback
 ///   of that run follows (cookies apart, which are given up). Blocks that the engine held are the
 ///   client's as they always were. The note can send again.
