@@ -1,17 +1,12 @@
 // fuzz/date_fuzz.cpp - any text as a date: what was read is written and read back the same
+#include "fuzz/target.hpp"
 #include "mime/MIMEUTIL.hpp"
 #include "mime/platform/platform.hpp"
 
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 std::string written(MimeDateTime date, int keep_zone) {
     TimeString text;
@@ -32,7 +27,7 @@ bool has_form_of_its_own(MimeDateTime const & date) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
     vellum::platform::set_clock([] { return std::int64_t{1768478400000}; });
-    std::string const text(reinterpret_cast<char const *>(data), size);
+    std::string const text(view_of(data, size));
     MimeDateTime const date(text.c_str());
     require(date.tm_wday >= 0 && date.tm_wday <= 7);
 

@@ -1,12 +1,10 @@
 // fuzz/encoded_word_fuzz.cpp - encoded words in any text: nothing outside of it is touched, and
 // what stands around it changes nothing
+#include "fuzz/target.hpp"
 #include "tests/support/header_scan.hpp"
 #include "tests/support/translators.hpp"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -14,10 +12,6 @@ using namespace vellum;
 using namespace vellum::test;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// A byte becomes eleven with the most wordy translator; a lone line end becomes two first.
 constexpr std::size_t most_growth = 22;
@@ -68,7 +62,7 @@ std::string unquoted(std::string_view text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
-    std::string text(reinterpret_cast<char const *>(data), size);
+    std::string text(view_of(data, size));
     text.resize(std::string_view(text.c_str()).size()); // a field ends at its first NUL
     Decoded const alone = decoded("", text, "");
     require(alone.text.size() <= most_growth * text.size());

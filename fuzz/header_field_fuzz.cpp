@@ -1,44 +1,26 @@
 // fuzz/header_field_fuzz.cpp - any text as the body of any field: one transcript for every way of
 // feeding it, and a bound on what the scanner moves
+#include "fuzz/target.hpp"
 #include "mime/receive/receiver.hpp"
 #include "tests/support/chunked.hpp"
+#include "tests/support/texts.hpp"
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <istream>
-#include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
 using namespace vellum::test;
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-char const * const field_names[] = {
-    "From",
-    "To",
-    "X-From-ZR700Fax",
-    "X-To-ZR700Fax",
-    "Subject",
-    "Date",
-    "Message-Id",
-    "Disposition-notification-to",
-    "Content-Type",
-    "Content-Disposition",
-    "Importance",
-    "Content-Description",
-    "Received",
-    "Content-Transfer-Encoding",
-    "X-Any",
-    "Content-Id",
-};
+std::vector<std::string> const field_names =
+    split("From,To,X-From-ZR700Fax,X-To-ZR700Fax,Subject,Date,Message-Id,"
+          "Disposition-notification-to,Content-Type,Content-Disposition,Importance,"
+          "Content-Description,Received,Content-Transfer-Encoding,X-Any,Content-Id",
+          ',');
 
 /// The field stands in an enclosed message, since a fragment at the top would go to the store.
 char const * const front = "Content-Type: message/rfc822\r\n\r\n";
@@ -77,8 +59,8 @@ std::size_t move_limit(std::string_view text, bool is_content_type) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
     if (size < 2) return 0;
-    std::string const name = field_names[data[0] % std::size(field_names)];
-    std::string const body(reinterpret_cast<char const *>(data) + 1, size - 1);
+    std::string const name = field_names[data[0] % field_names.size()];
+    std::string const body(view_of(data + 1, size - 1));
     std::string const message = std::string(front) + name + ": " + body + "\r\n\r\n";
     require_one_transcript(message, 1 + data[1] % message.size());
 

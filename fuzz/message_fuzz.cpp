@@ -2,12 +2,12 @@
 //
 // The first two bytes are the sizes of the first piece and of the others, the third chooses
 // settings; the rest is the message.
+#include "fuzz/target.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
-#include <cstdint>
-#include <cstdlib>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -29,7 +29,7 @@ std::string transcript(Input && input, unsigned settings) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
     if (size < 3) return 0;
-    std::string_view const message(reinterpret_cast<char const *>(data) + 3, size - 3);
+    std::string_view const message = view_of(data + 3, size - 3);
     Chunking const chunking{std::size_t{data[0]} + 1, std::size_t{data[1]} + 1};
     unsigned const settings = data[2];
 
@@ -38,8 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
 
     ChunkedBuf buffer(message, chunking);
     std::istream stream(&buffer);
-    if (transcript(stream, settings) != whole) std::abort();
-    if (transcript(ChunkedSimpleStream(message, chunking), settings) != whole) std::abort();
-    if (transcript(ChunkedLiteStream(message, chunking), settings) != whole) std::abort();
+    require(transcript(stream, settings) == whole);
+    require(transcript(ChunkedSimpleStream(message, chunking), settings) == whole);
+    require(transcript(ChunkedLiteStream(message, chunking), settings) == whole);
     return 0;
 }

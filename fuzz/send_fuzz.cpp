@@ -4,14 +4,12 @@
 //          repeated), a value up to the first 0xFF, and the body.
 // Asserts: the fragments join to the message that an unsplit run gives; behind the field guard no
 //          value begins a field; the body decodes to what was given.
+#include "fuzz/target.hpp"
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/tokens.hpp"
-#include "mime/send/outgoing_note.hpp"
+#include "tests/support/outgoing_notes.hpp"
+#include "tests/support/texts.hpp"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -46,15 +44,15 @@ Input read_input(std::string_view bytes) {
     return input;
 }
 
-class Note : public MimeONote {
+class Note : public vellum::test::OutputNote {
 public:
     Note(Input const & input, unsigned int split_size) : input_(input), body_(input.body) {
+        block_size = input.block_size;
         SetNetworkSplitSize(split_size);
         SetTextEncoding(input.encoding);
         SetFieldGuard(1);
     }
 
-    std::vector<std::string> messages;
     std::size_t body_start = 0;
     std::size_t body_end = 0;
 
@@ -80,26 +78,11 @@ protected:
     void EndBody(MimeContext & context) override {
         body_end = static_cast<std::size_t>(context.body_end);
     }
-    void BeginOutput() override { messages.emplace_back(); }
-    void EndOutput() override {}
-    void GetOutputBuffer(Buffer & block) override {
-        blocks_.push_back(std::make_unique<unsigned char[]>(input_.block_size));
-        block.address = blocks_.back().get();
-        block.capacity = input_.block_size;
-    }
-    void PutOutputBuffer(Buffer & block) override {
-        messages.back().append(reinterpret_cast<char *>(block.address), block.filled);
-    }
 
 private:
     Input const & input_;
     std::istringstream body_;
-    std::vector<std::unique_ptr<unsigned char[]>> blocks_;
 };
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 /// Common header and data; a fragment's own header begins at its Subject.
 std::string join(std::vector<std::string> const & messages) {
@@ -113,29 +96,12 @@ std::string join(std::vector<std::string> const & messages) {
 }
 
 void check_header(std::string_view header) {
-    constexpr std::string_view names[] = {"Date:",
-                                          "To:",
-                                          "cc:",
-                                          "bcc:",
-                                          "Return-Path:",
-                                          "In-Reply-To:",
-                                          "Received:",
-                                          "Comments:",
-                                          "Keywords:",
-                                          "References:",
-                                          "Encrypted:",
-                                          "Importance:",
-                                          "Priority:",
-                                          "Sensitivity:",
-                                          "Subject:",
-                                          "Message-Id:",
-                                          "X-MIME-Engine:",
-                                          "MIME-Version:",
-                                          "Content-Type:",
-                                          "Content-Id:",
-                                          "Content-Transfer-Encoding:",
-                                          "Content-Description:",
-                                          "Content-Disposition:"};
+    static std::vector<std::string> const names = vellum::test::split(
+        "Date:,To:,cc:,bcc:,Return-Path:,In-Reply-To:,Received:,Comments:,Keywords:,References:,"
+        "Encrypted:,Importance:,Priority:,Sensitivity:,Subject:,Message-Id:,X-MIME-Engine:,"
+        "MIME-Version:,Content-Type:,Content-Id:,Content-Transfer-Encoding:,Content-Description:,"
+        "Content-Disposition:",
+        ',');
     std::size_t seen = 0;
     while (!header.empty()) {
         std::size_t const end = header.find_first_of("\r\n");
@@ -144,9 +110,9 @@ void check_header(std::string_view header) {
         header.remove_prefix(end + 2);
         require(!line.empty());
         if (line[0] == ' ' || line[0] == '\t') continue;
-        while (seen < std::size(names) && !line.starts_with(names[seen]))
+        while (seen < names.size() && !line.starts_with(names[seen]))
             ++seen;
-        require(seen++ < std::size(names));
+        require(seen++ < names.size());
     }
 }
 
@@ -163,7 +129,7 @@ std::string decode(std::string encoded, char const * encoding) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
-    Input const input = read_input({reinterpret_cast<char const *>(data), size});
+    Input const input = read_input(view_of(data, size));
     Note whole(input, 0);
     require(whole.Send() == 1 && whole.messages.size() == 1);
     std::string const & message = whole.messages[0];

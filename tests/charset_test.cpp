@@ -3,28 +3,21 @@
 #include "mime/nls/charset.hpp"
 #include "mime/nls/charset_names.hpp"
 #include "mime/nls/translator.hpp"
+#include "tests/support/texts.hpp"
+#include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <set>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
-
-std::vector<std::string> split(std::string const & list) {
-    std::vector<std::string> words;
-    std::istringstream in(list);
-    for (std::string word; std::getline(in, word, ',');) {
-        words.push_back(word);
-    }
-    return words;
-}
 
 TEST(CharSets, have_their_width_encoding_and_aliases) {
     using enum NLS_CharSet::CharWidth_t;
@@ -64,7 +57,7 @@ TEST(CharSets, have_their_width_encoding_and_aliases) {
     };
     std::set<NLS_CharSet const *> records;
     for (auto const & row : rows) {
-        std::vector<std::string> const names = split(row.names);
+        std::vector<std::string> const names = vellum::test::split(row.names, ',');
         EXPECT_EQ(NLS::FindCharSet(names[0].c_str()), &row.set);
         for (std::string const & name : names) {
             NLS_CharSet * const record = NLS::FindCharSet(name.c_str());
@@ -179,107 +172,86 @@ TEST(CharSets, fit_a_code_page) {
     }
 }
 
-/// Sets the code page for one test.
-class CodePage {
+// translators and factories --------------------------------------------------------
+
+/// How many translators and factories there are.
+int alive = 0;
+
+class CountedTranslator : public vellum::test::TextTranslator {
 public:
-    explicit CodePage(unsigned long code_page) { NLS::PlatformCodePage = code_page; }
-    ~CodePage() { NLS::PlatformCodePage = before_; }
-    CodePage(CodePage const &) = delete;
-    CodePage & operator=(CodePage const &) = delete;
+    explicit CountedTranslator(char const * set) : TextTranslator(set) { ++alive; }
+    ~CountedTranslator() override { --alive; }
+    NLS_Translator * ReInit(char const *, int) override { return is_reusable ? this : nullptr; }
+    int Translate(std::string_view, std::string &) override { return 1; }
+
+    bool is_reusable = true;
+};
+
+/// Makes translators for the names that begin with its own name.
+class CountedFactory : public NLS_Translator_Factory {
+public:
+    explicit CountedFactory(char const * name, NLS_CharSet * header_set = nullptr)
+        : header_set_(header_set) {
+        className = name;
+        ++alive;
+    }
+    ~CountedFactory() override { --alive; }
+
+    NLS_Translator * New(char const * name, int code_page) override {
+        calls += std::string(className) + "?" + name + "/" + std::to_string(code_page) + " ";
+        return std::string_view(name).starts_with(className) ? new CountedTranslator(name)
+                                                             : nullptr;
+    }
+    NLS_CharSet * SuggestCharSet(int code_page, bool in_header) override {
+        return code_page == 1252 && in_header ? header_set_ : nullptr;
+    }
+
+    static std::string calls;
 
 private:
-    unsigned long before_ = NLS::PlatformCodePage;
+    NLS_CharSet * header_set_;
 };
-
-/// What the translators and factories of a test did.
-struct Log {
-    int alive = 0;
-    std::string calls;
-};
-
-class TestTranslator : public NLS_Translator {
-public:
-    TestTranslator(Log & log, char const * name) : log_(log) {
-        charSetName = name;
-        className = "TestTranslator";
-        ++log_.alive;
-    }
-    ~TestTranslator() override { --log_.alive; }
-
-    NLS_Translator * ReInit(char const *, int) override { return reusable ? this : nullptr; }
-    Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
-        return no_restriction;
-    }
-    int CodePage_to_CharSet(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
-                            void (**)(unsigned char *)) override {
-        return 1;
-    }
-    int CodePage_to_CharSet(iSimpleStream *, oSimpleStream *) override { return 1; }
-    int CharSet_to_CodePage(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
-                            void (**)(unsigned char *)) override {
-        return 1;
-    }
-    int CharSet_to_CodePage(iSimpleStream *, oSimpleStream *) override { return 1; }
-
-    bool reusable = true;
-
-private:
-    Log & log_;
-};
-
-/// Makes translators for the names that begin with `prefix`.
-class TestFactory : public NLS_Translator_Factory {
-public:
-    TestFactory(Log & log, char const * prefix, NLS_CharSet * suggestion = nullptr)
-        : log_(log), prefix_(prefix), suggestion_(suggestion) {
-        ++log_.alive;
-    }
-    ~TestFactory() override { --log_.alive; }
-
-    NLS_Translator * New(char const * name, int codePage) override {
-        log_.calls += std::string(prefix_) + "?" + name + "/" + std::to_string(codePage) + " ";
-        bool const serves = std::strncmp(name, prefix_, std::strlen(prefix_)) == 0;
-        return serves ? new TestTranslator(log_, name) : nullptr;
-    }
-    NLS_CharSet * SuggestCharSet(int codePage, bool inHeader) override {
-        return codePage == 1252 && inHeader ? suggestion_ : nullptr;
-    }
-
-private:
-    Log & log_;
-    char const * prefix_;
-    NLS_CharSet * suggestion_;
-};
-
-std::string chain(NLS_Translator_Factory const * factory) {
-    std::string names;
-    for (; factory != nullptr; factory = factory->next) {
-        names += factory->className;
-    }
-    return names;
-}
+std::string CountedFactory::calls;
 
 class Translators : public testing::Test {
 protected:
-    NLS_Translator * Create(NLS_CharSet & set) { return NLS::Create(&set, &cache, factories); }
-
-    TestFactory * Add(char const * prefix, NLS_CharSet * suggestion = nullptr) {
-        auto * const factory = new TestFactory(log, prefix, suggestion);
-        factory->className = prefix;
-        vellum::add_factory(factories, factory, 1);
-        return factory;
+    Translators() {
+        NLS::PlatformCodePage = 1252;
+        CountedFactory::calls.clear();
     }
-
     ~Translators() override {
         delete cache;
         if (factories != nullptr) factories->Delete();
-        EXPECT_EQ(log.alive, 0);
+        NLS::PlatformCodePage = code_page_;
+        EXPECT_EQ(alive, 0);
     }
 
-    Log log;
-    CodePage code_page{1252};
+    NLS_Translator * Create(NLS_CharSet & set) { return NLS::Create(&set, &cache, factories); }
+    void Add(char const * name, NLS_CharSet * header_set = nullptr, int append = 1) {
+        vellum::add_factory(factories, new CountedFactory(name, header_set), append);
+    }
+    std::string Factories() const {
+        std::string names;
+        for (auto const * factory = factories; factory != nullptr; factory = factory->next)
+            names += factory->className;
+        return names;
+    }
+    /// The list's sets, whose links must agree.
+    std::string List() const {
+        std::string names;
+        NLS_Translator const * previous = nullptr;
+        for (auto const * each = cache; each != nullptr; previous = each, each = each->next) {
+            EXPECT_EQ(each->previous, previous);
+            names += std::string(each->charSetName) + " ";
+        }
+        return names;
+    }
+
     NLS_Translator * cache = nullptr;
     NLS_Translator_Factory * factories = nullptr;
+
+private:
+    unsigned long const code_page_ = NLS::PlatformCodePage;
 };
 
 TEST_F(Translators, are_made_once_and_kept_with_the_newest_in_front) {
@@ -290,77 +262,61 @@ TEST_F(Translators, are_made_once_and_kept_with_the_newest_in_front) {
     EXPECT_EQ(cache, nullptr);
     NLS_Translator * const utf = Create(NLS::UTF_8);
     NLS_Translator * const iso = Create(NLS::ISO_2022_JP);
-    NLS_Translator * const alias = Create(NLS::ISO_2022_JP_2); // another name is another translator
-    EXPECT_EQ(log.calls, "ISO?Big5/1252 UTF?Big5/1252 ISO?UTF-8/1252 UTF?UTF-8/1252 "
-                         "ISO?ISO-2022-JP/1252 ISO?ISO-2022-JP-2/1252 ");
-    log.calls.clear();
+    Create(NLS::ISO_2022_JP_2); // another name is another translator
+    EXPECT_EQ(CountedFactory::calls, "ISO?Big5/1252 UTF?Big5/1252 ISO?UTF-8/1252 UTF?UTF-8/1252 "
+                                     "ISO?ISO-2022-JP/1252 ISO?ISO-2022-JP-2/1252 ");
+    CountedFactory::calls.clear();
     EXPECT_EQ(Create(NLS::UTF_8), utf);
     EXPECT_EQ(Create(NLS::ISO_2022_JP), iso);
-    EXPECT_EQ(log.calls, "");
-    EXPECT_EQ(cache, alias);
-    EXPECT_EQ(alias->next, iso);
-    EXPECT_EQ(iso->previous, alias);
-    EXPECT_EQ(iso->next, utf);
+    EXPECT_EQ(CountedFactory::calls, "");
+    EXPECT_EQ(List(), "ISO-2022-JP-2 ISO-2022-JP UTF-8 ");
 }
 
 TEST_F(Translators, are_not_reused_for_another_code_page_nor_against_their_will) {
     Add("UTF");
     NLS_Translator * const first = Create(NLS::UTF_8);
-    static_cast<TestTranslator *>(first)->reusable = false;
+    static_cast<CountedTranslator *>(first)->is_reusable = false;
     NLS_Translator * const second = Create(NLS::UTF_8);
     EXPECT_NE(second, first);
     EXPECT_EQ(cache, second);
     NLS::PlatformCodePage = 850;
     EXPECT_NE(Create(NLS::UTF_8), second);
-}
 
-TEST_F(Translators, without_a_list_are_the_callers) {
-    Add("UTF");
+    // Without a list it is the caller's.
+    int const before = alive;
     {
         vellum::TranslatorInUse const lone(NLS::Create(&NLS::UTF_8, nullptr, factories));
         EXPECT_EQ(lone->cacheHead, nullptr);
-        EXPECT_EQ(lone->codePage, 1252U);
-        EXPECT_EQ(log.alive, 2);
+        EXPECT_EQ(lone->codePage, 850U);
+        EXPECT_EQ(alive, before + 1);
     }
-    EXPECT_EQ(log.alive, 1);
+    EXPECT_EQ(alive, before);
 }
 
-TEST_F(Translators, leave_their_list_when_deleted) {
-    Add("ISO");
-    NLS_Translator * const last = Create(NLS::ISO_8859_1);
-    NLS_Translator * const middle = Create(NLS::ISO_8859_2);
-    NLS_Translator * const head = Create(NLS::ISO_8859_3);
-    head->Delete();
-    EXPECT_EQ(cache, middle);
-    EXPECT_EQ(middle->previous, nullptr);
-    NLS_Translator * const front = Create(NLS::ISO_8859_4);
-    middle->Delete();
-    EXPECT_EQ(front->next, last);
-    EXPECT_EQ(last->previous, front);
-    EXPECT_EQ(log.alive, 3);
-}
-
-TEST_F(Translators, destroy_the_list_behind_them) {
+TEST_F(Translators, leave_their_list_when_deleted_and_take_what_is_behind_when_destroyed) {
     Add("ISO");
     Create(NLS::ISO_8859_1);
-    NLS_Translator * const middle = Create(NLS::ISO_8859_2);
-    NLS_Translator * const head = Create(NLS::ISO_8859_3);
+    NLS_Translator * const second = Create(NLS::ISO_8859_2);
+    Create(NLS::ISO_8859_3)->Delete();
+    EXPECT_EQ(List(), "ISO-8859-2 ISO-8859-1 ");
+    Create(NLS::ISO_8859_4);
+    second->Delete();
+    EXPECT_EQ(List(), "ISO-8859-4 ISO-8859-1 ");
+    NLS_Translator * const middle = Create(NLS::ISO_8859_5);
+    Create(NLS::ISO_8859_6);
     delete middle;
-    EXPECT_EQ(cache, head);
-    EXPECT_EQ(head->next, nullptr);
-    EXPECT_EQ(log.alive, 2);
+    EXPECT_EQ(List(), "ISO-8859-6 ");
+    EXPECT_EQ(alive, 2);
     delete cache;
     EXPECT_EQ(cache, nullptr);
 }
 
 TEST_F(Translators, and_factories_stand_in_chains_of_any_length) {
     for (int i = 0; i < 300'000; ++i) {
-        auto * const translator = new TestTranslator(log, "x");
-        translator->next = cache;
-        cache = translator;
-        auto * const factory = new TestFactory(log, "x");
-        factory->next = factories;
-        factories = factory;
+        auto * const translator = new CountedTranslator("x");
+        translator->next = std::exchange(cache, translator);
+        auto * const factory = new CountedFactory("x");
+        factory->next = std::exchange(factories, factory);
     }
 }
 
@@ -371,29 +327,21 @@ TEST_F(Translators, free_what_they_handed_out) {
     NLS_Translator::FreeMem_Cpp(nullptr);
 }
 
-TEST_F(Translators, factories_are_put_in_front_or_behind) {
-    TestFactory * const a = Add("a");
-    TestFactory * const b = new TestFactory(log, "b");
-    b->className = "b";
-    vellum::add_factory(factories, b, 0);
-    Add("c");
-    EXPECT_EQ(chain(factories), "bac");
-    vellum::add_factory(factories, nullptr, 0);
-    vellum::add_factory(factories, nullptr, 1);
-    EXPECT_EQ(chain(factories), "bac");
-    vellum::add_factory(factories, a, 0); // again
-    EXPECT_EQ(chain(factories), "abc");
-    vellum::add_factory(factories, a, 1);
-    EXPECT_EQ(chain(factories), "bca");
-}
-
-TEST_F(Translators, factories_suggest_the_character_set) {
+TEST_F(Translators, factories_are_put_in_front_or_behind_and_suggest_the_set) {
     EXPECT_EQ(NLS::BestFitCharSet(nullptr, false), &NLS::ISO_8859_1);
     Add("a");
-    Add("b", &NLS::csBig5);
+    NLS_Translator_Factory * const a = factories;
+    Add("b", &NLS::csBig5, 0);
     Add("c", &NLS::UTF_8);
     EXPECT_EQ(NLS::BestFitCharSet(factories, true), &NLS::Big5);
     EXPECT_EQ(NLS::BestFitCharSet(factories, false), &NLS::ISO_8859_1);
+    vellum::add_factory(factories, nullptr, 0);
+    vellum::add_factory(factories, nullptr, 1);
+    EXPECT_EQ(Factories(), "bac");
+    vellum::add_factory(factories, a, 0); // again
+    EXPECT_EQ(Factories(), "abc");
+    vellum::add_factory(factories, a, 1);
+    EXPECT_EQ(Factories(), "bca");
 }
 
 } // namespace

@@ -5,13 +5,13 @@
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/receive/receiver.hpp"
 #include "tests/support/chunked.hpp"
+#include "tests/support/small_stack.hpp"
+#include "tests/support/texts.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <cstddef>
-#include <functional>
 #include <random>
 #include <string>
 #include <string_view>
@@ -53,83 +53,29 @@ Cost cost_of(std::string_view name, std::string_view body) {
     return {run.header_bytes_moved, note.addresses};
 }
 
-std::string repeated(std::string_view unit, std::size_t size) {
-    std::string text;
-    while (text.size() < size)
-        text += unit;
-    return text;
+/// The text over and over, up to a size.
+std::string filled(std::string_view text, std::size_t size) {
+    return repeated(text, (size + text.size() - 1) / text.size());
 }
 
 constexpr std::size_t megabyte = 1 << 20;
 
 TEST(HeaderCost, of_one_unit_over_and_over) {
-    char const * const units[] = {
-        "(",
-        "((",
-        ")",
-        "(c)",
-        "(c) ",
-        "a(c)",
-        "a (c) ",
-        "(\\a)",
-        "\\",
-        " ",
-        "\t x", // comments
-        ".",
-        ". ",
-        "a.",
-        "a .",
-        "a ",
-        ",",
-        ", ",
-        "( ),",
-        ";",
-        ":",
-        "g:",
-        "g:;,",
-        "g: a@b;,",
-        "<",
-        ">",
-        "@",
-        "[",
-        "<>",
-        "<a@b>, ",
-        "a@b, ",
-        "a . b @ c . d,",
-        "(x) A <a@b> (y),",
-        "\xE9",
-        "\"",
-        "\"a\" ",
-        "\"a\\b\" ",
-        "\"a\\b\" . ",
-        "\"A, B\" <a@b>,",
-        "\"A\\\"\" (c) <a . b@c>,",
-        "=?",
-        "=?=",
-        "=?(",
-        "=?(\\",
-        "=?a?Q?",
-        "=?x-same?Q?a?=",
-        "=?x-same?Q?a?= ",
-        "=?x-same?Q?a_b?= <a@b>,",
-        "\"=?x-same?Q?a_b?= =?x-same?Q?c?=\" <a@b>,",
-        "(=?x-same?Q?a?=)",
-        "A (=?x-same?Q?a?=) B <a@b>,",
-        "; a=b",
-        ";a=\"b\"",
-        ";a=\"b\\c\" ",
-        "; a (c) = (d) b",
-        ";a==?x-same?Q?b?=",
-        ";a",
-        ";=",
-    };
+    std::string const units =
+        "(|((|)|(c)|(c) |a(c)|a (c) |(\\a)|\\| |\t x|.|. |a.|a .|a |,|, |( ),|;|:|g:|g:;,|"
+        "g: a@b;,|<|>|@|[|<>|<a@b>, |a@b, |a . b @ c . d,|(x) A <a@b> (y),|\xE9|\"|\"a\" |"
+        "\"a\\b\" |\"a\\b\" . |\"A, B\" <a@b>,|\"A\\\"\" (c) <a . b@c>,|=?|=?=|=?(|=?(\\|"
+        "=?a?Q?|=?x-same?Q?a?=|=?x-same?Q?a?= |=?x-same?Q?a_b?= <a@b>,|"
+        "\"=?x-same?Q?a_b?= =?x-same?Q?c?=\" <a@b>,|(=?x-same?Q?a?=)|"
+        "A (=?x-same?Q?a?=) B <a@b>,|; a=b|;a=\"b\"|;a=\"b\\c\" |; a (c) = (d) b|"
+        ";a==?x-same?Q?b?=|;a|;=";
     for (char const * const name :
          {"From", "To", "X-To-ZR700Fax", "Disposition-notification-to", "Content-Type",
           "Content-Disposition", "Content-Description", "Content-Transfer-Encoding", "Subject",
           "Date", "Message-Id", "Received", "Importance", "X-Any"}) {
-        for (char const * const unit : units) {
+        for (std::string const & unit : split(units, '|')) {
             for (std::string const start : {"", "(c) ", "a/b (c)"}) {
-                std::string const body = start + repeated(unit, megabyte / 16) + " (d) e@f";
+                std::string const body = start + filled(unit, megabyte / 16) + " (d) e@f";
                 EXPECT_LE(cost_of(name, body).moved, 2 * body.size())
                     << name << ": " << start << unit << unit << "...";
             }
@@ -143,24 +89,24 @@ TEST(HeaderCost, of_a_megabyte) {
         std::string body;
         std::size_t readings;
     } const rows[] = {
-        {"From", repeated("(", megabyte / 2) + repeated(")", megabyte / 2) + " a@b", 1},
-        {"From", repeated("A (b) ", megabyte) + "<a@b>", 1},
-        {"From", repeated("\"a\\b\" ", megabyte) + "<a@b>", 1},
-        {"From", '"' + repeated("a\\b", megabyte) + "\" <a@b>", 1},
-        {"From", repeated("\"=?x-same?Q?a?= b\" ", megabyte) + "<a@b>", 1},
-        {"From", repeated("\"a\" . ", megabyte) + "x y <a@b>", 1}, // an address up to its end
-        {"From", repeated("\"a\" . ", megabyte) + "x", 1},
-        {"To", repeated("\"a\" . ", megabyte) + "x : a@b;", 1}, // and a group
-        {"To", "a" + repeated(" (b) ", megabyte) + "@b", 1},
-        {"From", repeated("a@b (c) ,", megabyte), 1},
-        {"To", repeated("(c), ", megabyte), 1},
-        {"To", "g:" + repeated("(c), ", megabyte), 1},
-        {"Subject", repeated("=?x-same?Q?a?= ", megabyte), 1},
-        {"Subject", "=?x-same?B?" + repeated("YWJj", megabyte) + "?=", 1},
-        {"Content-Description", "(c) " + repeated("=?x-same?Q?a?= ", megabyte), 1},
-        {"Content-Disposition", "a" + repeated(";b=\"c\\d\" ", megabyte), 1},
-        {"Content-Type", "message/partial" + repeated("; id=\"c\\d\" ", megabyte), 2},
-        {"Content-Type", "message/external-body" + repeated("; b=\"c\\d\" ", megabyte), 2},
+        {"From", filled("(", megabyte / 2) + filled(")", megabyte / 2) + " a@b", 1},
+        {"From", filled("A (b) ", megabyte) + "<a@b>", 1},
+        {"From", filled("\"a\\b\" ", megabyte) + "<a@b>", 1},
+        {"From", '"' + filled("a\\b", megabyte) + "\" <a@b>", 1},
+        {"From", filled("\"=?x-same?Q?a?= b\" ", megabyte) + "<a@b>", 1},
+        {"From", filled("\"a\" . ", megabyte) + "x y <a@b>", 1}, // an address up to its end
+        {"From", filled("\"a\" . ", megabyte) + "x", 1},
+        {"To", filled("\"a\" . ", megabyte) + "x : a@b;", 1}, // and a group
+        {"To", "a" + filled(" (b) ", megabyte) + "@b", 1},
+        {"From", filled("a@b (c) ,", megabyte), 1},
+        {"To", filled("(c), ", megabyte), 1},
+        {"To", "g:" + filled("(c), ", megabyte), 1},
+        {"Subject", filled("=?x-same?Q?a?= ", megabyte), 1},
+        {"Subject", "=?x-same?B?" + filled("YWJj", megabyte) + "?=", 1},
+        {"Content-Description", "(c) " + filled("=?x-same?Q?a?= ", megabyte), 1},
+        {"Content-Disposition", "a" + filled(";b=\"c\\d\" ", megabyte), 1},
+        {"Content-Type", "message/partial" + filled("; id=\"c\\d\" ", megabyte), 2},
+        {"Content-Type", "message/external-body" + filled("; b=\"c\\d\" ", megabyte), 2},
     };
     for (auto const & row : rows) {
         EXPECT_LE(cost_of(row.name, row.body).moved, 2 * row.readings * row.body.size())
@@ -179,22 +125,18 @@ TEST(HeaderCost, of_quotes_within_quotes) {
         }
         body = ",\"" + escaped + '"';
     }
-    body = '"' + body.substr(2, body.size() - 3) + repeated("a ", body.size()) + '"';
+    body = '"' + body.substr(2, body.size() - 3) + filled("a ", body.size()) + '"';
     EXPECT_LE(cost_of("To", body).moved, 2 * body.size());
 }
 
 TEST(HeaderCost, of_many_addresses) {
-    std::string plain;
-    std::string named;
-    std::string commented;
     constexpr std::size_t count = 100000;
+    std::string plain, named, commented;
     for (std::size_t i = 0; i < count; ++i) {
         std::string const number = std::to_string(i);
-        plain.append("u").append(number).append("@example.org, ");
-        named.append("\"User, N. \\\"").append(number).append("\\\"\" <u").append(number);
-        named.append("@example.org>, ");
-        commented.append("u").append(number).append(" @ example.org (User ").append(number);
-        commented.append("), ");
+        plain += "u" + number + "@example.org, ";
+        named += "\"User, N. \\\"" + number + "\\\"\" <u" + number + "@example.org>, ";
+        commented += "u" + number + " @ example.org (User " + number + "), ";
     }
     for (std::string const & body : {plain, named, commented}) {
         Cost const cost = cost_of("To", body);
@@ -205,46 +147,19 @@ TEST(HeaderCost, of_many_addresses) {
 
 /// Random pieces, repeated and strung together.
 TEST(HeaderCost, of_random_fields) {
-    char const * const pieces[] = {
-        "a",
-        " ",
-        ".",
-        "@",
-        ",",
-        ";",
-        ":",
-        "<",
-        ">",
-        "\"",
-        "\\",
-        "(",
-        ")",
-        "[",
-        "]",
-        "=",
-        "?",
-        "=?x-same?Q?",
-        "?=",
-        "\"a\"",
-        "(c)",
-        "\\\"",
-        "aaaaaaaaaaaaaaaaaaaaaaaa",
-        " . ",
-        "<a@b>",
-        "=?x-same?Q?a?=",
-        "\"aaaaaaaaaaaa\\a\"",
-        "; a=",
-        "g:",
-    };
+    std::vector<std::string> const pieces =
+        split("a| |.|@|,|;|:|<|>|\"|\\|(|)|[|]|=|?|=?x-same?Q?|?=|\"a\"|(c)|\\\"|"
+              "aaaaaaaaaaaaaaaaaaaaaaaa| . |<a@b>|=?x-same?Q?a?=|\"aaaaaaaaaaaa\\a\"|; a=|g:",
+              '|');
     std::mt19937 random(1);
     for (int i = 0; i < 4000; ++i) {
         std::string body;
         for (std::size_t segments = 1 + random() % 4; segments > 0; --segments) {
             std::string unit;
             for (std::size_t count = 1 + random() % 4; count > 0; --count) {
-                unit += pieces[random() % std::size(pieces)];
+                unit += pieces[random() % pieces.size()];
             }
-            body += random() % 2 == 0 ? unit : repeated(unit, random() % 500);
+            body += random() % 2 == 0 ? unit : filled(unit, random() % 500);
         }
         for (char const * const name : {"From", "To", "X-To-ZR700Fax", "Content-Disposition"}) {
             ASSERT_LE(cost_of(name, body).moved, 2 * body.size()) << name << ": " << body;
@@ -252,32 +167,15 @@ TEST(HeaderCost, of_random_fields) {
     }
 }
 
-/// Runs `work` on a thread with a small stack.
-void on_small_stack(std::size_t stack_size, std::function<void()> work) {
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
-    pthread_t thread;
-    auto const start = [](void * argument) -> void * {
-        (*static_cast<std::function<void()> *>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, start, &work), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-}
-
 TEST(HeaderCost, of_deep_nesting_on_a_small_stack) {
-    // The sanitizers make frames of several times the size.
-    constexpr std::size_t stack_size = 128 * 1024;
-    on_small_stack(stack_size, [] {
+    on_small_stack([] {
         for (char const * const name : {"From", "To", "X-To-ZR700Fax", "Content-Type", "Date",
                                         "Subject", "Message-Id", "Content-Description"}) {
-            for (std::string const unit :
+            for (char const * const unit :
                  {"(", "<", "[", "\"", "A (", "g:", "=?(", "\\(", "A(=?"}) {
-                std::string const deep = repeated(unit, megabyte / 4);
+                std::string const deep = filled(unit, megabyte / 4);
                 cost_of(name, deep);
-                cost_of(name, "A " + deep + repeated(")", megabyte / 4) + " B <a@b>");
+                cost_of(name, "A " + deep + filled(")", megabyte / 4) + " B <a@b>");
             }
         }
     });

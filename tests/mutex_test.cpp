@@ -1,16 +1,13 @@
 // tests/mutex_test.cpp - exclusion between threads, objects of one name, processes and users
 #include "mime/MIMESEM.hpp"
 
-#include "mime/foundation/trace.hpp"
-#include "mime/platform/platform.hpp"
+#include "tests/support/trace_messages.hpp"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdarg>
-#include <cstdio>
 #include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
@@ -26,6 +23,7 @@
 
 namespace {
 
+using vellum::test::LastMessage;
 using Semaphore = TMimeMutexSemaphore;
 using Entry = TMimeMutexSemaphoreEntry;
 using std::chrono::milliseconds;
@@ -41,23 +39,34 @@ Semaphore::EState state_in_other_thread(Semaphore & semaphore, long timeout) {
     return std::async(std::launch::async, state_of_entry, std::ref(semaphore), timeout).get();
 }
 
+/// Enters, and never leaves.
+void enter_for_good(Semaphore & semaphore) {
+    alignas(Entry) static thread_local std::byte never_destroyed[sizeof(Entry)];
+    new (never_destroyed) Entry(semaphore, infinite);
+}
+
+/// Runs `work` while another thread has entered for good.
+template <typename Work>
+void while_another_holds(Semaphore & semaphore, Work const & work) {
+    std::promise<void> held, done;
+    std::thread holder([&] {
+        enter_for_good(semaphore);
+        held.set_value();
+        done.get_future().wait();
+    });
+    held.get_future().wait();
+    work();
+    done.set_value();
+    holder.join();
+}
+
 /// Memory that this process and its children share.
 template <typename T>
-class Shared {
-public:
-    Shared()
-        : value_(new (::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                             -1, 0)) T{}) {}
-    Shared(Shared const &) = delete;
-    Shared & operator=(Shared const &) = delete;
-    ~Shared() { ::munmap(value_, sizeof(T)); }
-
-    T & operator*() const { return *value_; }
-    T * operator->() const { return value_; }
-
-private:
-    T * value_;
-};
+std::shared_ptr<T> shared() {
+    constexpr int flags = MAP_SHARED | MAP_ANONYMOUS;
+    void * const memory = ::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, flags, -1, 0);
+    return {new (memory) T{}, [](T * value) { ::munmap(value, sizeof(T)); }};
+}
 
 /// A child that runs `work` and ends with what it gives.
 template <typename Work>
@@ -89,7 +98,7 @@ protected:
 
     std::string file() const { return "/vellum-" + std::to_string(::geteuid()) + "-" + name_; }
 
-    std::string const name_ = "test-" + std::to_string(::getpid());
+    std::string const name_ = "test-09AZaz-" + std::to_string(::getpid());
 };
 
 // ---- With and without a name ----
@@ -127,26 +136,11 @@ TEST_P(AnyMutexTest, WaitsAsLongAsItWasToldTo) {
     EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::TimedOut);
 }
 
-TEST_P(AnyMutexTest, WakesThoseThatWait) {
-    auto const semaphore = make();
-    std::vector<std::future<Semaphore::EState>> waiting;
-    {
-        Entry const entry(*semaphore, infinite);
-        for (long const timeout : {infinite, 60'000L, infinite, std::numeric_limits<long>::max()})
-            waiting.push_back(
-                std::async(std::launch::async, state_of_entry, std::ref(*semaphore), timeout));
-        std::this_thread::sleep_for(milliseconds(20));
-    }
-    for (auto & state : waiting)
-        EXPECT_EQ(state.get(), Semaphore::Held);
-}
-
 TEST_P(AnyMutexTest, PassesOnFromAThreadThatEnded) {
     auto const semaphore = make();
-    alignas(Entry) std::byte never_destroyed[2][sizeof(Entry)];
     std::thread([&] {
-        new (never_destroyed[0]) Entry(*semaphore, infinite);
-        new (never_destroyed[1]) Entry(*semaphore, infinite);
+        enter_for_good(*semaphore);
+        enter_for_good(*semaphore);
     }).join();
     EXPECT_EQ(state_of_entry(*semaphore, 0), Semaphore::Held);
     if (GetParam()) {
@@ -163,7 +157,8 @@ TEST_P(AnyMutexTest, ExcludesThreads) {
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < 500; ++round) {
-                Entry const entry(*semaphore, round % 2 == 0 ? infinite : 60'000);
+                long const timeouts[] = {infinite, 60'000, std::numeric_limits<long>::max()};
+                Entry const entry(*semaphore, timeouts[round % 3]);
                 counter += entry.State() == Semaphore::Held ? 1 : 0;
             }
         });
@@ -175,8 +170,7 @@ TEST_P(AnyMutexTest, ExcludesThreads) {
 
 TEST_P(AnyMutexTest, CanBeClosedWhileItIsHeld) {
     auto semaphore = make();
-    alignas(Entry) std::byte never_destroyed[sizeof(Entry)];
-    new (never_destroyed) Entry(*semaphore, infinite);
+    enter_for_good(*semaphore);
     semaphore.reset();
     semaphore = make();
     EXPECT_EQ(state_in_other_thread(*semaphore, 0), Semaphore::Held);
@@ -185,18 +179,10 @@ TEST_P(AnyMutexTest, CanBeClosedWhileItIsHeld) {
 /// The child must not wait for a thread that it has no copy of, nor take its parent's lock away.
 TEST_P(AnyMutexTest, StartsAfreshInAForkedChild) {
     auto const semaphore = make();
-    std::promise<void> held, done;
-    std::thread holder([&] {
-        Entry const entry(*semaphore, infinite);
-        held.set_value();
-        done.get_future().wait();
-    });
-    held.get_future().wait();
     auto const expected = GetParam() ? Semaphore::TimedOut : Semaphore::Held;
-    EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 50); }), expected);
-    done.set_value();
-    holder.join();
-
+    while_another_holds(*semaphore, [&] {
+        EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 50); }), expected);
+    });
     {
         auto entry = std::make_unique<Entry>(*semaphore, infinite);
         EXPECT_EQ(result_of_child([&] {
@@ -209,13 +195,6 @@ TEST_P(AnyMutexTest, StartsAfreshInAForkedChild) {
     EXPECT_EQ(result_of_child([&] { return state_of_entry(*semaphore, 0); }), Semaphore::Held);
 }
 
-TEST_F(MutexTest, ObjectsWithoutANameAreMutexesOfTheirOwn) {
-    Semaphore one;
-    Semaphore other("");
-    Entry const entry(one, infinite);
-    EXPECT_EQ(state_in_other_thread(other, 0), Semaphore::Held);
-}
-
 TEST_F(MutexTest, ObjectsOfOneNameAreOneMutex) {
     Semaphore one(name_.c_str());
     auto other = std::make_unique<Semaphore>(name_.c_str());
@@ -224,6 +203,9 @@ TEST_F(MutexTest, ObjectsOfOneNameAreOneMutex) {
     EXPECT_EQ(state_of_entry(*other, 0), Semaphore::Held);
     EXPECT_EQ(state_in_other_thread(*other, 0), Semaphore::TimedOut);
     EXPECT_EQ(state_in_other_thread(apart, 0), Semaphore::Held);
+    Semaphore unnamed, another("");
+    Entry const entry_without_name(unnamed, infinite);
+    EXPECT_EQ(state_in_other_thread(another, 0), Semaphore::Held);
     other.reset();
     EXPECT_EQ(state_in_other_thread(one, 0), Semaphore::TimedOut);
     ::shm_unlink((file() + "%2F%2E%2E%2Fx").c_str());
@@ -237,7 +219,7 @@ TEST_F(MutexTest, ExcludesProcesses) {
         std::atomic<int> inside{0};
         std::atomic<int> clashes{0};
     };
-    Shared<Counters> const counters;
+    auto const counters = shared<Counters>();
     std::vector<pid_t> children;
     children.reserve(4);
     for (int i = 0; i < 4; ++i) {
@@ -263,7 +245,7 @@ TEST_F(MutexTest, PassesOnFromAProcessThatWasKilled) {
     Semaphore semaphore(name_.c_str());
     auto fastest = steady_clock::duration::max();
     for (int round = 0; round < 10; ++round) {
-        Shared<std::atomic<bool>> const held;
+        auto const held = shared<std::atomic<bool>>();
         pid_t const child = start_child([&] {
             Entry const outer(semaphore, infinite);
             Entry const inner(semaphore, infinite);
@@ -284,7 +266,7 @@ TEST_F(MutexTest, PassesOnFromAProcessThatWasKilled) {
 /// A child that the owner has made must not keep the lock when the owner is killed.
 TEST_F(MutexTest, PassesOnAlthoughAChildOfTheKilledOneLives) {
     Semaphore semaphore(name_.c_str());
-    Shared<std::atomic<pid_t>> const grandchild;
+    auto const grandchild = shared<std::atomic<pid_t>>();
     pid_t const child = start_child([&] {
         Entry const entry(semaphore, infinite);
         *grandchild = start_child([] { return ::pause(); });
@@ -301,8 +283,8 @@ TEST_F(MutexTest, PassesOnAlthoughAChildOfTheKilledOneLives) {
 
 TEST_F(MutexTest, GoesOnWhenItsFileIsRemoved) {
     Semaphore semaphore(name_.c_str());
-    Shared<std::atomic<bool>> const held;
-    Shared<std::atomic<bool>> const is_removed;
+    auto const held = shared<std::atomic<bool>>();
+    auto const is_removed = shared<std::atomic<bool>>();
     pid_t const child = start_child([&] {
         Entry const entry(semaphore, infinite);
         *held = true;
@@ -325,21 +307,8 @@ TEST_F(MutexTest, GoesOnWhenItsFileIsRemoved) {
 
 // ---- Failures and strangers ----
 
-class LastMessage : public TMimeTraceLog {
-public:
-    void Write(unsigned long, unsigned long, char const * file, char const * format,
-               char * arguments) override {
-        char message[400];
-        std::vsnprintf(message, sizeof message, format,
-                       *reinterpret_cast<std::va_list *>(arguments));
-        text = std::string(file) + " " + message;
-    }
-
-    std::string text;
-};
-
 std::string creation_failure(int error, std::string const & name) {
-    return "mime/MIMESEM Error " + std::to_string(error) + " from CreateMutex(" + name + ")";
+    return "Error " + std::to_string(error) + " from CreateMutex(" + name + ")";
 }
 
 TEST_F(MutexTest, FailedCreationIsTracedAndFailsEachLock) {
@@ -354,19 +323,9 @@ TEST_F(MutexTest, FailedCreationIsTracedAndFailsEachLock) {
 TEST_F(MutexTest, ClosingWhatAnotherThreadHoldsIsTraced) {
     LastMessage const log;
     auto semaphore = std::make_unique<Semaphore>();
-    alignas(Entry) std::byte never_destroyed[sizeof(Entry)];
-    std::promise<void> held, closed;
-    std::thread holder([&] {
-        new (never_destroyed) Entry(*semaphore, infinite);
-        held.set_value();
-        closed.get_future().wait();
-    });
-    held.get_future().wait();
-    semaphore.reset();
-    closed.set_value();
-    holder.join();
-    EXPECT_EQ(log.text,
-              "mime/MIMESEM Error " + std::to_string(EBUSY) + " from CloseHandle(unnamed)");
+    while_another_holds(*semaphore, [&] { semaphore.reset(); });
+    EXPECT_EQ(log.text, "Error " + std::to_string(EBUSY) + " from CloseHandle(unnamed)");
+    EXPECT_TRUE(log.place.starts_with("4 mime/MIMESEM:"));
 }
 
 TEST_F(MutexTest, FileBelongsToItsUserAlone) {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -312,28 +311,6 @@ TEST_F(SplitTest, TheDestructorEndsTheOutput) {
         EXPECT_EQ(note.messages[0], "some text, 1998");
         EXPECT_TRUE(note.AllReturned());
     }
-}
-
-TEST_F(SplitTest, NoCallIsMadeWhileAnExceptionPasses) {
-    OutputNote note;
-    try {
-        oBufferStream stream(&note);
-        stream << "text";
-        throw std::runtime_error("stop");
-    } catch (std::runtime_error const &) {
-    }
-    EXPECT_EQ(note.calls, "BG");
-}
-
-TEST_F(SplitTest, WithoutABlockTheStreamIsNotGood) {
-    OutputNote note;
-    note.blocks_to_lend = 0;
-    {
-        oBufferStream stream(&note);
-        EXPECT_FALSE(stream.good());
-        stream << "dropped";
-    }
-    EXPECT_EQ(note.calls, "BG");
 }
 
 } // namespace

@@ -6,6 +6,8 @@
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/sender.hpp"
 #include "tests/support/outgoing_notes.hpp"
+#include "tests/support/texts.hpp"
+#include "tests/support/translators.hpp"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -37,9 +40,10 @@ public:
     std::unique_ptr<oBufferStream> stream;
 };
 
+enum class Place { text, phrase, parameter };
+
 /// What comes out, which must not depend on the size of the blocks or of the writes.
-std::string encode(std::string_view text, bool quoted, bool phrase,
-                   NLS_CharSet & set = NLS::ISO_8859_1,
+std::string encode(std::string_view text, Place place, NLS_CharSet & set = NLS::ISO_8859_1,
                    NLS_Translator_Factory * factory = nullptr) {
     std::string result;
     for (std::size_t const block_size : {4096, 1, 5}) {
@@ -47,25 +51,16 @@ std::string encode(std::string_view text, bool quoted, bool phrase,
         desk.sender.character_set = &set;
         desk.sender.factories = factory;
         {
-            oRFC2047Stream stream(&desk.sender, quoted, phrase);
-            if (block_size == 1) {
-                for (char c : text)
-                    stream << c;
-            } else {
-                stream.write(text);
-            }
+            oRFC2047Stream stream(&desk.sender, place == Place::parameter, place == Place::phrase);
+            std::size_t const step = block_size == 1 ? 1 : text.size() + 1;
+            for (std::size_t at = 0; at < text.size(); at += step)
+                stream.write(text.substr(at, step));
         }
         std::string const out = desk.Take();
         EXPECT_TRUE(block_size == 4096 || out == result) << text;
         result = out;
     }
     return result;
-}
-
-enum class Place { text, phrase, parameter };
-
-std::string encode(std::string_view text, Place place, NLS_CharSet & set = NLS::ISO_8859_1) {
-    return encode(text, place == Place::parameter, place == Place::phrase, set);
 }
 
 TEST(Rfc2047Stream, PlainTextAndEncodedWords) {
@@ -110,82 +105,50 @@ TEST(Rfc2047Stream, TheSetDecidesBetweenQAndB) {
         {NLS::csBig5, "\xA4\xA4\xA4", "=?csBig5?B?pKSk?="},
         {NLS::ISO_2022_JP, "\x1B$B0!\x1B(B", "=?ISO-2022-JP?Q?=1B$B0!=1B(B?="},
         {NLS::US_ASCII, "\xE4", "=?US-ASCII?Q?=E4?="},
+        {NLS::ReservedSet, "\xB0\xA1", "=?KSC5601?B?sKE=?="}, // the code page's, for headers
     };
+    unsigned long const before = std::exchange(NLS::PlatformCodePage, 949);
     for (auto const & row : rows)
         EXPECT_EQ(encode(row.text, Place::text, row.set), row.expected);
-}
-
-TEST(Rfc2047Stream, WithoutASetTheCodePageDecides) {
-    unsigned long const before = NLS::PlatformCodePage;
-    NLS::PlatformCodePage = 949; // the one set that is another one for headers
-    EXPECT_EQ(encode("\xB0\xA1", Place::text, NLS::ReservedSet), "=?KSC5601?B?sKE=?=");
     NLS::PlatformCodePage = before;
 }
 
 TEST(Rfc2047Stream, ALongTextIsOneWord) {
-    std::string const text = std::string(100000, 'x') + "\xE4";
-    EXPECT_TRUE(encode(text, Place::text) ==
-                "=?ISO-8859-1?Q?" + std::string(100000, 'x') + "=E4?=");
-    EXPECT_TRUE(encode(std::string(5000, 'x'), Place::phrase) ==
-                '"' + std::string(5000, 'x') + '"');
+    std::string const text(100000, 'x');
+    EXPECT_TRUE(encode(text + "\xE4", Place::text) == "=?ISO-8859-1?Q?" + text + "=E4?=");
+    EXPECT_TRUE(encode(text, Place::phrase) == '"' + text + '"');
 }
 
-// translation ----------------------------------------------------------------------
-
 /// Turns each byte into two, until one that it can't do: "!".
-class Doubler : public NLS_Translator {
+class Doubler : public TextTranslator {
 public:
-    explicit Doubler(char const * set) { charSetName = set; }
-    Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
-        return no_restriction;
-    }
+    using TextTranslator::TextTranslator;
     int CodePage_to_CharSet(unsigned char * in, unsigned long size, unsigned char *& out,
                             unsigned long & out_size, void (**release)(unsigned char *)) override {
         EXPECT_EQ(out, nullptr);
         EXPECT_EQ(out_size, 0U);
         EXPECT_EQ(std::memcmp(in + size, "\0\0", 2), 0);
-        *release = FreeMem_Cpp;
-        out = static_cast<unsigned char *>(::operator new(2 * size));
-        for (out_size = 0; out_size < 2 * size; ++out_size) {
-            out[out_size] = in[out_size / 2];
-            if (out[out_size] == '!') return 15;
-        }
-        return 0;
+        return TextTranslator::CodePage_to_CharSet(in, size, out, out_size, release);
     }
-    int CodePage_to_CharSet(iSimpleStream *, oSimpleStream *) override { return 1; }
-    int CharSet_to_CodePage(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
-                            void (**)(unsigned char *)) override {
-        return 1;
+    int Translate(std::string_view text, std::string & result) override {
+        for (char const c : text.substr(0, text.find('!')))
+            result.append(2, c);
+        return text.find('!') == text.npos ? 0 : 15;
     }
-    int CharSet_to_CodePage(iSimpleStream *, oSimpleStream *) override { return 1; }
-};
-
-class DoublerFactory : public NLS_Translator_Factory {
-public:
-    NLS_Translator * New(char const * set, int) override { return new Doubler(set); }
 };
 
 TEST(Rfc2047Stream, TranslatesWhatIsNotPlain) {
-    DoublerFactory factory;
-    struct {
-        std::string_view text, expected;
-    } const rows[] = {
+    std::pair<std::string, std::string> const rows[] = {
         {"plain!", "plain!"},
         {"\xE4 b", "=?ISO-8859-1?Q?=E4=E4__bb?="},
         {"\xE4!b", "=?ISO-8859-1?Q?=E4=E4?="}, // what it gave before it failed
         {"!\xE4", "=?ISO-8859-1?Q?!=E4?="},    // it gave nothing
+        {std::string(3000, '\xE4'), "=?ISO-8859-1?Q?" + repeated("=E4", 6000) + "?="},
     };
-    for (auto const & row : rows) {
-        EXPECT_EQ(encode(row.text, false, false, NLS::ISO_8859_1, &factory), row.expected);
-    }
-    std::string const long_text(3000, '\xE4');
-    EXPECT_EQ(encode(long_text, false, false, NLS::ISO_8859_1, &factory).size(),
-              std::strlen("=?ISO-8859-1?Q?"
-                          "?=") +
-                  2 * 3 * long_text.size());
+    FactoryOf<Doubler> factory;
+    for (auto const & [text, expected] : rows)
+        EXPECT_EQ(encode(text, Place::text, NLS::ISO_8859_1, &factory), expected);
 }
-
-// the end of its life --------------------------------------------------------------
 
 TEST(Rfc2047Stream, WritesOnceAndNotWhileAnExceptionPasses) {
     Desk desk;

@@ -11,6 +11,7 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -49,11 +50,9 @@ protected:
 
 TEST_F(SendTest, SplitSizeHasAFloor) {
     OutputNote note;
-    struct {
-        unsigned int asked, result;
-    } const rows[] = {{0, 0}, {1, 30720}, {30719, 30720}, {30720, 30720}, {4000000000, 4000000000}};
-    for (auto const & row : rows)
-        EXPECT_EQ(note.SetNetworkSplitSize(row.asked), row.result);
+    using Row = std::pair<unsigned int, unsigned int>;
+    for (auto const & [asked, result] : {Row(0, 0), Row(1, 30720), Row(30721, 30721)})
+        EXPECT_EQ(note.SetNetworkSplitSize(asked), result);
 }
 
 TEST_F(SendTest, CharacterSetIsLookedUp) {

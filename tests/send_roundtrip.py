@@ -22,27 +22,37 @@ def addresses(message, name):
         yield f"{name} {escape(address.display_name)} {escape(address.addr_spec)}"
 
 
-def outline(part, is_message):
+def header(part, is_message):
+    """The outline's lines for a header, sorted by their first word."""
+    lines = [f"part {part.get_content_type()}", f"id {escape(part['Content-Id'].strip())}"]
     if is_message:
-        if part["Subject"] is not None:
-            yield f"subject {escape(str(part['Subject']))}"
-        for name in ("from", "to", "cc"):
-            yield from addresses(part, name)
-        for name, value in part.items():
-            if name.startswith("X-Test"):
-                yield f"field {name} {escape(str(value))}"
+        lines += fields(part)
+    if part.get_filename() is not None:
+        lines.append(f"file {escape(part.get_filename())}")
+        lines.append(f"disposition {part.get_content_disposition()}")
+    if part["Content-Description"] is not None:
+        lines.append(f"description {escape(str(part['Content-Description']))}")
+    return sorted(lines, key=lambda line: line.split()[0])
+
+
+def fields(message):
+    if message["Subject"] is not None:
+        yield f"subject {escape(str(message['Subject']))}"
+    for name in ("from", "to", "cc"):
+        yield from addresses(message, name)
+    for name, value in message.items():
+        if name.startswith("X-Test"):
+            yield f"{name} {escape(str(value))}"
+
+
+def outline(part, is_message):
     kind = part.get_content_type()
     if kind == "message/partial":
         parameters = (f"{name}={escape(part.get_param(name) or '')}" for name in ("number", "total", "id"))
         yield "partial " + " ".join(parameters)
+        yield from fields(part)
         return
-    yield f"part {kind}"
-    yield f"id {escape(part['Content-Id'].strip())}"
-    if part.get_filename() is not None:
-        yield f"file {escape(part.get_filename())}"
-        yield f"disposition {part.get_content_disposition()}"
-    if part["Content-Description"] is not None:
-        yield f"description {escape(str(part['Content-Description']))}"
+    yield from header(part, is_message)
     if part.get_content_maintype() == "multipart":
         for child in part.get_payload():
             yield from outline(child, False)

@@ -16,13 +16,9 @@
 #include <string>
 #include <string_view>
 
-using vellum::test::ChunkedSimpleStream;
-using vellum::test::Chunking;
-using vellum::test::ExactCopy;
-using vellum::test::for_each_cut;
-using vellum::test::LendingOutput;
-
 namespace {
+
+using namespace vellum::test;
 
 /// No array of more than this many bytes can be had.
 std::size_t largest_array = std::numeric_limits<std::size_t>::max();
@@ -57,14 +53,17 @@ public:
     int underflows = 0;
 };
 
-class CountingOutput : public oSimpleStream {
+/// A source and a sink that throw, and have seen what they were given.
+class Throwing : public std::streambuf {
 public:
-    using oSimpleStream::oSimpleStream;
-    void Overflow(unsigned int request) override {
-        ++overflows;
-        oSimpleStream::Overflow(request);
+    std::string seen;
+
+private:
+    int underflow() override { throw std::runtime_error("source"); }
+    std::streamsize xsputn(char const * text, std::streamsize size) override {
+        seen.append(text, static_cast<std::size_t>(size));
+        throw std::runtime_error("sink");
     }
-    int overflows = 0;
 };
 
 // input ----------------------------------------------------------------------------
@@ -89,15 +88,12 @@ TEST(SimpleInput, EndsWithTheFirstReadThatFindsNothing) {
     EXPECT_EQ(in.get(), -1) << "there is no way back from the end";
     EXPECT_EQ(in.iBufCnt(), 0U);
     EXPECT_EQ(in.underflows, 1);
-}
 
-TEST(SimpleInput, PeekEndsAStreamAndKeepsTheCount) {
-    ExactCopy const text("a");
-    iSimpleStream in(text.begin(), text.end());
-    in.ignore();
-    EXPECT_EQ(in.peek(), -1);
-    EXPECT_FALSE(in.good());
-    EXPECT_EQ(in.gcount(), 1);
+    iSimpleStream peeked(text.begin(), text.begin() + 1);
+    peeked.ignore();
+    EXPECT_EQ(peeked.peek(), -1);
+    EXPECT_FALSE(peeked.good());
+    EXPECT_EQ(peeked.gcount(), 1) << "peek keeps the count";
 }
 
 TEST(SimpleInput, WithoutABufferThereIsNothing) {
@@ -133,7 +129,7 @@ TEST(SimpleInput, GetUpToADelimiter) {
         {INT_MIN, '\n', "", 'a'},
     };
     for (auto const & row : rows) {
-        for (Chunking const & chunking : vellum::test::chunkings(text.size())) {
+        for (Chunking const & chunking : chunkings(text.size())) {
             SCOPED_TRACE(std::to_string(row.size) + " bytes in " + chunking.name());
             ChunkedSimpleStream in(text, chunking);
             ExactCopy const buffer(std::string(row.stored.size(), '?'));
@@ -178,9 +174,7 @@ TEST(SimpleInput, WorkOnTheBufferItself) {
 }
 
 TEST(SimpleInput, ASourceThatThrowsLeavesTheStreamUsable) {
-    class Throwing : public std::streambuf {
-        int underflow() override { throw std::runtime_error("source"); }
-    } buffer;
+    Throwing buffer;
     std::istream source(&buffer);
     source.exceptions(std::ios::badbit);
     ExactCopy const scratch("????");
@@ -192,7 +186,7 @@ TEST(SimpleInput, ASourceThatThrowsLeavesTheStreamUsable) {
 
 // output ---------------------------------------------------------------------------
 
-TEST(SimpleOutput, GrowsByEight) {
+TEST(SimpleOutput, GrowsByEightOrAsMuchAsIsWritten) {
     oSimpleStream out;
     EXPECT_FALSE(out.good());
     out.put('1');
@@ -203,26 +197,24 @@ TEST(SimpleOutput, GrowsByEight) {
     EXPECT_EQ(out.oBufAvl(), 64U - 9);
     EXPECT_EQ(pending(out), "123456789");
     EXPECT_TRUE(out.good());
-}
 
-TEST(SimpleOutput, LeavesTheCallersBufferForALargeWrite) {
     ExactCopy const buffer(std::string(10, '?'));
-    oSimpleStream out(buffer.begin(), buffer.end());
-    out << "abc";
-    EXPECT_EQ(out.str(), buffer.begin());
+    oSimpleStream over_memory(buffer.begin(), buffer.end());
+    over_memory << "abc";
+    EXPECT_EQ(over_memory.str(), buffer.begin());
     std::string const large(100, 'x');
-    out.write(large.data(), 100);
-    EXPECT_NE(out.str(), buffer.begin());
-    EXPECT_EQ(pending(out), "abc" + large);
-    EXPECT_EQ(out.oBufAvl(), 0U) << "93 bytes more than the 10 are more than 7 times 10";
-    EXPECT_EQ(out.pcount(), 103);
+    over_memory.write(large.data(), 100);
+    EXPECT_NE(over_memory.str(), buffer.begin());
+    EXPECT_EQ(pending(over_memory), "abc" + large);
+    EXPECT_EQ(over_memory.oBufAvl(), 0U) << "93 bytes more than 10 are more than 7 times 10";
+    EXPECT_EQ(over_memory.pcount(), 103);
 }
 
 TEST(SimpleOutput, WhatIsEmptyAsksForNoRoom) {
-    CountingOutput out;
+    LendingOutput out(1);
     out.write("abc", 0).write("abc", -1).write(std::string_view());
     out << "" << static_cast<char const *>(nullptr) << static_cast<iSimpleStream *>(nullptr);
-    EXPECT_EQ(out.overflows, 0);
+    EXPECT_EQ(out.str(), nullptr);
 }
 
 TEST(SimpleOutput, NumbersAndCharacters) {
@@ -267,30 +259,19 @@ TEST(SimpleOutput, TakesWhateverRoomOverflowGives) {
     std::string const text = "a text that is longer than any of the blocks";
     for (std::size_t const block_size : {1U, 2U, 7U, 100U}) {
         SCOPED_TRACE(block_size);
-        LendingOutput out(block_size);
-        out << text.c_str() << '!';
-        out.write(text);
-        EXPECT_EQ(out.text(), text + '!' + text);
-        EXPECT_EQ(out.pcount(), static_cast<int>(2 * text.size() + 1));
-
         std::istringstream stream(text);
-        LendingOutput from_istream(block_size);
-        from_istream << stream;
-        EXPECT_EQ(from_istream.text(), text);
-
         std::stringbuf buffer(text);
-        LendingOutput from_streambuf(block_size);
-        from_streambuf << &buffer;
-        EXPECT_EQ(from_streambuf.text(), text);
+        LendingOutput out(block_size);
+        out << text.c_str() << '!' << stream << &buffer;
+        out.write(text);
+        EXPECT_EQ(out.text(), text + '!' + text + text + text);
+        EXPECT_EQ(out.pcount(), static_cast<int>(4 * text.size() + 1));
     }
-}
-
-TEST(SimpleOutput, WithoutAnyRoomAWriteEnds) {
-    LendingOutput out(3, 2);
+    LendingOutput without_more(3, 2);
     std::istringstream stream("defgh");
-    out << "ab" << 'c' << stream << "ijk" << 'l' << stream.rdbuf();
-    EXPECT_EQ(out.text(), "abcdef");
-    EXPECT_FALSE(out.good());
+    without_more << "ab" << 'c' << stream << "ijk" << 'l' << stream.rdbuf();
+    EXPECT_EQ(without_more.text(), "abcdef");
+    EXPECT_FALSE(without_more.good());
 }
 
 TEST(SimpleOutput, CopiesOtherStreamsWhole) {
@@ -302,9 +283,7 @@ TEST(SimpleOutput, CopiesOtherStreamsWhole) {
         oSimpleStream without_buffer;
         oSimpleStream over_memory(buffer, 16, any_sink);
         for (oSimpleStream * out : {&without_buffer, &over_memory}) {
-            std::istringstream stream(text);
-            std::istringstream streambuf(text);
-            std::istringstream source(text);
+            std::istringstream stream(text), streambuf(text), source(text);
             char scratch[7];
             iSimpleStream in(scratch, 7, &source);
             oSimpleStream other;
@@ -319,16 +298,7 @@ TEST(SimpleOutput, CopiesOtherStreamsWhole) {
 }
 
 TEST(SimpleOutput, ASinkThatThrowsGetsNothingTwice) {
-    class Throwing : public std::streambuf {
-    public:
-        std::string seen;
-
-    private:
-        std::streamsize xsputn(char const * text, std::streamsize size) override {
-            seen.append(text, static_cast<std::size_t>(size));
-            throw std::runtime_error("sink");
-        }
-    } buffer;
+    Throwing buffer;
     std::ostream sink(&buffer);
     sink.exceptions(std::ios::badbit);
     {
@@ -409,17 +379,11 @@ TEST(SimpleStage, StartsBehindWhatIsUsed) {
 }
 
 TEST(LiteStream, PeekGivesBytesAsUnsigned) {
-    class OneByte : public TiStreamLite {
-    public:
-        int ReadLine(unsigned char *, int, int *) override { return 0; }
-        int PeekByte(unsigned char * byte) override {
-            *byte = 0xFF;
-            return has_byte;
-        }
-        int has_byte = 2;
-    } lite;
+    ChunkedLiteStream lite("\xFF", {1, 1});
     EXPECT_EQ(lite.peek(), 0xFF);
-    lite.has_byte = 0;
+    unsigned char line[2];
+    int count;
+    lite.ReadLine(line, 2, &count);
     EXPECT_EQ(lite.peek(), -1);
 }
 

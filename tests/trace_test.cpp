@@ -3,42 +3,30 @@
 
 #include "mime/foundation/trace_site.hpp"
 #include "mime/platform/platform.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/trace_messages.hpp"
 
-#include <cstdarg>
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
 class TraceTest : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_NE(::mkdtemp(directory_.data()), nullptr);
-        path_ = directory_ + "/trace";
-    }
-
     void TearDown() override {
         TMimeTraceLog::SetLevel(15);
         vellum::platform::set_clock(nullptr);
-        std::filesystem::remove_all(directory_);
     }
-
     char const * path() const { return path_.c_str(); }
+    std::string written() const { return vellum::test::content_of(path_); }
 
-    std::string written() const {
-        std::ifstream file(path_);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    std::string directory_ = testing::TempDir() + "vellum-trace-XXXXXX";
-    std::string path_;
+    vellum::test::TemporaryDirectory directory_;
+    std::string path_ = directory_ / "trace";
 };
 
 void emit(unsigned long level, char const * file) {
@@ -57,12 +45,11 @@ TEST_F(TraceTest, LineShowsTimeThreadLevelPlaceAndMessage) {
 }
 
 TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
-    struct Row {
+    struct {
         unsigned long level;
         char const * file;
         char const * shown;
-    };
-    constexpr Row rows[] = {
+    } const rows[] = {
         {1, "y.c", "O [y.c:17]"},
         {2, "mime/MIMESEM", "S [MIMESEM:17]"},
         {4, "/a\\b/c\\d", "E [d:17]"},
@@ -78,7 +65,7 @@ TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
         {4096, "y", "> [y:17]"},
         {8192, "y", "< [y:17]"},
     };
-    for (Row const & row : rows) {
+    for (auto const & row : rows) {
         TMimeTraceStream const log(path(), row.level);
         emit(row.level, row.file);
         EXPECT_NE(written().find(row.shown), std::string::npos) << row.shown << " in " << written();
@@ -117,19 +104,6 @@ TEST_F(TraceTest, FileThatCannotBeOpenedLeavesTracingOff) {
     }
 }
 
-class TextLog : public TMimeTraceLog {
-public:
-    void Write(unsigned long, unsigned long line, char const *, char const * format,
-               char * arguments) override {
-        char message[100];
-        std::vsnprintf(message, sizeof message, format,
-                       *reinterpret_cast<std::va_list *>(arguments));
-        text += std::to_string(line) + " " + message + "\n";
-    }
-
-    std::string text;
-};
-
 TEST_F(TraceTest, SiteEvaluatesNothingWhileItIsOff) {
     int evaluated = 0;
     auto const site = [&](unsigned long level) {
@@ -137,12 +111,12 @@ TEST_F(TraceTest, SiteEvaluatesNothingWhileItIsOff) {
             {level, "y.c", 3}, "%d %s %5.1f", [&] { return ++evaluated; }, "text", 2.5);
     };
     site(4);
-    TextLog const log;
+    vellum::test::LastMessage const log;
     site(16);
     EXPECT_EQ(evaluated, 0);
     site(8);
     EXPECT_EQ(evaluated, 1);
-    EXPECT_EQ(log.text, "3 1 text   2.5\n");
+    EXPECT_EQ(log.place + " " + log.text, "8 y.c:3 1 text   2.5");
 }
 
 } // namespace

@@ -150,35 +150,32 @@ struct Part {
     }
 };
 
-inline Part text_part(std::string body, std::string subtype = "plain") {
+inline Part part_of(std::string type, std::string subtype, Part::Text body = {}) {
     Part part;
-    part.type = "text";
+    part.type = std::move(type);
     part.subtype = std::move(subtype);
     part.body = std::move(body);
     return part;
 }
 
+inline Part text_part(std::string body, std::string subtype = "plain") {
+    return part_of("text", std::move(subtype), std::move(body));
+}
+
 inline Part binary_part(std::string body, std::string file_name = {}) {
-    Part part;
-    part.type = "application";
-    part.subtype = "octet-stream";
-    part.body = std::move(body);
+    Part part = part_of("application", "octet-stream", std::move(body));
     if (!file_name.empty()) part.file_name = std::move(file_name);
     return part;
 }
 
 inline Part multipart(std::string subtype, std::vector<Part> parts) {
-    Part part;
-    part.type = "multipart";
-    part.subtype = std::move(subtype);
+    Part part = part_of("multipart", std::move(subtype));
     part.parts = std::move(parts);
     return part;
 }
 
 inline Part message_part(Part message) {
-    Part part;
-    part.type = "message";
-    part.subtype = "rfc822";
+    Part part = part_of("message", "rfc822");
     part.parts.push_back(std::move(message));
     return part;
 }

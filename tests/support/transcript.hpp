@@ -62,8 +62,9 @@ public:
     template <typename Input>
     explicit Transcript(Input & input) : MimeINote(input) {}
 
-    bool takes_data = true; ///< Offers a stream for the decoded data of each body.
-    bool takes_raw = false; ///< Offers a stream for the raw lines of each body.
+    bool takes_data = true;             ///< Offers a stream for the decoded data of each body.
+    std::ostream * data_sink = nullptr; ///< The stream for all data, if it is to be another one.
+    bool takes_raw = false;             ///< Offers a stream for the raw lines of each body.
     /// Text longer than this is written as its start, its length and a hash of it.
     std::size_t longest_text = 4000;
     /// Called behind each line with its number, from 1; may throw.
@@ -92,7 +93,7 @@ protected:
     void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) override {
         write({"BeginBody", place(context), data == nullptr ? "no data" : ""});
         bodies_.push_back(std::make_unique<Body>());
-        if (data != nullptr && takes_data) *data = &bodies_.back()->data;
+        if (data != nullptr && takes_data) *data = data_sink ? data_sink : &bodies_.back()->data;
         if (takes_raw) *raw = &bodies_.back()->raw;
     }
     void EndBody(MimeContext & context) override {

@@ -24,12 +24,69 @@
 
 namespace vellum::test {
 
-class TestTranslator : public NLS_Translator {
-public:
-    explicit TestTranslator(char const * charset) {
-        charSetName = charset;
-        className = "TestTranslator";
+/// ISO-8859-1 as UTF-8.
+inline std::string latin_in_utf8(std::string_view text) {
+    std::string result;
+    for (char const c : text) {
+        if (ascii::byte(c) < 0x80) {
+            result += c;
+        } else {
+            result += static_cast<char>(0xC0 | (ascii::byte(c) >> 6));
+            result += static_cast<char>(0x80 | (ascii::byte(c) & 0x3F));
+        }
     }
+    return result;
+}
+
+/// Does all four conversions by one operation on the whole text.
+class TextTranslator : public NLS_Translator {
+public:
+    explicit TextTranslator(char const * charset) { charSetName = charset; }
+
+    /// Gives the result of the conversion: 0, or why it failed.
+    virtual int Translate(std::string_view text, std::string & result) = 0;
+
+    Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
+        return no_restriction;
+    }
+    int CodePage_to_CharSet(unsigned char * in, unsigned long size, unsigned char *& out,
+                            unsigned long & outSize, void (**freeOut)(unsigned char *)) override {
+        return CharSet_to_CodePage(in, size, out, outSize, freeOut);
+    }
+    int CodePage_to_CharSet(iSimpleStream * in, oSimpleStream * out) override {
+        return CharSet_to_CodePage(in, out);
+    }
+    int CharSet_to_CodePage(unsigned char * in, unsigned long size, unsigned char *& out,
+                            unsigned long & outSize, void (**freeOut)(unsigned char *)) override {
+        if (*freeOut != nullptr) (*freeOut)(out);
+        std::string result;
+        int const status = Translate({reinterpret_cast<char const *>(in), size}, result);
+        out = static_cast<unsigned char *>(::operator new(result.size() + 1));
+        std::memcpy(out, result.c_str(), result.size() + 1);
+        outSize = static_cast<unsigned long>(result.size());
+        *freeOut = FreeMem_Cpp;
+        return status;
+    }
+    int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) override {
+        std::string text, result;
+        for (int c; (c = in->get()) >= 0;)
+            text += static_cast<char>(c);
+        int const status = Translate(text, result);
+        out->write(result);
+        return status;
+    }
+};
+
+/// Makes a `Translator` for every name.
+template <class Translator>
+class FactoryOf : public NLS_Translator_Factory {
+public:
+    NLS_Translator * New(char const * charset, int) override { return new Translator(charset); }
+};
+
+class TestTranslator : public TextTranslator {
+public:
+    using TextTranslator::TextTranslator;
 
     void Delete() override {
         if (!is("iso-8859-1") && !is("us-ascii")) NLS_Translator::Delete();
@@ -37,53 +94,26 @@ public:
     Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
         return is("x-shift") || is("iso-2022-jp") ? shift_states : no_restriction;
     }
-    int CodePage_to_CharSet(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
-                            void (**)(unsigned char *)) override {
-        return 1;
-    }
-    int CodePage_to_CharSet(iSimpleStream *, oSimpleStream *) override { return 1; }
-    int CharSet_to_CodePage(unsigned char * in, unsigned long inLength, unsigned char *& out,
-                            unsigned long & outLength, void (**freeOut)(unsigned char *)) override {
-        if (*freeOut != nullptr) (*freeOut)(out);
-        std::string const text(reinterpret_cast<char const *>(in), inLength);
-        std::string const result = translated(text);
-        out = static_cast<unsigned char *>(::operator new(result.size() + 1));
-        std::memcpy(out, result.c_str(), result.size() + 1);
-        outLength = static_cast<unsigned long>(result.size());
-        *freeOut = FreeMem_Cpp;
-        return status();
-    }
-    int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) override {
-        std::string text;
-        for (int c; (c = in->get()) >= 0;)
-            text += static_cast<char>(c);
-        out->write(translated(text));
-        return status();
-    }
-
-private:
-    bool is(std::string_view name) const { return ascii::equal(charSetName, name); }
-    int status() const { return is("x-fails") || is("x-breaks") ? 1 : 0; }
-
-    std::string translated(std::string const & text) const {
-        if (is("x-none") || is("x-fails")) return "";
-        if (is("x-breaks")) return text.substr(0, text.size() / 2);
-        std::string result;
+    int Translate(std::string_view text, std::string & result) override {
+        if (is("x-none")) return 0;
+        if (is("x-fails")) return 1;
+        if (is("x-breaks")) return result = text.substr(0, text.size() / 2), 1;
+        if (is("iso-8859-1") || is("us-ascii")) return result = latin_in_utf8(text), 0;
         bool shifted = false;
         for (char const c : text) {
             if (is("x-wide")) {
                 result.append(1, c).append("..........");
             } else if (is("x-shift") && (c == '\x0E' || c == '\x0F')) {
                 shifted = c == '\x0E';
-            } else if ((is("iso-8859-1") || is("us-ascii")) && ascii::byte(c) >= 0x80) {
-                result += static_cast<char>(0xC0 | (ascii::byte(c) >> 6));
-                result += static_cast<char>(0x80 | (ascii::byte(c) & 0x3F));
             } else {
                 result += shifted && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
             }
         }
-        return result;
+        return 0;
     }
+
+private:
+    bool is(std::string_view name) const { return ascii::equal(charSetName, name); }
 };
 
 class TestFactory : public NLS_Translator_Factory {

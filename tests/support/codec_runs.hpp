@@ -1,0 +1,69 @@
+// tests/support/codec_runs.hpp - what comes out of a transfer codec
+#pragma once
+
+#include "mime/codec/transfer_codec.hpp"
+#include "tests/support/chunked.hpp"
+#include "tests/support/lending_output.hpp"
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vellum::test {
+
+inline int run(MIME_TransferDecoding & codec, iSimpleStream & in, oSimpleStream & out) {
+    return codec.decode(&in, &out);
+}
+inline int run(MIME_TransferEncoding & codec, iSimpleStream & in, oSimpleStream & out) {
+    return codec.encode(&in, &out);
+}
+
+/// What comes out of a codec: of its calls, and then of its end.
+struct Outcome {
+    std::string output;
+    int result;
+    std::string tail;
+    bool operator==(Outcome const &) const = default;
+};
+
+inline std::ostream & operator<<(std::ostream & os, Outcome const & outcome) {
+    return os << outcome.output << ", result " << outcome.result << ", tail " << outcome.tail;
+}
+
+template <typename Codec>
+Outcome at_end_of(Codec & codec, int result, LendingOutput const & out) {
+    std::string const output = out.text();
+    codec.Flush();
+    return {output, result, out.text().substr(output.size())};
+}
+
+/// One call for all of `in`.
+template <typename Codec>
+Outcome outcome_of(Codec codec, iSimpleStream & in, std::size_t block_size = 1000) {
+    LendingOutput out(block_size);
+    int const result = run(codec, in, out);
+    return at_end_of(codec, result, out);
+}
+
+template <typename Codec>
+Outcome outcome_of(Codec const & codec, std::string_view text, std::size_t block_size = 1000) {
+    ExactCopy const copy(text);
+    iSimpleStream in(copy.begin(), copy.end());
+    return outcome_of(codec, in, block_size);
+}
+
+/// One call for each piece.
+template <typename Codec>
+Outcome outcome_of(Codec codec, std::vector<ExactCopy> const & pieces) {
+    LendingOutput out(7);
+    int result = -1;
+    for (ExactCopy const & piece : pieces) {
+        iSimpleStream in(piece.begin(), piece.end());
+        result = run(codec, in, out);
+    }
+    return at_end_of(codec, result, out);
+}
+
+} // namespace vellum::test
