@@ -43,12 +43,18 @@ class iSimpleStream;
 class VELLUM_EXPORT MimeINote {
 public:
     enum ReceiveResult {
-        /// The message has been read to its end and delivered.
+        /// The message has been read to its end and delivered: a message that was joined from its
+        /// fragments if the input was the last of them.
         Receive_Complete = 0,
-        /// The input was one fragment of a message/partial set; it has been stored, and others are
-        /// missing. Nothing was called.
+        /// The input was one fragment of a message/partial set; it is in the store, and others are
+        /// missing, or another note is delivering the set. Nothing was called.
         Receive_Fragment_Stored = 1,
-        /// Headers only: the body was not read.
+        /// Headers only: the body was not read. (Of a fragment nothing was called or stored.)
+        ///
+        /// Else the input was a fragment and has been read to its end, and something failed that
+        /// the trace tells. If nothing was called, the fragment couldn't be stored (the disk is
+        /// full, say): receive it once more. If the operations were called, the set is complete but
+        /// could not be read to its end, so that they got a message that is cut off. The set stays.
         Receive_Not_Finished = 2,
     };
 
@@ -65,12 +71,31 @@ public:
     /// May be called again: each call is a run of its own.
     ReceiveResult Receive();
 
-    /// The directory of the store of fragments, a plain prefix of file names: it ends in a path
-    /// separator unless the store is in the current directory, which null means. Gives the note's
-    /// own copy of the text.
+    /// The directory of the store of fragments (RFC 2046 5.2.2), a plain prefix of file names: it
+    /// ends in a path separator unless the store is in the current directory. Null, as at first,
+    /// means the current directory. Notes in all threads and processes of a user may share it.
+    /// Gives the note's own copy of the text.
+    ///
+    /// A message comes home when its fragments 1 to total are there; the last total that any of
+    /// them gave counts. A number or total below 0 counts as none, and a total below the fragment's
+    /// own number isn't taken. A fragment that is not of the set is stored all the same: one
+    /// without a number (unless its total is 1: then it is the whole set), which stays for good,
+    /// and one beyond the total, which waits for a larger total.
+    ///
+    /// A fragment that the store can't take is delivered as it stands, with its own fields and its
+    /// body as data: one without an id or with an id of more than a megabyte; a second one without
+    /// a number; one whose number agrees with another's in its low 12 bits; and each one while
+    /// there is no directory that can be written to.
+    ///
+    /// Nothing ages. What is not complete stays until somebody removes the files of the fragments,
+    /// and the index MailPart.Ndx with them: it is made anew from the fragments that are left. A
+    /// set whose delivery has not finished, as the process died or an operation has thrown, stays
+    /// too, and is delivered when a further copy of any of its fragments is received.
     char const * SetPartialDir(char const * dir);
     /// A stream that gets a raw copy of what is read: header lines, and the body lines that no
-    /// stream of BeginBody takes. Null for none. Gives the argument.
+    /// stream of BeginBody takes. When a fragment completes its set, the stream is set back to its
+    /// start, and the joined message is written over what was copied. Null for none. Gives the
+    /// argument.
     std::ostream * SetDebugStream(std::ostream * debug);
     /// The client's state for the level around the top message. The engine OWNS it and gives it up
     /// at the end of the next Receive; set a new one before each. Gives the argument.

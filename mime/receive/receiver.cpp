@@ -166,8 +166,14 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     long long const start = position;
     line_reader_->Boundary_Push();
     FieldQueue fields;
-    Read_header(true, fields);
+    bool const is_fragment = Read_header(true, fields);
     long long const header_end = End_of_header();
+    if (is_fragment) {
+        if (auto const result = Get_fragment(fields, parent)) {
+            if (debug != nullptr) debug->flush();
+            return *result;
+        }
+    }
 
     bool const has_type = type != nullptr;
     if (!has_type) {

@@ -11,6 +11,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,7 +24,10 @@ class oSimpleStream;
 
 namespace vellum {
 class FieldQueue;
+class ScratchFile;
+struct CompleteSet;
 struct FieldList;
+struct NewFragment;
 } // namespace vellum
 
 struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
@@ -81,6 +85,15 @@ private:
     bool Is_multipart() const;
     void Report_URL();
 
+    // Fragments
+    std::optional<MimeINote::ReceiveResult> Get_fragment(vellum::FieldQueue & fields,
+                                                         MimeContextItem & parent);
+    bool May_join() const;
+    void Copy_fragment(vellum::FieldQueue & fields, vellum::NewFragment & fragment);
+    void Copy_enclosed_header(vellum::ScratchFile & file, bool has_fields);
+    MimeINote::ReceiveResult Receive_joined(vellum::CompleteSet const & set,
+                                            MimeContextItem & parent);
+
     // The walk. Each gives true if there is more to read at this level.
     bool Get_message_part(int message_depth, int multipart_depth, MimeContextItem & parent,
                           char const * encoding);
@@ -121,5 +134,6 @@ private:
     int nesting_limit_;
     int nesting_ = 0;          ///< Multiparts and message/rfc822 that have been opened.
     bool is_too_deep_ = false; ///< The part whose header was read is delivered as data.
+    MimeReceiver const * joined_by_ = nullptr; ///< The run whose fragments this one reads, if any.
     std::unique_ptr<MimeLine> line_reader_;
 };

@@ -1,0 +1,253 @@
+// tests/partial_store_crash_test.cpp - a partial store whose receivers are killed, or refused what
+// they ask of the system, at every call and at any moment
+#include "mime/MIMESEM.hpp"
+#include "mime/platform/files.hpp"
+#include "tests/support/fragments.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <new>
+#include <random>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace vellum;
+using namespace vellum::test;
+
+namespace {
+
+constexpr std::size_t most_messages = 150;
+constexpr std::size_t most_workers = 8;
+
+/// What all processes see.
+struct Board {
+    std::atomic<int> calls{0};   ///< to the platform
+    std::atomic<int> kill_at{0}; ///< The number of the call before which its process dies.
+    std::atomic<int> torn{0};    ///< Messages that came home, but not as they were.
+    std::array<std::atomic<int>, most_messages> delivered{};
+    std::array<std::atomic<std::size_t>, most_workers> done{}; ///< Jobs that ended, of each worker.
+};
+
+Board & board() {
+    static Board & shared = *new (mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE,
+                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board;
+    return shared;
+}
+
+int count_and_kill(char const *) {
+    if (++board().calls == board().kill_at) raise(SIGKILL);
+    return 0;
+}
+
+struct Job {
+    std::size_t message;
+    int number;
+};
+
+class PartialStoreCrash : public testing::Test {
+protected:
+    PartialStoreCrash() { new (&board()) Board; }
+    ~PartialStoreCrash() override { platform::set_file_probe(nullptr); }
+
+    Received run(Job const & job) {
+        Sample const & sample = samples_[job.message];
+        return receive(store_.prefix(), sample.fragment(job.number), [&](FragmentNote & note) {
+            note.on_end = [&](Received const & got) {
+                if (got.holds(sample)) ++board().delivered[job.message];
+                if (!got.holds(sample) && !got.is_fragment) ++board().torn;
+            };
+        });
+    }
+
+    /// Every set has come home; what was fed again since then is no harm, and goes with its like;
+    /// and then nothing is left.
+    void finish(std::string const & how) {
+        for (std::size_t i = 0; i < samples_.size(); ++i)
+            ASSERT_GE(board().delivered[i], 1) << how << ", message " << i;
+        Sample const last{"last", 2};
+        receive(store_.prefix(), last.fragment(1)); // makes a damaged index anew
+        for (std::size_t i = 0; i < samples_.size(); ++i) {
+            int fed = 0;
+            auto const is_known = [&] {
+                return store_.read("MailPart.Ndx").find('\n' + samples_[i].id + '\n') !=
+                       std::string::npos;
+            };
+            for (; is_known() && fed < 2 * samples_[i].total; ++fed)
+                run({i, fed % samples_[i].total + 1});
+            ASSERT_FALSE(is_known()) << how << ", message " << i;
+        }
+        ASSERT_EQ(board().torn, 0) << how;
+        ASSERT_TRUE(receive(store_.prefix(), last.fragment(2)).is(last)) << how;
+        ASSERT_EQ(store_.names(), "") << how;
+    }
+
+    static pid_t start(auto const & work) {
+        pid_t const child = fork();
+        if (child != 0) return child;
+        work();
+        _exit(0);
+    }
+
+    static bool is_killed(pid_t child) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    }
+
+    static bool is_lock_free() {
+        static TMimeMutexSemaphore mutex("MIMEINDX");
+        return TMimeMutexSemaphoreEntry(mutex, 100).State() == TMimeMutexSemaphore::Held;
+    }
+
+    StoreDirectory store_;
+    std::vector<Sample> samples_{{"first", 3}, {"second", 2}};
+    std::vector<Job> jobs_{{0, 3}, {1, 1}, {0, 1}, {0, 1}, {1, 2}, {0, 2}};
+};
+
+TEST_F(PartialStoreCrash, LosesNothingWhenKilledBeforeAnyCall) {
+    bool was_killed = true;
+    int call = 1;
+    for (; was_killed && !HasFailure(); ++call) {
+        new (&board()) Board;
+        board().kill_at = call;
+        was_killed = is_killed(start([this] {
+            platform::set_file_probe(count_and_kill);
+            for (Job const & job : jobs_) {
+                run(job);
+                ++board().done[0];
+            }
+        }));
+        std::string const how = "killed before call " + std::to_string(call);
+        ASSERT_TRUE(is_lock_free()) << how;
+        // Who fed the killed receiver feeds again what it has no answer for.
+        for (std::size_t i = board().done[0]; i < jobs_.size(); ++i)
+            run(jobs_[i]);
+        for (std::size_t i = 0; i < samples_.size(); ++i)
+            ASSERT_LE(board().delivered[i], was_killed ? 2 : 1) << how;
+        finish(how);
+    }
+    EXPECT_GT(call, 100); // there was something to kill
+}
+
+// Calls that fail -------------------------------------------------------------------
+
+/// Which calls fail.
+struct Refusal {
+    char const * call; ///< null for all
+    int first;         ///< the first that fails, counted from 1
+    int last;
+    int error;
+};
+
+Refusal refusal;
+
+int refuse(char const * call) {
+    if (refusal.call != nullptr && std::strcmp(call, refusal.call) != 0) return 0;
+    int const number = ++board().calls;
+    return number >= refusal.first && number <= refusal.last ? refusal.error : 0;
+}
+
+class PartialStoreRefused : public PartialStoreCrash {
+protected:
+    /// Feeds everything while calls fail, and again what didn't come into the store. If `damages`,
+    /// the index loses its end before each fragment. Gives the number of calls.
+    int check(Refusal const & which, bool damages = false) {
+        std::string const how = std::string(which.call != nullptr ? which.call : "call") + ' ' +
+                                std::to_string(which.first) + " to " + std::to_string(which.last);
+        new (&board()) Board;
+        refusal = which;
+        platform::set_file_probe(refuse);
+        std::vector<Job> again;
+        for (Job const & job : jobs_) {
+            std::string const index = store_.read("MailPart.Ndx");
+            if (damages && !index.empty()) store_.write("MailPart.Ndx", index.substr(0, 9));
+            Received const got = run(job);
+            bool const is_taken = got.result == MimeINote::Receive_Fragment_Stored ||
+                                  (got.result == MimeINote::Receive_Complete && !got.is_fragment);
+            if (!is_taken) again.push_back(job);
+            // What the store doesn't take the client has, or is told of.
+            EXPECT_TRUE(got.result != MimeINote::Receive_Complete || got.messages == 1) << how;
+        }
+        int const calls = board().calls;
+        platform::set_file_probe(nullptr);
+        board().torn = 0; // a delivery that could not go on has ended, and is repeated
+        for (Job const & job : again)
+            run(job);
+        finish(how);
+        return calls;
+    }
+};
+
+TEST_F(PartialStoreRefused, LosesNothingWhenAnyCallFails) {
+    for (bool const damages : {false, true}) {
+        int calls = 1;
+        for (int call = 1; call <= calls && !HasFailure(); ++call)
+            calls = check({nullptr, call, call, call % 2 == 0 ? ENOSPC : EIO}, damages);
+        EXPECT_GT(calls, 100);
+    }
+}
+
+TEST_F(PartialStoreRefused, LosesNothingWhenAKindOfCallFailsForGood) {
+    constexpr int for_good = 1 << 30;
+    for (char const * const call :
+         {"create", "write", "sync", "rename", "remove", "list", "open", "read", "lock"}) {
+        for (int first = 1; first <= 20 && !HasFailure(); ++first)
+            check({call, first, for_good, EROFS});
+    }
+}
+
+// Any moment --------------------------------------------------------------------------
+
+TEST_F(PartialStoreCrash, LosesNothingWhenKilledAtAnyMoment) {
+    constexpr int fragments = 8;
+    constexpr int most_kills = 200;
+    samples_.clear();
+    jobs_.clear();
+    for (std::size_t i = 0; i < most_messages; ++i)
+        samples_.push_back({"message " + std::to_string(i), fragments});
+    std::mt19937 random(4711);
+    for (std::size_t i = 0; i < most_messages; ++i)
+        for (int number = 1; number <= fragments; ++number)
+            jobs_.push_back({i, number});
+    // Sets begin and end all the time: each job moves by some places only.
+    for (std::size_t i = 0; i < jobs_.size(); ++i)
+        std::swap(jobs_[i], jobs_[std::min(i + random() % 40, jobs_.size() - 1)]);
+
+    auto const start_worker = [this](std::size_t worker) {
+        return start([this, worker] {
+            for (std::atomic<std::size_t> & done = board().done[worker];;) {
+                std::size_t const job = done * most_workers + worker;
+                if (job >= jobs_.size()) return;
+                run(jobs_[job]);
+                ++done;
+            }
+        });
+    };
+    std::array<pid_t, most_workers> workers{};
+    for (std::size_t i = 0; i < most_workers; ++i)
+        workers[i] = start_worker(i);
+    int killed = 0;
+    for (int i = 0; i < most_kills; ++i) {
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+        std::size_t const victim = random() % most_workers;
+        kill(workers[victim], SIGKILL);
+        if (is_killed(workers[victim])) ++killed;
+        workers[victim] = start_worker(victim);
+    }
+    for (pid_t const worker : workers)
+        EXPECT_FALSE(is_killed(worker));
+    EXPECT_TRUE(is_lock_free());
+    EXPECT_GT(killed, 20); // and not only when all was done
+    finish("killed at any moment");
+}
+
+} // namespace

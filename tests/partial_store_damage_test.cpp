@@ -1,0 +1,104 @@
+// tests/partial_store_damage_test.cpp - a partial store whose index is not what it was
+#include "tests/support/fragments.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <vector>
+
+using namespace vellum::test;
+
+namespace {
+
+constexpr char index_name[] = "MailPart.Ndx";
+
+/// Five messages, of each of which all fragments but one are in the store.
+class DamagedIndex : public testing::Test {
+protected:
+    DamagedIndex() {
+        for (int i = 0; i < 5; ++i) {
+            samples_.push_back({"message " + std::to_string(i), 5});
+            for (int number = 1; number <= 5; ++number)
+                if (number != i + 1) receive(store_.prefix(), samples_.back().fragment(number));
+        }
+        struct stat status {};
+        stat(store_.path(index_name).c_str(), &status);
+        time_ = status.st_mtim;
+        files_ = store_.files();
+        index_ = files_[index_name];
+    }
+
+    /// With this index all five sets still come home, and only what isn't theirs stays behind.
+    void check(std::string const & index, std::string const & how, bool keeps_time = false) {
+        files_[index_name] = index;
+        store_.restore(files_);
+        timespec const times[] = {time_, time_};
+        if (keeps_time) utimensat(AT_FDCWD, store_.path(index_name).c_str(), times, 0);
+        for (int number = 1; number <= 5; ++number) {
+            Sample const & sample = samples_[static_cast<std::size_t>(number) - 1];
+            ASSERT_TRUE(receive(store_.prefix(), sample.fragment(number, number, 0)).is(sample))
+                << how << ", fragment " << number;
+        }
+        ASSERT_EQ(store_.files(), foreign_) << how;
+    }
+
+    void add_foreign(std::string const & name, std::string const & text) {
+        files_[name] = foreign_[name] = text;
+    }
+
+    StoreDirectory store_;
+    std::vector<Sample> samples_;
+    StoreDirectory::Files files_;
+    StoreDirectory::Files foreign_;
+    std::string index_;
+    timespec time_{}; ///< of the index
+};
+
+TEST_F(DamagedIndex, IsMadeAnewAfterAnyTruncation) {
+    for (std::size_t size = 0; size < index_.size() && !HasFailure(); ++size)
+        check(index_.substr(0, size), "cut at " + std::to_string(size), size % 2 == 0);
+}
+
+TEST_F(DamagedIndex, IsMadeAnewAfterAnyFlippedByte) {
+    for (std::size_t at = 0; at < index_.size() && !HasFailure(); ++at) {
+        std::string index = index_;
+        index[at] = static_cast<char>(index[at] ^ (at % 2 == 0 ? 0x01 : 0x0F));
+        check(index, "flipped at " + std::to_string(at), at % 3 == 0);
+    }
+}
+
+TEST_F(DamagedIndex, IsMadeAnewFromTheFragments) {
+    add_foreign("Msg00009.001", "\x80 0 1 1");                // no whole label
+    add_foreign("Msg00009.002", "\x80 0 3 3 message 0\r\nx"); // not what its name says
+    add_foreign("Msg00009.003", "");
+    auto const part = [this](std::string const & name, char number) {
+        std::string const path = store_.path(name);
+        return std::to_string(path.size()) + '\n' + path + '\n' + number + '\n';
+    };
+    std::string const twin = part("Msg00001.002", '2');
+    std::string const first = "9\nmessage 0\n1\n5\n4\n" + twin + part("Msg00001.003", '3') +
+                              part("Msg00001.004", '4') + part("Msg00001.005", '5');
+    std::string const indices[] = {
+        "0\n5\n1\n9\nmessage 0\n1\n2\n2\n" + twin + twin, // one file twice
+        "0\n5\n99999999\n",
+        "0\n5\n1\n2147483647\nxxxx",
+        "0\n5\n1\n1\nx\n1\n1\n2147483647\n",
+        std::string(std::size_t{1} << 20, '9'),
+        index_ + "x",
+        "0\n1048575\n" + index_.substr(4),
+        "0\n5\n0\n",         // whole, and of a time when there was nothing
+        "0\n5\n1\n" + first, // when there was one message
+        "0\n2147483647\n" + index_.substr(4),
+    };
+    for (std::string const & index : indices)
+        check(index, index.substr(0, 40));
+
+    // An index that has grown old mustn't make a set of fragments that have gone.
+    files_[index_name] = "0\n5\n1\n9\nmessage 0\n1\n2\n2\n" + part("Msg00001.001", '1') + twin;
+    store_.restore(files_);
+    EXPECT_EQ(receive(store_.prefix(), samples_[0].fragment(2, 2, 0)).result,
+              MimeINote::Receive_Fragment_Stored);
+}
+
+} // namespace
