@@ -1,6 +1,7 @@
 // mime/vellum.hpp - everything that the library gives to its clients
 #pragma once
 
+#include "mime/MIMEQXST.hpp"
 #include "mime/MIMESEM.hpp"
 #include "mime/MIMEUTIL.hpp"
 #include "mime/codec/base64.hpp"
@@ -21,7 +22,9 @@
 #include "mime/header/header_run.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/charset_names.hpp"
+#include "mime/nls/conversion_interface.hpp"
 #include "mime/nls/translator.hpp"
+#include "mime/ordinal_table.hpp"
 #include "mime/receive/context.hpp"
 #include "mime/receive/incoming_note.hpp"
 #include "mime/receive/line_reader.hpp"

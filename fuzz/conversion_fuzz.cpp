@@ -1,0 +1,118 @@
+// fuzz/conversion_fuzz.cpp - any bytes as text in any set of the conversion component
+//
+// The first byte picks the set, the second the size of the output buffer that is offered. What is
+// read is UTF-8, and does not depend on the buffer; what is written is text in the set.
+#include "mime/nls/conversion_binding.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace {
+
+namespace conversion = vellum::conversion;
+
+void require(bool condition) {
+    if (!condition) std::abort();
+}
+
+constexpr char const * set_names[] = {
+    "UTF-8",       "US-ASCII",    "ISO-8859-1",  "windows-1251",  "windows-1255", "windows-1258",
+    "TIS-620",     "KOI8-R",      "IBM437",      "Big5",          "CP950",        "Big5-HKSCS",
+    "GB2312",      "GBK",         "CP936",       "GB18030",       "HZ-GB-2312",   "EUC-TW",
+    "ISO-2022-CN", "EUC-KR",      "CP949",       "Johab",         "ISO-2022-KR",  "Shift_JIS",
+    "Windows-31J", "EUC-JP",      "ISO-2022-JP", "ISO-2022-JP-2", "UTF-16",       "UTF-16BE",
+    "UTF-16LE",    "Unicode-1-1", "UTF-32",      "UTF-32BE",      "UTF-7",
+};
+
+/// A session for a set.
+class Session {
+public:
+    explicit Session(std::string name) {
+        qxtSTRCharSettag tag = qxtSTR_none;
+        require(entries().qxSTRCsidConvExt(&tag, name.data(), conversion::name_to_tag, 0) == 0);
+        open(tag);
+    }
+    explicit Session(qxtSTRCharSettag tag) { open(tag); }
+    ~Session() { entries().qxSTRCloseStrSession(session_); }
+    Session(Session const &) = delete;
+    Session & operator=(Session const &) = delete;
+
+    static conversion::Entries const & entries() {
+        static conversion::Entries const * const bound = vellum::bind_conversion();
+        require(bound != nullptr);
+        return *bound;
+    }
+
+    void * handle() const { return session_; }
+    std::size_t terminator() const { return static_cast<std::size_t>(terminator_); }
+
+private:
+    void open(qxtSTRCharSettag tag) {
+        require(entries().qxSTROpenStrSession(&session_, nullptr, nullptr, tag) == 0);
+        require(entries().qxSTRSizeofNull(session_, &terminator_) == 0);
+    }
+
+    void * session_ = nullptr;
+    short terminator_ = 0;
+};
+
+/// `text` translated into a block of `capacity` bytes, or of the component's own.
+std::string translated(Session const & to, Session const & from, std::string_view text,
+                       std::size_t capacity) {
+    auto const in = std::make_unique<unsigned char[]>(text.size());
+    std::copy(text.begin(), text.end(), in.get());
+    auto const out = std::make_unique<unsigned char[]>(capacity);
+    unsigned long in_length = text.size();
+    conversion::Options const options{conversion::plain_translation, {}};
+    conversion::Result result{};
+    std::uintptr_t word = 0;
+    require(Session::entries().qxSTRCpyXlateExt(to.handle(), from.handle(), out.get(), capacity,
+                                                in.get(), &in_length, &options, &word,
+                                                &result) == 0);
+    require(result.buffer != nullptr || result.produced <= capacity);
+    require(result.produced >= to.terminator());
+    auto const * const bytes = result.buffer != nullptr ? result.buffer : out.get();
+    std::string translation(reinterpret_cast<char const *>(bytes), result.produced);
+    if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
+    std::string const end(to.terminator(), '\0');
+    require(translation.compare(translation.size() - end.size(), end.size(), end) == 0);
+    translation.resize(translation.size() - end.size());
+    return translation;
+}
+
+constexpr std::string_view replacement = "\xEF\xBF\xBD";
+
+bool has_replacement(std::string_view text) { return text.find(replacement) != text.npos; }
+
+/// Text in this set is written without a mark of its byte order.
+bool guesses_byte_order(std::string_view set_name) { return set_name == "Unicode-1-1"; }
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
+    if (size < 2) return 0;
+    static Session const utf_8(qxtSTR_multi_byte_pivot);
+    Session const set(set_names[data[0] % std::size(set_names)]);
+    std::size_t const capacity = data[1];
+    std::string_view const text(reinterpret_cast<char const *>(data) + 2, size - 2);
+
+    std::string const read = translated(utf_8, set, text, text.size() * 16 + 8);
+    require(translated(utf_8, set, text, capacity) == read);
+    require(read.size() <= text.size() * 6);
+    require(translated(utf_8, utf_8, read, capacity) == read);
+
+    std::string const written = translated(set, utf_8, read, capacity);
+    require(translated(set, utf_8, read, read.size() * 16 + 8) == written);
+    if (!has_replacement(read) && !guesses_byte_order(set_names[data[0] % std::size(set_names)])) {
+        require(!has_replacement(translated(utf_8, set, written, capacity)));
+    }
+    translated(set, utf_8, text, capacity);
+    return 0;
+}

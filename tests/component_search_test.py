@@ -1,0 +1,70 @@
+# tests/component_search_test.py - where the engine looks for the conversion component, and where not
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD = pathlib.Path(os.environ['VELLUM_BIN_DIR']).parent
+ENGINE = 'libvellum.so.0.1'
+COMPONENT = 'librwqfmp13.so'
+
+# Loads the engine, goes to another directory, makes a factory, and tells which component it found.
+CLIENT = '''
+import ctypes, os, sys
+engine = ctypes.CDLL(sys.argv[1])
+os.chdir(sys.argv[2])
+engine._ZN17NLS_qxStr_FactoryC1EPKcS1_S1_(ctypes.create_string_buffer(4096), None, None, None)
+print({line.split()[-1] for line in open('/proc/self/maps') if 'rwqfmp13' in line})
+'''
+
+
+class ComponentSearch(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.dir = pathlib.Path(directory.name).resolve()
+
+    def place(self, directory, *names, mode=0o755):
+        (self.dir / directory).mkdir(parents=True)
+        for name in names:
+            shutil.copy(BUILD / name, self.dir / directory / name)
+        (self.dir / directory).chmod(mode)
+
+    def found(self, engine, working_directory='.', library_path=''):
+        """The directory of the component that the engine finds."""
+        library_path = ':'.join(str(self.dir / place) if place else '' for place in library_path.split(':'))
+        done = subprocess.run([sys.executable, '-c', CLIENT, engine, self.dir / working_directory], cwd=self.dir,
+                              capture_output=True, text=True, env={**os.environ, 'LD_LIBRARY_PATH': library_path})
+        if re.search('(a|t|ub)san', done.stderr):
+            self.skipTest('Python runs no instrumented library')
+        self.assertEqual(done.returncode, 0, done.stderr)
+        paths = eval(done.stdout)
+        return str(pathlib.Path(paths.pop()).parent.relative_to(self.dir)) if paths else None
+
+    def test_beside_the_engine(self):
+        self.place('lib', ENGINE, COMPONENT)
+        self.place('links')
+        (self.dir / 'links' / ENGINE).symlink_to(self.dir / 'lib' / ENGINE)
+        self.place('program/bin', ENGINE)
+        self.place('program/lib', COMPONENT)
+        self.place('work/lib', ENGINE, COMPONENT)
+        self.assertEqual(self.found(f'lib/{ENGINE}', 'work'), 'lib')  # not that of the same relative name
+        self.assertEqual(self.found(self.dir / 'links' / ENGINE), 'lib')
+        self.assertEqual(self.found(ENGINE, library_path='program/bin'), 'program/lib')
+
+    def test_in_no_unsafe_place(self):
+        self.place('alone', ENGINE)
+        self.place('work', COMPONENT)
+        self.place('open', ENGINE, COMPONENT, mode=0o1777)
+        self.assertIsNone(self.found(f'alone/{ENGINE}', 'work'))
+        self.assertIsNone(self.found(f'alone/{ENGINE}', 'work', 'alone:'))
+        self.assertEqual(self.found(f'alone/{ENGINE}', library_path='work'), 'work')
+        self.assertIsNone(self.found(f'open/{ENGINE}'))
+
+
+if __name__ == '__main__':
+    unittest.main()
