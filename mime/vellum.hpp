@@ -33,3 +33,5 @@
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/rfc2047_stream.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/util/type_guess.hpp"
+#include "mime/util/type_tokens.hpp"
