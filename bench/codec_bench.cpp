@@ -3,6 +3,7 @@
 // The input comes in spans of the given size, the output goes through a block of 1,024 bytes into
 // an `ostream` that drops it. The bytes per second are those of the encoded form when decoding, and
 // those of the data when encoding.
+#include "bench/dropping.hpp"
 #include "mime/codec/base64.hpp"
 #include "mime/codec/quoted_printable.hpp"
 #include "mime/codec/uuencode.hpp"
@@ -14,22 +15,15 @@
 #include <cstddef>
 #include <ostream>
 #include <random>
-#include <streambuf>
 #include <string>
 #include <string_view>
 
 namespace {
 
-class DroppingBuffer : public std::streambuf {
-protected:
-    int overflow(int c) override { return c; }
-    std::streamsize xsputn(char const *, std::streamsize size) override { return size; }
-};
-
 /// Feeds `text` in spans through `step(in, out)`.
 template <typename Step>
 void feed(std::string & text, std::size_t span, Step step) {
-    DroppingBuffer dropping;
+    bench::DroppingBuffer dropping;
     std::ostream sink(&dropping);
     char block[1024];
     oSimpleStream out(block, static_cast<int>(sizeof block), &sink);

@@ -1,6 +1,7 @@
 // bench/receive_bench.cpp - reading messages: every field reported, every body decoded and dropped
 //
 // The peer reads the same messages from memory in peer_gmime.cpp; compare the pairs of one run.
+#include "bench/dropping.hpp"
 #include "bench/messages.hpp"
 #include "bench/workloads.hpp"
 
@@ -10,18 +11,8 @@
 #include <benchmark/benchmark.h>
 
 #include <ostream>
-#include <streambuf>
 
 namespace {
-
-class DroppingBuffer : public std::streambuf {
-protected:
-    int overflow(int c) override { return c; }
-    std::streamsize xsputn(char const *, std::streamsize size) override {
-        benchmark::DoNotOptimize(size);
-        return size;
-    }
-};
 
 class Reader : public MimeINote {
 public:
@@ -36,7 +27,7 @@ protected:
     }
 
 private:
-    DroppingBuffer dropping_;
+    bench::DroppingBuffer dropping_;
     std::ostream sink_{&dropping_};
 };
 

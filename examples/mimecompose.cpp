@@ -1,16 +1,16 @@
 // examples/mimecompose.cpp - a message from the command line
 #include "examples/support/crlf_stream.hpp"
-#include "examples/support/header_text.hpp"
 #include "examples/support/outgoing_part.hpp"
+#include "examples/support/text_factory.hpp"
 #include "examples/support/tree_reader.hpp"
 #include "examples/support/tree_writer.hpp"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -34,7 +34,7 @@ constexpr char const * usage =
     "  --attach FILE     a file, as often as needed\n"
     "  --message FILE    a message as it stands in the file\n"
     "  --forward FILE    a message, written anew\n"
-    "  --charset NAME    the character set that the text is in; UTF-8 without it\n"
+    "  --charset NAME    the character set that the text goes out in; UTF-8 without it\n"
     "  --encoding NAME   7bit, 8bit, quoted-printable, base64 or binary for the text\n"
     "  --split BYTES     fragments of about that size, 30720 at least\n"
     "  --out DIR         where the fragments go: DIR/001.eml and so on\n";
@@ -88,10 +88,14 @@ unsigned int parse_size(std::string const & text) {
     return static_cast<unsigned int>(size);
 }
 
-bool is_token(std::string const & text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-        return c > ' ' && c < 0x7F && std::strchr("()<>@,;:\\\"/[]?=", c) == nullptr;
-    });
+/// UTF-8 needs no translator.
+bool can_be_written(std::string const & charset) {
+    if (SymToken(charset.c_str()) == NLS::UTF_8.name) return true;
+    NLS_qxStr_Factory factory;
+    NLS_Translator * const translator =
+        factory.New(charset.c_str(), static_cast<int>(NLS::PlatformCodePage));
+    delete translator;
+    return translator != nullptr;
 }
 
 void take(Options & options, std::string const & name, std::string const & value) {
@@ -114,7 +118,7 @@ void take(Options & options, std::string const & name, std::string const & value
     } else if (name == "--forward") {
         options.forwarded.push_back(value);
     } else if (name == "--charset") {
-        if (!is_token(value)) throw UsageError("no name of a character set: " + value);
+        if (!can_be_written(value)) throw UsageError("can't write that character set: " + value);
         options.charset = value;
     } else if (name == "--encoding") {
         options.encoding = parse_encoding(value);
@@ -146,37 +150,38 @@ Options parse(std::vector<std::string> const & arguments) {
 
 // The parts --------------------------------------------------------------------------
 
-struct MediaType {
-    char const * extension;
-    char const * type;
-    char const * subtype;
-};
-
-constexpr char const * any_type = "application";
-
-MediaType media_type_of(std::filesystem::path const & file) {
-    static MediaType const table[] = {
-        {".txt", "text", "plain"},   {".html", "text", "html"}, {".csv", "text", "csv"},
-        {".gif", "image", "gif"},    {".jpg", "image", "jpeg"}, {".jpeg", "image", "jpeg"},
-        {".png", "image", "png"},    {".pdf", any_type, "pdf"}, {".zip", any_type, "zip"},
-        {".json", any_type, "json"}, {".mp3", "audio", "mpeg"}, {".mp4", "video", "mp4"},
-    };
-    std::string extension = file.extension().string();
-    for (char & c : extension) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    for (MediaType const & row : table) {
-        if (extension == row.extension) return row;
-    }
-    return {"", any_type, "octet-stream"};
-}
-
 std::unique_ptr<std::istream> open_file(std::string const & name) {
     auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
     if (!file->is_open() || std::filesystem::is_directory(name)) {
         throw std::runtime_error(name + ": can't be read");
     }
     return file;
+}
+
+struct MediaType {
+    char const * type;
+    char const * subtype;
+};
+
+/// Formats that the library's table doesn't know; else what is right for text of no known kind.
+MediaType young_type_of(std::filesystem::path const & file) {
+    static std::map<std::string, MediaType> const table = {
+        {".csv", {"text", "csv"}},        {".json", {"application", "json"}},
+        {".mp3", {"audio", "mpeg"}},      {".mp4", {"video", "mp4"}},
+        {".pdf", {"application", "pdf"}}, {".png", {"image", "png"}},
+        {".webp", {"image", "webp"}},
+    };
+    auto const found = table.find(file.extension().string());
+    return found != table.end() ? found->second : MediaType{RFC1521::text, RFC1521::plain};
+}
+
+MediaType media_type_of(std::filesystem::path const & file) {
+    MediaType const young = young_type_of(file);
+    MediaType type = young;
+    bool const is_known = MimeUtil::GuessMimeType(file.filename().c_str(), open_file(file).get(),
+                                                  type.type, type.subtype) == 0;
+    bool const is_young = young.type != RFC1521::text || young.subtype != RFC1521::plain;
+    return is_known || !is_young ? type : young;
 }
 
 std::unique_ptr<std::istream> open_lines(std::string const & name) {
@@ -193,6 +198,7 @@ PartPointer make_part(char const * type, char const * subtype) {
 PartPointer make_text(std::string const & file, char const * subtype, Options const & options) {
     PartPointer part = make_part(RFC1521::text, subtype);
     part->charset = options.charset;
+    part->is_utf8 = true;
     part->encoding = options.encoding;
     part->open = [file] { return open_lines(file); };
     return part;

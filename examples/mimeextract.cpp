@@ -1,7 +1,8 @@
 // examples/mimeextract.cpp - writes the decoded body of each leaf of a message to a file of its own
 //
 // A file is named by its part's number, then "-" and a safe form of the name that the message gives
-// it, if it gives one. Nothing that a message says places a file elsewhere or overwrites one.
+// it; or by the number and the extension of its type, if it gives none. Text is written in UTF-8.
+// Nothing that a message says places a file elsewhere or overwrites one.
 #include "examples/support/input.hpp"
 #include "examples/support/new_file.hpp"
 #include "examples/support/part_note.hpp"
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 class Extractor : public examples::PartNote {
 public:
     Extractor(std::istream & in, fs::path directory)
-        : PartNote(in), directory_(std::move(directory)) {}
+        : PartNote(in, Bodies::translated), directory_(std::move(directory)) {}
 
     /// No file failed.
     bool is_good() const { return is_good_; }
@@ -53,7 +54,14 @@ private:
     std::string FileName(int part_number) const {
         std::string const number = std::to_string(part_number);
         std::string const name = examples::safe_file_name(Part().file_name.value_or(""));
-        return name.empty() ? number : number + '-' + name;
+        return name.empty() ? number + '.' + Extension() : number + '-' + name;
+    }
+
+    /// By the type that the message gives. It comes from the library's table.
+    char const * Extension() const {
+        char const * extension = nullptr;
+        MimeUtil::GuessFileExt(Part().type, Part().subtype, extension, 0);
+        return extension;
     }
 
     void Complain(char const * reason) {
@@ -84,7 +92,7 @@ constexpr char const * usage =
     "usage: mimeextract FILE DIR\n"
     "\n"
     "Writes the decoded body of each part of the message in FILE to a new file in DIR, which is\n"
-    "made if there is none. For \"-\" it reads standard input.\n";
+    "made if there is none, text in UTF-8. For \"-\" it reads standard input.\n";
 
 } // namespace
 

@@ -4,8 +4,8 @@
 // the first of several Received, the names of groups and comments among addresses, and the fields
 // of parts that are multiparts or messages. A text keeps its transfer encoding; every other body
 // becomes base64. A fragment of a message is copied.
-#include "examples/support/header_text.hpp"
 #include "examples/support/input.hpp"
+#include "examples/support/text_factory.hpp"
 #include "examples/support/tree_reader.hpp"
 #include "examples/support/tree_writer.hpp"
 

@@ -11,11 +11,13 @@
 
 #include <mime/vellum.hpp>
 
+#include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -64,7 +66,7 @@ private:
 /// of those, a leaf behind its body. So nothing has to be kept, however large the message is.
 class TreeView : public examples::PartNote {
 public:
-    TreeView(std::istream & in, std::ostream & out) : PartNote(in), out_(out) {}
+    TreeView(std::istream & in, std::ostream & out) : PartNote(in, Bodies::translated), out_(out) {}
 
 protected:
     void BeginPart(MimeContext & context) override {
@@ -174,14 +176,19 @@ private:
 // The command ----------------------------------------------------------------------
 
 constexpr char const * usage =
-    "usage: mimetree [--json | --events] [--headers-only] [--raw] [FILE...]\n"
+    "usage: mimetree [--json | --events] [--headers-only] [--raw]\n"
+    "                [--partial-dir DIR] [FILE...]\n"
     "\n"
     "Shows what each message is made of. Without a FILE, or for \"-\", it reads standard input.\n"
     "\n"
     "  --json          one line of JSON for each message\n"
     "  --events        one line for each call that the engine makes, and the text of the bodies\n"
     "  --headers-only  stop behind the header of the message\n"
-    "  --raw           leave the bodies encoded (with the blank line in front of each)\n";
+    "  --raw           leave the bodies encoded (with the blank line in front of each)\n"
+    "  --partial-dir DIR  store fragments of messages there, and show a message when its last one\n"
+    "                  has come; without it each fragment is shown as the message that it is\n"
+    "\n"
+    "Text is in UTF-8, and sizes are those of the decoded text.\n";
 
 enum class View { tree, json, events };
 
@@ -189,6 +196,7 @@ struct Options {
     View view = View::tree;
     bool headers_only = false;
     bool raw = false;
+    std::string partial_dir; ///< With a slash at its end; empty for none.
     std::vector<std::string> files;
 };
 
@@ -196,7 +204,8 @@ struct Options {
 std::optional<Options> parse(std::vector<std::string> const & arguments) {
     Options options;
     bool are_options_over = false;
-    for (std::string const & argument : arguments) {
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        std::string const & argument = arguments[i];
         if (are_options_over || argument.empty() || argument[0] != '-' || argument == "-") {
             options.files.push_back(argument);
         } else if (argument == "--") {
@@ -209,6 +218,8 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
             options.headers_only = true;
         } else if (argument == "--raw") {
             options.raw = true;
+        } else if (argument == "--partial-dir" && i + 1 < arguments.size()) {
+            options.partial_dir = arguments[++i] + '/';
         } else {
             return {};
         }
@@ -220,10 +231,12 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
 MimeINote::ReceiveResult receive(examples::PartNote & note, Options const & options) {
     if (options.headers_only) note.SetHeadersOnly(1);
     if (options.raw) note.DeliverRaw();
+    if (!options.partial_dir.empty()) note.SetPartialDir(options.partial_dir.c_str());
     return note.Receive();
 }
 
-void show(std::istream & in, std::string const & file, Options const & options) {
+MimeINote::ReceiveResult show(std::istream & in, std::string const & file,
+                              Options const & options) {
     switch (options.view) {
     case View::tree: {
         TreeView view(in, std::cout);
@@ -231,31 +244,44 @@ void show(std::istream & in, std::string const & file, Options const & options) 
         if (result == MimeINote::Receive_Fragment_Stored) {
             std::cout << "      one fragment of a message, stored until the others come\n";
         }
-        break;
+        return result;
     }
     case View::json: {
         examples::JsonView view(in);
         auto const result = receive(view, options);
         view.Print(std::cout, file, result);
-        break;
+        return result;
     }
     case View::events: {
         examples::EventView view(in, std::cout);
         auto const result = receive(view, options);
         view.PrintResult(result);
-        break;
+        return result;
     }
     }
+    return MimeINote::Receive_Not_Finished;
 }
 
-/// False if the file can't be read.
+/// False, with a line on standard error, if the file can't be read or the fragment in it be stored.
 bool show_file(std::string const & file, Options const & options) {
     bool const has_title = options.view != View::json && options.files.size() > 1;
-    return examples::read_input("mimetree", file, [&](std::istream & in) {
+    bool is_lost = false;
+    bool const is_read = examples::read_input("mimetree", file, [&](std::istream & in) {
         if (has_title) std::cout << file << '\n';
-        show(in, file, options);
+        auto const result = show(in, file, options);
+        is_lost = result == MimeINote::Receive_Not_Finished && !options.headers_only;
         if (has_title) std::cout << '\n';
     });
+    if (is_lost) std::cerr << "mimetree: " << file << ": the fragment can't be stored\n";
+    return is_read && !is_lost;
+}
+
+/// False, with a line on standard error, if there is none and it can't be made.
+bool make_directory(std::string const & path) {
+    std::error_code error;
+    if (!path.empty()) std::filesystem::create_directories(path, error);
+    if (error) std::cerr << "mimetree: " << path << ": " << error.message() << '\n';
+    return !error;
 }
 
 } // namespace
@@ -273,6 +299,7 @@ int main(int argc, char ** argv) {
         std::cerr << usage;
         return 2;
     }
+    if (!make_directory(options->partial_dir)) return 1;
     bool is_good = true;
     for (std::string const & file : options->files)
         is_good = show_file(file, *options) && is_good;

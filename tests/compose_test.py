@@ -114,8 +114,9 @@ class Compose(WithDirectory):
         self.assertEqual([part.get_content_type() for part in message.walk()], ['multipart/mixed', 'application/pdf'])
 
     def test_the_character_set_is_the_one_named(self):
-        message = self.compose('--charset', 'windows-1252', '--text', self.file('t', b'caf\xe9'))
-        self.assertEqual((message.get_content_charset(), message.get_content()), ('windows-1252', 'café'))
+        for charset, text in [('windows-1252', 'café'), ('koi8-r', 'мир'), ('iso-2022-jp', '山田')]:
+            message = self.compose('--charset', charset, '--text', self.file('t', text.encode()))
+            self.assertEqual((message.get_content_charset(), message.get_content()), (charset, text))
 
     def test_a_forwarded_message_has_its_own_subject_or_none(self):
         message = self.compose('--subject', 'outer', '--forward', self.file('f', b'From: a@b\n\nhi'))
@@ -134,6 +135,25 @@ class Compose(WithDirectory):
         ids = [part.get_payload(0)['Message-Id'] for part in whole.walk() if part.get_content_type() == 'message/rfc822']
         self.assertEqual(ids, ['<in@x>'] + ['<leaf@x>'] * 900)
 
+    def test_fragments_come_home(self):
+        options = [*self.ADDRESSES, '--subject', 'Grüße', '--attach', self.file('blob', bytes(range(256)) * 600)]
+        (self.dir / 'whole.eml').write_bytes(run('mimecompose', *options))
+        run('mimecompose', *options, '--split', 40000, '--out', self.dir / 'out')
+        fragments = sorted((self.dir / 'out').iterdir())[::-1]
+        store = self.dir / 'store'
+        *stored, last = [json.loads(line) for line in run(
+            'mimetree', '--json', '--partial-dir', store, *fragments).splitlines()]
+        self.assertEqual([(each['result'], each['parts']) for each in stored],
+                         [('fragment_stored', [])] * (len(fragments) - 1))
+        self.assertEqual(last['result'], 'complete')
+        essence = [[(part['type'], part['subtype'], part['file_name'], part['decoded_size']) for part in parts]
+                   for parts in (last['parts'], parts_of(self.dir / 'whole.eml'))]
+        self.assertEqual(*essence)
+        self.assertEqual(list(store.iterdir()), [])
+        store.rmdir()
+        store.symlink_to('/dev/null')
+        run('mimetree', '--partial-dir', store, fragments[0], code=1)
+
     def test_no_file_is_overwritten(self):
         self.file('001.eml', b'old')
         run('mimecompose', *self.ADDRESSES, '--split', 40000, '--out', self.dir, code=1)
@@ -143,7 +163,8 @@ class Compose(WithDirectory):
         run('mimecompose', '--from', 'a@b', code=2)
         run('mimecompose', *self.ADDRESSES, '--split', '0', '--out', self.dir, code=2)
         run('mimecompose', *self.ADDRESSES, '--encoding', 'rot13', code=2)
-        run('mimecompose', *self.ADDRESSES, '--charset', 'a; b=c', code=2)
+        for charset in ('a; b=c', 'no-such-set'):
+            run('mimecompose', *self.ADDRESSES, '--charset', charset, code=2)
         run('mimecompose', *self.ADDRESSES, '--attach', self.dir / 'missing', code=1)
 
 

@@ -7,6 +7,7 @@ import email
 import glob
 import json
 import os
+import re
 import subprocess
 import tempfile
 import unittest
@@ -77,7 +78,7 @@ class Structure(unittest.TestCase):
             with self.subTest(name), tempfile.TemporaryDirectory() as directory:
                 expected, ours = self.read(name)
                 self.assertEqual(run("mimeextract", name, directory).returncode, 0)
-                files = {int(file.split("-")[0]): file for file in os.listdir(directory)}
+                files = {int(re.match(r"\d+", file)[0]): file for file in os.listdir(directory)}
                 leaves = [n for n, (part, *_) in enumerate(expected, 1) if is_leaf(part)]
                 self.assertEqual(sorted(files), leaves)
                 for number in leaves:
@@ -87,9 +88,11 @@ class Structure(unittest.TestCase):
                     self.assertEqual(len(data), part["decoded_size"])
                     if other.is_multipart():
                         continue
+                    body = other.get_payload(decode=True)
+                    if other.get_content_maintype() == "text":
+                        body = body.decode(other.get_content_charset("us-ascii")).encode()
                     # Quoted-printable text is delivered with the line ends of mail.
-                    self.assertEqual(data.replace(b"\r\n", b"\n"),
-                                     other.get_payload(decode=True).replace(b"\r\n", b"\n"))
+                    self.assertEqual(data.replace(b"\r\n", b"\n"), body.replace(b"\r\n", b"\n"))
 
 
 class Json(unittest.TestCase):
@@ -194,8 +197,8 @@ class Extract(unittest.TestCase):
         ("/etc/passwd", "1-passwd"),
         ("C:\\\\dir\\\\con.txt", "1-_con.txt"),
         ("COM7", "1-_COM7"),
-        ("..", "1"),
-        ("dir/", "1"),
+        ("..", "1.txt"),
+        ("dir/", "1.txt"),
         (".hidden. ", "1-hidden"),
         ("-rf *?", "1-rf __"),
         ("=?utf-8?q?a=0Ab=1Bc=E2=80=AEd=FF.txt?=", "1-a_b_c_d_.txt"),
@@ -229,14 +232,14 @@ class Extract(unittest.TestCase):
         message = b"Content-Type: multipart/mixed; boundary=x\n\n--x\n\nnew\n--x\n\nnew\n--x--\n"
         os.makedirs(self.target)
         outside = os.path.join(self.top, "outside")
-        with open(os.path.join(self.target, "2"), "w") as file:
+        with open(os.path.join(self.target, "2.txt"), "w") as file:
             file.write("old")
-        os.symlink(outside, os.path.join(self.target, "3"))
+        os.symlink(outside, os.path.join(self.target, "3.txt"))
         result = self.extract(message)
         self.assertEqual(result.returncode, 1)
         self.assertEqual(len(result.stderr.splitlines()), 2)
         self.assertFalse(os.path.exists(outside))
-        with open(os.path.join(self.target, "2")) as file:
+        with open(os.path.join(self.target, "2.txt")) as file:
             self.assertEqual(file.read(), "old")
 
     def test_exit_status(self):

@@ -33,7 +33,8 @@ private:
 /// Prints each call as it comes, with its arguments. All that isn't printable ASCII is escaped.
 class EventView : public PartNote {
 public:
-    EventView(std::istream & in, std::ostream & out) : PartNote(in), out_(out), lines_(out) {}
+    EventView(std::istream & in, std::ostream & out)
+        : PartNote(in, Bodies::translated), out_(out), lines_(out) {}
 
     /// After Receive.
     void PrintResult(ReceiveResult result);

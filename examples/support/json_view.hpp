@@ -21,7 +21,7 @@ namespace examples {
 /// null for a part that has others in it. Positions that were not reached are null.
 class JsonView : public PartNote {
 public:
-    using PartNote::PartNote;
+    explicit JsonView(std::istream & in) : PartNote(in, Bodies::translated) {}
 
     /// After Receive.
     void Print(std::ostream & out, std::string_view file, ReceiveResult result) const;

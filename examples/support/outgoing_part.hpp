@@ -25,7 +25,8 @@ struct OutgoingPart {
     SymToken type;
     SymToken subtype;
     SymToken disposition;
-    std::string charset;             ///< Of a text body; its bytes are in this set already.
+    std::string charset;             ///< Of a text body; its bytes are in this set already,
+    bool is_utf8 = false;            ///< unless they are in UTF-8, and to be translated.
     char const * encoding = nullptr; ///< Of a text body: a token; null for quoted-printable.
     std::optional<std::string> file_name;
 

@@ -5,8 +5,10 @@
 
 namespace examples {
 
-PartNote::PartNote(std::istream & in) : MimeINote(in), factory_(new HeaderTextFactory) {
+PartNote::PartNote(std::istream & in, Bodies bodies)
+    : MimeINote(in), bodies_(bodies), factory_(new TextFactory) {
     SetNLS(factory_, 1);
+    SetPartialDir("/dev/null/"); // no place for a store
 }
 
 void PartNote::BeginPart(MimeContext &) {
@@ -16,13 +18,14 @@ void PartNote::BeginPart(MimeContext &) {
 
 void PartNote::BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) {
     if (data == nullptr) return; // the parts in it come one by one
-    factory_->is_in_body = true;
+    is_in_leaf_ = true;
+    factory_->is_off = bodies_ == Bodies::as_sent;
     *(is_raw_ ? raw : data) = BeginLeaf(context);
 }
 
 void PartNote::EndBody(MimeContext & context) {
-    if (!factory_->is_in_body) return;
-    factory_->is_in_body = false;
+    if (!std::exchange(is_in_leaf_, false)) return;
+    factory_->is_off = false;
     EndLeaf(context);
 }
 

@@ -1,7 +1,7 @@
 // examples/support/part_note.hpp - the note that the example programs build upon
 #pragma once
 
-#include "examples/support/header_text.hpp"
+#include "examples/support/text_factory.hpp"
 
 #include <mime/vellum.hpp>
 
@@ -25,9 +25,14 @@ struct PartInfo {
 
 /// Gathers what the header of the latest part says, and tells leaves from parts that enclose
 /// others. A class that overrides one of its operations calls it first.
+///
+/// Text comes in UTF-8: header fields, and bodies too unless they are wanted as they were sent. A
+/// fragment of a message is delivered like any other part, unless a directory for fragments is set.
 class PartNote : public MimeINote {
 public:
-    explicit PartNote(std::istream & in);
+    enum class Bodies { translated, as_sent };
+
+    PartNote(std::istream & in, Bodies bodies);
 
     /// Bodies are delivered as they stand in the message, with the blank line in front of them.
     void DeliverRaw() { is_raw_ = true; }
@@ -53,11 +58,13 @@ protected:
                                  char const * filename) override;
 
 private:
-    HeaderTextFactory * factory_; // owned by the note
+    Bodies const bodies_;
+    TextFactory * const factory_; // owned by the note
     PartInfo part_;
     std::optional<std::string> charset_; // of the Content-Type that is being reported
     bool has_disposition_name_ = false;
     bool is_raw_ = false;
+    bool is_in_leaf_ = false;
 };
 
 /// The operation's result in a word: "complete", "fragment_stored", "not_finished".

@@ -35,9 +35,9 @@ bool is_token(std::string_view text) {
 
 } // namespace
 
-TreeReader::TreeReader(std::istream & in) : PartNote(in), spool_(std::make_shared<Spool>()) {
+TreeReader::TreeReader(std::istream & in)
+    : PartNote(in, Bodies::as_sent), spool_(std::make_shared<Spool>()) {
     SetNestingLimit(deepest_nesting);
-    SetPartialDir("/dev/null/"); // no place for a store, so that fragments are delivered
 }
 
 std::unique_ptr<OutgoingPart> TreeReader::Read() {

@@ -45,15 +45,19 @@ std::string random_boundary() {
 } // namespace
 
 TreeWriter::TreeWriter(OutgoingPart const & root, std::ostream & out) : root_(root), out_(&out) {
-    SetFieldGuard(1);
+    Start();
     SetNetworkSplitSize(0);
-    SetCharacterSet(header_charset);
 }
 
 TreeWriter::TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size)
     : root_(root), directory_(std::move(directory)) {
-    SetFieldGuard(1);
+    Start();
     split_size_ = SetNetworkSplitSize(split_size);
+}
+
+void TreeWriter::Start() {
+    SetNLS(factory_, 1);
+    SetFieldGuard(1);
     SetCharacterSet(header_charset);
 }
 
@@ -90,11 +94,15 @@ void TreeWriter::EndPart(MimeContext &) { levels_.pop_back(); }
 int TreeWriter::BeginBody(MimeContext &, std::istream ** body) {
     if (body == nullptr || !Part().open) return 0;
     body_ = Part().open();
+    factory_->is_off = !Part().is_utf8;
     *body = body_.get();
     return 0;
 }
 
-void TreeWriter::EndBody(MimeContext &) { body_.reset(); }
+void TreeWriter::EndBody(MimeContext &) {
+    body_.reset();
+    factory_->is_off = false;
+}
 
 // The header -------------------------------------------------------------------------
 

@@ -3,6 +3,7 @@
 
 #include "examples/support/new_file.hpp"
 #include "examples/support/outgoing_part.hpp"
+#include "examples/support/text_factory.hpp"
 
 #include <mime/vellum.hpp>
 
@@ -53,6 +54,8 @@ protected:
     void PutOutputBuffer(Buffer & block) override;
 
 private:
+    void Start();
+
     struct Level {
         OutgoingPart const * part;
         std::size_t next_part = 0;
@@ -64,6 +67,7 @@ private:
     void AllowFragments(bool allow) { SetNetworkSplitSize(allow ? split_size_ : 0); }
 
     OutgoingPart const & root_;
+    TextFactory * const factory_ = new TextFactory; ///< Owned by the note.
     std::vector<Level> levels_;
     std::size_t next_address_ = 0; ///< Of the series that is being asked for.
     std::unique_ptr<std::istream> body_;
