@@ -53,11 +53,16 @@ std::size_t piece_of_lines(std::string_view text) {
     return end == text.npos ? text.size() : end + 2;
 }
 
+/// A header ends at any line that begins with CR. One that goes on with something else is no blank
+/// line, but the first of the body.
+bool is_blank_line(std::string_view line) { return line.find_first_not_of("\r\n") == line.npos; }
+
 } // namespace
 
 bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
     NewLine_Body(); // the blank line behind the header
-    Place_body(context, position);
+    bool const is_text = !line_reader_->Boundary_is_a() && !is_blank_line(line());
+    Place_body(context, is_text ? previous_position : position);
     std::ostream * data = nullptr;
     RawStream raw(*this);
     note->BeginBody(context, &data, &raw.client);
@@ -65,7 +70,7 @@ bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
     if (data == nullptr) {
         For_each_text([this](std::string_view text) { Debug(text); });
     } else {
-        if (!line_reader_->Boundary_is_a()) {
+        if (!line_reader_->Boundary_is_a() && !is_text) {
             Debug(line());
             NewLine_Body();
         }
