@@ -1,5 +1,6 @@
 // examples/mimecompose.cpp - a message from the command line
 #include "examples/support/crlf_stream.hpp"
+#include "examples/support/media_type.hpp"
 #include "examples/support/outgoing_part.hpp"
 #include "examples/support/text_factory.hpp"
 #include "examples/support/tree_reader.hpp"
@@ -10,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -31,7 +31,7 @@ constexpr char const * usage =
     "  --subject S       in UTF-8, as all that stands on the command line\n"
     "  --text FILE       the text; with --html the two are alternatives\n"
     "  --html FILE       the text as HTML\n"
-    "  --attach FILE     a file, as often as needed\n"
+    "  --attach FILE     a file, byte for byte, as often as needed; text is taken for UTF-8\n"
     "  --message FILE    a message as it stands in the file\n"
     "  --forward FILE    a message, written anew\n"
     "  --charset NAME    the character set that the text goes out in; UTF-8 without it\n"
@@ -158,32 +158,6 @@ std::unique_ptr<std::istream> open_file(std::string const & name) {
     return file;
 }
 
-struct MediaType {
-    char const * type;
-    char const * subtype;
-};
-
-/// Formats that the library's table doesn't know; else what is right for text of no known kind.
-MediaType young_type_of(std::filesystem::path const & file) {
-    static std::map<std::string, MediaType> const table = {
-        {".csv", {"text", "csv"}},        {".json", {"application", "json"}},
-        {".mp3", {"audio", "mpeg"}},      {".mp4", {"video", "mp4"}},
-        {".pdf", {"application", "pdf"}}, {".png", {"image", "png"}},
-        {".webp", {"image", "webp"}},
-    };
-    auto const found = table.find(file.extension().string());
-    return found != table.end() ? found->second : MediaType{RFC1521::text, RFC1521::plain};
-}
-
-MediaType media_type_of(std::filesystem::path const & file) {
-    MediaType const young = young_type_of(file);
-    MediaType type = young;
-    bool const is_known = MimeUtil::GuessMimeType(file.filename().c_str(), open_file(file).get(),
-                                                  type.type, type.subtype) == 0;
-    bool const is_young = young.type != RFC1521::text || young.subtype != RFC1521::plain;
-    return is_known || !is_young ? type : young;
-}
-
 std::unique_ptr<std::istream> open_lines(std::string const & name) {
     return std::make_unique<examples::CrlfStream>(open_file(name));
 }
@@ -207,7 +181,7 @@ PartPointer make_text(std::string const & file, char const * subtype, Options co
 /// A file goes out byte for byte, whatever its type.
 PartPointer make_attachment(std::string const & file) {
     std::filesystem::path const path = file;
-    MediaType const found = media_type_of(path);
+    examples::MediaType const found = examples::media_type_of(path, *open_file(file));
     PartPointer part = make_part(found.type, found.subtype);
     part->encoding = RFC1521::base64;
     part->file_name = path.filename().string();

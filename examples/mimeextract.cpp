@@ -4,6 +4,7 @@
 // it; or by the number and the extension of its type, if it gives none. Text is written in UTF-8.
 // Nothing that a message says places a file elsewhere or overwrites one.
 #include "examples/support/input.hpp"
+#include "examples/support/media_type.hpp"
 #include "examples/support/new_file.hpp"
 #include "examples/support/part_note.hpp"
 #include "examples/support/safe_file_name.hpp"
@@ -54,14 +55,8 @@ private:
     std::string FileName(int part_number) const {
         std::string const number = std::to_string(part_number);
         std::string const name = examples::safe_file_name(Part().file_name.value_or(""));
-        return name.empty() ? number + '.' + Extension() : number + '-' + name;
-    }
-
-    /// By the type that the message gives. It comes from the library's table.
-    char const * Extension() const {
-        char const * extension = nullptr;
-        MimeUtil::GuessFileExt(Part().type, Part().subtype, extension, 0);
-        return extension;
+        return name.empty() ? number + '.' + examples::extension_for(Part().type, Part().subtype)
+                            : number + '-' + name;
     }
 
     void Complain(char const * reason) {

@@ -218,7 +218,8 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
             options.headers_only = true;
         } else if (argument == "--raw") {
             options.raw = true;
-        } else if (argument == "--partial-dir" && i + 1 < arguments.size()) {
+        } else if (argument == "--partial-dir" && i + 1 < arguments.size() &&
+                   !arguments[i + 1].empty()) {
             options.partial_dir = arguments[++i] + '/';
         } else {
             return {};
