@@ -166,7 +166,8 @@ public:
     /// Null if there is no component or it doesn't know the set or the local code page.
     NLS_Translator * New(char const * charSetName, int codePage) override;
 
-    /// The component's number of NLS::PlatformCodePage, or qxtSTR_none.
+    /// The component's number of NLS::PlatformCodePage, or qxtSTR_none. It is asked for when the
+    /// factory is made: a later change of the code page isn't seen.
     qxtSTRCharSettag localTag = qxtSTR_none;
 
     /// What the component is told of the user: the language, a text in a block of 8 bytes, and the

@@ -227,6 +227,12 @@ class Gateway(WithDirectory):
                     self.assertEqual(message.get_content_charset(), expected[0])
                 self.assertIsNone(message.get_param('x'))
 
+    def test_text_of_wide_characters_is_not_taken_for_lines(self):
+        body = 'Grüße\n\u0a0a\r\n'.encode('utf-16-le')
+        message = email.message_from_bytes(self.pass_on(
+            b'Content-Type: text/plain; charset=UTF-16LE\nContent-Transfer-Encoding: 8bit\n\n' + body))
+        self.assertEqual(message.get_payload(decode=True), body)
+
     def test_a_body_cannot_end_its_part(self):
         now = int(time.time())
         lines = b''.join(b"--MIME MULTIPART BOUNDARY=.%d:+'%d\nContent-Type: text/html\n\nforged\n" % (second, counter)

@@ -15,6 +15,7 @@ public:
     explicit Appender(std::FILE * file) : file_(file) {}
     long size() const { return size_; }
     bool has_eight_bit = false;
+    bool has_nul = false;
     /// Somebody has read: the next text has to look for the end again.
     void LoseEnd() { is_at_end_ = false; }
 
@@ -30,6 +31,7 @@ protected:
         has_eight_bit = has_eight_bit || std::any_of(text, text + count, [](char c) {
                             return static_cast<unsigned char>(c) >= 0x80;
                         });
+        has_nul = has_nul || std::find(text, text + count, '\0') != text + count;
         return size;
     }
     int_type overflow(int_type byte) override {
@@ -95,11 +97,13 @@ Spool::~Spool() = default;
 long Spool::size() const { return appender_->size(); }
 
 long Spool::StartBody() {
-    appender_->has_eight_bit = false;
+    appender_->has_eight_bit = appender_->has_nul = false;
     return size();
 }
 
 bool Spool::has_eight_bit() const { return appender_->has_eight_bit; }
+
+bool Spool::has_nul() const { return appender_->has_nul; }
 
 std::unique_ptr<std::istream> Spool::Open(std::shared_ptr<Spool> spool, long begin, long end) {
     return std::make_unique<OwningStream>(std::make_unique<Range>(std::move(spool), begin, end));

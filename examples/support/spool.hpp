@@ -25,6 +25,8 @@ public:
     long StartBody();
     /// Whether not all of the latest body is ASCII.
     bool has_eight_bit() const;
+    /// Whether there is a NUL in it, as in any text of 16 or 32 bits a character.
+    bool has_nul() const;
 
     /// A stream over [begin, end). It holds a reference to the spool.
     static std::unique_ptr<std::istream> Open(std::shared_ptr<Spool> spool, long begin, long end);

@@ -90,6 +90,8 @@ void TreeReader::SettleText(OutgoingPart & part) const {
     bool const is_message = open_.size() == 1;
     bool const has_eight_bit = spool_->has_eight_bit();
     part.encoding = encoding_like(Part().transfer_encoding, has_eight_bit);
+    // In such text a line end isn't two bytes, and no mail may hold it as it is.
+    if (spool_->has_nul()) part.encoding = RFC1521::base64;
     bool const is_binary = part.encoding == RFC1521::binary;
     bool const is_encoded =
         part.encoding == RFC1521::quoted_printable || part.encoding == RFC1521::base64;

@@ -88,7 +88,8 @@ public:
     /// there is no directory that can be written to.
     ///
     /// Nothing ages. What is not complete stays until somebody removes the files of the fragments,
-    /// and the index MailPart.Ndx with them: it is made anew from the fragments that are left. A
+    /// and the index MailPart.Ndx with them: it is made anew from the fragments that are left. (A
+    /// fragment that has gone while the index still names it reads as an empty one.) A
     /// set whose delivery has not finished, as the process died or an operation has thrown, stays
     /// too, and is delivered when a further copy of any of its fragments is received.
     char const * SetPartialDir(char const * dir);
