@@ -6,7 +6,7 @@
 #include "bench/workloads.hpp"
 
 #include "mime/foundation/simple_stream.hpp"
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 
 #include <benchmark/benchmark.h>
 

@@ -2,7 +2,7 @@
 #include "bench/writing.hpp"
 
 #include "mime/foundation/tokens.hpp"
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 
 #include <istream>
 #include <optional>

@@ -5,7 +5,7 @@
 #include "mime/MIMEQXST.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/nls/conversion_binding.hpp"
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 #include "tests/support/chunked.hpp"
 
 #include <fstream>

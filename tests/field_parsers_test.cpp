@@ -1,6 +1,6 @@
 // tests/field_parsers_test.cpp - what a client is told of each header field
 #include "mime/foundation/tokens.hpp"
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 #include "mime/receive/receiver.hpp"
 #include "tests/support/case_file.hpp"
 #include "tests/support/chunked.hpp"

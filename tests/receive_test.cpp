@@ -1,6 +1,6 @@
 // tests/receive_test.cpp - what a run does: the calls that cases/ shows, settings, streams, limits,
 // exceptions
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 
 #include "mime/nls/translator.hpp"
 #include "mime/receive/line_reader.hpp"

@@ -1,7 +1,7 @@
 // tests/send_body_test.cpp - the way of a body through translator and encoder
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "tests/support/outgoing_notes.hpp"
 
 #include <algorithm>

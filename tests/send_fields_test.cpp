@@ -1,7 +1,7 @@
 // tests/send_fields_test.cpp - the bytes of single header fields, and the field guard
 #include "mime/nls/charset.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/field_guard.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "tests/support/outgoing_notes.hpp"
 
 #include <gtest/gtest.h>

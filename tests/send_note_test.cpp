@@ -1,7 +1,7 @@
 // tests/send_note_test.cpp - the run of an outgoing note: bytes, order of calls, failures
 #include "mime/MIMEUTIL.hpp"
 #include "mime/nls/charset.hpp"
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "tests/support/outgoing_notes.hpp"
 
 #include <algorithm>

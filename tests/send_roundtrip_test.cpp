@@ -2,7 +2,7 @@
 //
 // Each message is brought into an outline: from its description, from what Python saw, and from the
 // reader's calls. The three have to be equal.
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/outgoing_notes.hpp"
 #include "tests/support/translators.hpp"

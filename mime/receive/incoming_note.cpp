@@ -1,5 +1,5 @@
 // mime/receive/incoming_note.cpp - the client's side of reading a message
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/translator.hpp"

@@ -7,7 +7,7 @@
 
 #include "mime/export.hpp"
 #include "mime/header/header_run.hpp"
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 
 #include <iosfwd>
 #include <memory>

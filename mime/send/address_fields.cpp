@@ -5,8 +5,8 @@
 #include "mime/send/address_fields.hpp"
 
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/field_writer.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "mime/send/owned_text.hpp"
 #include "mime/send/sender.hpp"
 

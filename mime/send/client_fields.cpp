@@ -1,9 +1,9 @@
 // mime/send/client_fields.cpp - the client's own fields, and the end of a header
 #include "mime/foundation/symbol_table.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/receive/position.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"

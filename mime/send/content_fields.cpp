@@ -1,7 +1,7 @@
 // mime/send/content_fields.cpp - the fields that tell what a part is
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/field_writer.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "mime/send/sender.hpp"
 
 using vellum::FieldWriter;

@@ -3,9 +3,9 @@
 // When the output has ended, nothing more is begun: no further part, no body. What has begun gets
 // its End calls, so that a client that keeps something for each level can let go of it.
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/receive/position.hpp"
 #include "mime/send/field_guard.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/owned_text.hpp"
 #include "mime/send/scoped_value.hpp"

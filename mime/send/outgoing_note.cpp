@@ -1,5 +1,5 @@
 // mime/send/outgoing_note.cpp - the settings of an outgoing note and the defaults of its callbacks
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"

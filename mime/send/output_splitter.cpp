@@ -9,7 +9,7 @@
 //          fragment that holds it, and moved into the next one at most once.
 #include "mime/send/output_splitter.hpp"
 
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
 

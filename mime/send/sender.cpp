@@ -4,7 +4,7 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
-#include "mime/send/outgoing_note.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
 

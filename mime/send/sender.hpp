@@ -27,7 +27,7 @@
 
 #include "mime/export.hpp"
 #include "mime/foundation/symbol_table.hpp"
-#include "mime/receive/context.hpp"
+#include "mime/note/context.hpp"
 
 #include <iosfwd>
 #include <memory>

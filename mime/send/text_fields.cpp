@@ -1,7 +1,7 @@
 // mime/send/text_fields.cpp - the fields that are one text of the note's
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/send/field_writer.hpp"
-#include "mime/send/outgoing_note.hpp"
 #include "mime/send/sender.hpp"
 
 using vellum::FieldWriter;

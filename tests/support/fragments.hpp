@@ -3,7 +3,7 @@
 #pragma once
 
 #include "mime/foundation/simple_stream.hpp"
-#include "mime/receive/incoming_note.hpp"
+#include "mime/note/incoming_note.hpp"
 #include "tests/support/chunked.hpp"
 
 #include <cstddef>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/outgoing_note.hpp"
 #include "mime/platform/platform.hpp"
-#include "mime/send/outgoing_note.hpp"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-// mime/receive/context.hpp - the place reached in a message, as both notes show it to a client
+// mime/note/context.hpp - the place reached in a message, as both notes show it to a client
 //
 // A context and its own item live from BeginPart to EndPart of their part. A client receives them
 // by reference and keeps neither beyond the callback; what it wants to keep per level it hangs on

@@ -1,4 +1,4 @@
-// mime/receive/incoming_note.hpp - the client's side of reading a message
+// mime/note/incoming_note.hpp - the client's side of reading a message
 //
 // A message exists for the client as a sequence of calls and as bytes on the streams that it hands
 // out; the engine builds no model of it. The input of a multipart with one text part, and the calls
@@ -29,7 +29,7 @@
 
 #include "mime/export.hpp"
 #include "mime/foundation/mime_string.hpp"
-#include "mime/receive/context.hpp"
+#include "mime/note/context.hpp"
 
 #include <ctime>
 #include <iosfwd>

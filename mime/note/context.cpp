@@ -1,5 +1,5 @@
-// mime/receive/context.cpp - the place reached in a message, as both notes show it to a client
-#include "mime/receive/context.hpp"
+// mime/note/context.cpp - the place reached in a message, as both notes show it to a client
+#include "mime/note/context.hpp"
 
 MimeClientCookie::~MimeClientCookie() = default;
 

@@ -1,4 +1,4 @@
-// mime/send/outgoing_note.hpp - the client's side of writing a message
+// mime/note/outgoing_note.hpp - the client's side of writing a message
 //
 // A client derives from MimeONote, overrides the getters for what its message holds and the four
 // output operations, and calls Send. The engine keeps no model of the message: it walks it from the
@@ -31,7 +31,7 @@
 #include "mime/export.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/foundation/symbol_table.hpp"
-#include "mime/receive/context.hpp"
+#include "mime/note/context.hpp"
 
 #include <ctime>
 #include <iosfwd>
