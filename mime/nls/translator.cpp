@@ -25,6 +25,16 @@ void NLS_Translator::Delete() {
 
 NLS_Translator * NLS_Translator::ReInit(char const *, int) { return this; }
 
+bool NLS_Translator::Takes_Pieces(NLS_CharSet *) { return false; }
+
+int NLS_Translator::CharSet_to_CodePage_Piece(iSimpleStream * in, bool, oSimpleStream * out) {
+    return CharSet_to_CodePage(in, out);
+}
+
+int NLS_Translator::CodePage_to_CharSet_Piece(iSimpleStream * in, bool, oSimpleStream * out) {
+    return CodePage_to_CharSet(in, out);
+}
+
 bool NLS_Translator::is_CacheHit(char const * name, int code_page) {
     return static_cast<unsigned long>(code_page) == codePage && name == charSetName;
 }

@@ -69,6 +69,18 @@ public:
                                     void (**freeOut)(unsigned char *)) = 0;
     virtual int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) = 0;
 
+    /// Whether text in `charSet`, or local text for it, may be handed over in pieces that end
+    /// anywhere, with the operations below. The result is that of the whole text in one call. A
+    /// caller that gets false feeds the stream forms as Query_Buffering_Restrictions demands.
+    /// Here false.
+    virtual bool Takes_Pieces(NLS_CharSet * charSet);
+    /// Converts the next piece of a text, `in` up to its end, into `out`, and keeps what the piece
+    /// leaves unfinished for the next. `last`: the text ends with this piece, which may be empty;
+    /// the next piece begins another text, and so does the first one behind ReInit. 0 for success.
+    /// Here the stream form of the same direction is called.
+    virtual int CharSet_to_CodePage_Piece(iSimpleStream * in, bool last, oSimpleStream * out);
+    virtual int CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out);
+
     /// Release functions for `freeOut`: memory of malloc, and of operator new.
     static void FreeMem_C(unsigned char * memory) noexcept;
     static void FreeMem_Cpp(unsigned char * memory) noexcept;
