@@ -6,23 +6,20 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/field_parsers.hpp"
 #include "mime/header/header_run.hpp"
+#include "mime/header/parameters.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/note/incoming_note.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <vector>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace vellum {
 
 namespace {
-
-struct Parameter {
-    Span attribute;
-    Span value;
-};
-
-using ParameterList = std::vector<Parameter>;
 
 char const * interned(HeaderScanner & scanner, Span const & word) {
     Terminated const text(scanner.text(), {word});
@@ -37,100 +34,6 @@ char const * default_subtype(char const * type) {
     if (type == RFC1521::application) return RFC1521::octet_stream;
     return nullptr;
 }
-
-ParameterList read_parameters(HeaderScanner & scanner, Position at) {
-    ParameterList list;
-    for (Parameter next; scanner.get_Parameter(at, at, next.attribute, next.value);) {
-        list.push_back(next);
-    }
-    return list;
-}
-
-/// What Content-Type does with its parameters, once type and subtype are known.
-class ParameterEvaluation {
-public:
-    ParameterEvaluation(HeaderRun & run, HeaderScanner & scanner, ParameterList const & list)
-        : run_(run), scanner_(scanner), list_(list) {}
-
-    void by_type() {
-        if (run_.type == RFC1521::text) {
-            text();
-        } else if (run_.type == RFC1521::multipart) {
-            multipart();
-        } else if (run_.type == RFC1521::message && run_.subtype == RFC1521::partial) {
-            partial();
-        } else if (run_.type == RFC1521::message && run_.subtype == RFC1521::external_body) {
-            external_body();
-        }
-    }
-
-    void file_name() {
-        run_.content_type_file_name.reset();
-        with_first(RFC1521::name, [this](char const * value) {
-            run_.content_type_file_name = value;
-            run_.SetFileName(RFC1521::Content_Type, run_.content_type_file_name->c_str());
-        });
-    }
-
-private:
-    void text() {
-        run_.body_charset = &NLS::US_ASCII;
-        with_first(RFC1521::charset, [this](char const * value) {
-            run_.body_charset = NLS::FindCharSet(value);
-            report(RFC1521::charset, value);
-        });
-    }
-
-    void multipart() {
-        with_first(RFC1521::boundary, [this](char const * value) {
-            run_.Boundary_Init(value);
-            report(RFC1521::boundary, value);
-        });
-    }
-
-    void partial() {
-        for (Parameter const & parameter : list_) {
-            Terminated const text(scanner_.text(), {parameter.value});
-            char const * const value = text.text(parameter.value);
-            if (scanner_.is(parameter.attribute, RFC1521::id)) {
-                if (!run_.partial_id) run_.partial_id = value;
-                report(RFC1521::id, value);
-            } else if (scanner_.is(parameter.attribute, RFC1521::number)) {
-                if (run_.partial_number == 0) run_.partial_number = to_number(value);
-                report(RFC1521::number, value);
-            } else if (scanner_.is(parameter.attribute, RFC1521::total)) {
-                if (run_.partial_total == 0) run_.partial_total = to_number(value);
-                report(RFC1521::total, value);
-            }
-        }
-    }
-
-    void external_body() {
-        for (Parameter const & parameter : list_) {
-            Terminated const text(scanner_.text(), {parameter.attribute, parameter.value});
-            report(text.text(parameter.attribute), text.text(parameter.value));
-        }
-    }
-
-    /// Calls `use` with the value of the first parameter of that name, if there is one.
-    template <typename Use>
-    void with_first(char const * name, Use use) {
-        auto const found = std::find_if(list_.begin(), list_.end(), [&](Parameter const & each) {
-            return scanner_.is(each.attribute, name);
-        });
-        if (found == list_.end()) return;
-        Terminated const text(scanner_.text(), {found->value});
-        use(text.text(found->value));
-    }
-
-    void report(char const * attribute, char const * value) {
-        run_.SetParameter(RFC1521::Content_Type, attribute, value);
-    }
-
-    HeaderRun & run_;
-    HeaderScanner & scanner_;
-    ParameterList const & list_;
-};
 
 } // namespace
 
@@ -152,19 +55,99 @@ int to_number(char const * text) {
 
 } // namespace vellum
 
+using vellum::HeaderRun;
+using vellum::ParameterReader;
+
+/// What Content-Type does with its parameters, one after the other, once type and subtype are
+/// known. What it has to remember of them is the first one of a name.
+class ParseHeaderField::ContentTypeParameters {
+public:
+    explicit ContentTypeParameters(HeaderRun & run) : run_(run), take_by_type_(for_type(run)) {}
+
+    void take(ParameterReader & parameter) {
+        if (take_by_type_ != nullptr) (this->*take_by_type_)(parameter);
+        if (!file_name_ && parameter.is(RFC1521::name)) file_name_ = parameter.value();
+    }
+
+    /// Behind the last one.
+    void report_file_name() {
+        run_.content_type_file_name = std::move(file_name_);
+        if (!run_.content_type_file_name) return;
+        run_.note->SetFileName(RFC1521::Content_Type, run_.content_type_file_name->c_str());
+    }
+
+private:
+    using Take = void (ContentTypeParameters::*)(ParameterReader &);
+
+    static Take for_type(HeaderRun const & run) {
+        if (run.type == RFC1521::text) return &ContentTypeParameters::text;
+        if (run.type == RFC1521::multipart) return &ContentTypeParameters::multipart;
+        if (run.type != RFC1521::message) return nullptr;
+        if (run.subtype == RFC1521::partial) return &ContentTypeParameters::partial;
+        if (run.subtype == RFC1521::external_body) return &ContentTypeParameters::external_body;
+        return nullptr;
+    }
+
+    void text(ParameterReader & parameter) {
+        if (!is_first(parameter, RFC1521::charset)) return;
+        run_.body_charset = NLS::FindCharSet(parameter.value());
+        report(RFC1521::charset, parameter.value());
+    }
+
+    void multipart(ParameterReader & parameter) {
+        if (!is_first(parameter, RFC1521::boundary)) return;
+        run_.Boundary_Init(parameter.value());
+        report(RFC1521::boundary, parameter.value());
+    }
+
+    void partial(ParameterReader & parameter) {
+        if (parameter.is(RFC1521::id)) {
+            if (!run_.partial_id) run_.partial_id = parameter.value();
+            report(RFC1521::id, parameter.value());
+        } else if (parameter.is(RFC1521::number)) {
+            take_number(run_.partial_number, parameter);
+            report(RFC1521::number, parameter.value());
+        } else if (parameter.is(RFC1521::total)) {
+            take_number(run_.partial_total, parameter);
+            report(RFC1521::total, parameter.value());
+        }
+    }
+
+    void external_body(ParameterReader & parameter) { report(parameter.name(), parameter.value()); }
+
+    static void take_number(int & number, ParameterReader & parameter) {
+        if (number == 0) number = vellum::to_number(parameter.value());
+    }
+
+    bool is_first(ParameterReader const & parameter, char const * name) {
+        if (has_first_ || !parameter.is(name)) return false;
+        has_first_ = true;
+        return true;
+    }
+
+    void report(char const * attribute, char const * value) {
+        run_.note->SetParameter(RFC1521::Content_Type, attribute, value);
+    }
+
+    HeaderRun & run_;
+    Take take_by_type_;
+    bool has_first_ = false; ///< The one parameter of which the first counts has been met.
+    std::optional<std::string> file_name_;
+};
+
 void ParseHeaderField::Content_Type(MimeReceiver * receiver, char const * body, char const * name) {
     using namespace vellum;
     HeaderRun & run = run_of(*receiver);
-    run.SetProperty(name, MimeString(body));
-    run.body_charset = nullptr;
+    run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner(const_cast<char *>(body), run);
     Position at = 0;
     MediaType const found = read_media_type(scanner, at);
     run.type = found.type != nullptr ? found.type : RFC1521::text;
     run.subtype = found.subtype != nullptr ? found.subtype : default_subtype(run.type);
-    ParameterList const list = read_parameters(scanner, at);
-    ParameterEvaluation evaluation(run, scanner, list);
-    evaluation.by_type();
-    evaluation.file_name();
-    run.Set_Content_Type(scanner.text().whole());
+    run.body_charset = run.type == RFC1521::text ? &NLS::US_ASCII : nullptr;
+    ContentTypeParameters parameters(run);
+    for (ParameterReader parameter(scanner, at); parameter.next();)
+        parameters.take(parameter);
+    parameters.report_file_name();
+    run.note->Set_Content_Type(scanner.text().whole(), run.type, run.subtype);
 }

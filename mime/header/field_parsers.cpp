@@ -7,11 +7,15 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
+#include "mime/header/parameters.hpp"
+#include "mime/note/incoming_note.hpp"
 
-#include <ctime>
+#include <optional>
+#include <string>
 
 using vellum::HeaderRun;
 using vellum::HeaderScanner;
+using vellum::ParameterReader;
 using vellum::Position;
 using vellum::run_of;
 using vellum::Span;
@@ -26,12 +30,9 @@ HeaderScanner scanner_for(HeaderRun & run, char const * body) {
     return HeaderScanner(const_cast<char *>(body), run);
 }
 
-/// The text of the table's entry for the word; null when the table doesn't know it.
-char const * known_word(HeaderScanner & scanner, Span const & word) {
-    Terminated const text(scanner.text(), {word});
-    TableItem const * const item = SymbolTable::Main->LookUp(text.text(word), false, false);
-    return item != nullptr ? item->text : nullptr;
-}
+/// An operation of the note that takes a field's text alone. Only the members of ParseHeaderField
+/// may name the operations; to call one, its pointer will do.
+using TextReport = void (MimeINote::*)(char const *);
 
 /// Reports the address list's element in front of `next`. Where nothing was found in it, the body
 /// is the whole field; in a field that has many of those, it only goes up to the element.
@@ -52,30 +53,32 @@ void report_element(HeaderScanner & scanner, Span const & phrase, Span const & a
 }
 
 /// The field's text behind leading white space and comments, as it stands.
-void report_text(MimeReceiver * receiver, char const * body, char const * name) {
+void report_text(MimeReceiver * receiver, char const * body, TextReport report) {
     HeaderRun & run = run_of(*receiver);
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     scanner.get_LWSP(0, at, Blanks::leave);
-    run.Set_Text(name, scanner.text().whole() + at);
+    (run.note->*report)(scanner.text().whole() + at);
 }
 
-void report_decoded(MimeReceiver * receiver, char const * body, char const * name) {
+/// Calls `report` with the text, its encoded words decoded.
+template <typename Report>
+void report_decoded(MimeReceiver * receiver, char const * body, Report report) {
     HeaderRun & run = run_of(*receiver);
     HeaderScanner scanner = scanner_for(run, body);
     Position next = 0;
     Span text;
     scanner.get_Encoded_Text(next, text);
-    run.Set_Decoded(name, MimeString(scanner.text().whole() + text.begin, text.size(), 0));
+    report(*run.note, MimeString(scanner.text().whole() + text.begin, text.size(), 0));
 }
 
-void report_first_atom(MimeReceiver * receiver, char const * body, char const * name) {
+void report_first_atom(MimeReceiver * receiver, char const * body, TextReport report) {
     HeaderRun & run = run_of(*receiver);
     HeaderScanner scanner = scanner_for(run, body);
     Position next = 0;
     Span word;
     if (!scanner.get_Atom(0, next, word, token_atom)) return;
-    run.Set_Text(name, Terminated(scanner.text(), {word}).text(word));
+    (run.note->*report)(Terminated(scanner.text(), {word}).text(word));
 }
 
 /// Calls `report` with the text within angle brackets, or with all of the text if there is none.
@@ -87,7 +90,7 @@ void report_id(MimeReceiver * receiver, char const * body, Report report) {
     Span id;
     scanner.get_RText(0, next, id);
     if (id.empty()) id = Span::of(next, scanner.text().size());
-    report(run, Terminated(scanner.text(), {id}).text(id));
+    report(*run.note, Terminated(scanner.text(), {id}).text(id));
 }
 
 } // namespace
@@ -97,7 +100,7 @@ void report_id(MimeReceiver * receiver, char const * body, Report report) {
 void ParseHeaderField::from(MimeReceiver * receiver, char const * body, char const * name,
                             bool strict) {
     HeaderRun & run = run_of(*receiver);
-    run.SetProperty(name, MimeString(body));
+    run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     for (bool more = true; more;) {
@@ -106,15 +109,15 @@ void ParseHeaderField::from(MimeReceiver * receiver, char const * body, char con
         scanner.get_Mailbox(at, at, phrase, address, strict);
         more = scanner.get_Char(at, at, ',');
         report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.Set_From(name, texts...); });
+                       [&](auto... texts) { run.note->Set_From(name, texts...); });
     }
-    run.Set_From(name, nullptr, nullptr, nullptr);
+    run.note->Set_From(name, nullptr, nullptr, nullptr);
 }
 
 void ParseHeaderField::to(MimeReceiver * receiver, char const * body, char const * name,
                           bool strict) {
     HeaderRun & run = run_of(*receiver);
-    run.SetProperty(name, MimeString(body));
+    run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     bool in_group = false;
@@ -124,9 +127,9 @@ void ParseHeaderField::to(MimeReceiver * receiver, char const * body, char const
         scanner.get_Address(at, at, phrase, address, in_group, strict);
         more = scanner.get_Char(at, at, ',');
         report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.Set_To(name, texts...); });
+                       [&](auto... texts) { run.note->Set_To(name, texts...); });
     }
-    run.Set_To(name, nullptr, nullptr, nullptr);
+    run.note->Set_To(name, nullptr, nullptr, nullptr);
 }
 
 void ParseHeaderField::From(MimeReceiver * receiver, char const * body, char const * name) {
@@ -157,9 +160,9 @@ void ParseHeaderField::Disposition_notification_to(MimeReceiver * receiver, char
         scanner.get_Address(at, at, phrase, address, in_group, true);
         more = in_group && scanner.get_Char(at, at, ',');
         report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.Set_Disposition_notification_to(texts...); });
+                       [&](auto... texts) { run.note->Set_Disposition_notification_to(texts...); });
     }
-    run.Set_Disposition_notification_to(nullptr, nullptr, nullptr);
+    run.note->Set_Disposition_notification_to(nullptr, nullptr, nullptr);
 }
 
 // Dates and ids ----------------------------------------------------------------------
@@ -172,73 +175,82 @@ void ParseHeaderField::Date(MimeReceiver * receiver, char const * body, char con
     char const * const text = scanner.text().whole();
     MimeDateTime date(text + at);
     date.ConvertUT();
-    run.Set_Date(name, text, date.GetStructTM());
+    run.note->Set_Date(name, text, date.GetStructTM());
 }
 
 void ParseHeaderField::Message_Id(MimeReceiver * receiver, char const * body, char const * name) {
     report_id(receiver, body,
-              [name](HeaderRun & run, char const * id) { run.Set_Message_Id(name, id); });
+              [name](MimeINote & note, char const * id) { note.Set_Message_Id(name, id); });
 }
 
-void ParseHeaderField::Content_Id(MimeReceiver * receiver, char const * body, char const * name) {
-    report_id(receiver, body, [name](HeaderRun & run, char const * id) { run.Set_Text(name, id); });
+void ParseHeaderField::Content_Id(MimeReceiver * receiver, char const * body, char const *) {
+    report_id(receiver, body, [](MimeINote & note, char const * id) { note.Set_Content_Id(id); });
 }
 
 // Texts and words --------------------------------------------------------------------
 
-void ParseHeaderField::Return_Path(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::Return_Path(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_Return_Path);
 }
 
-void ParseHeaderField::Received(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::Received(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_Received);
 }
 
-void ParseHeaderField::In_Reply_To(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::In_Reply_To(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_In_Reply_To);
 }
 
-void ParseHeaderField::References(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::References(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_References);
 }
 
-void ParseHeaderField::Keywords(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::Keywords(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_Keywords);
 }
 
-void ParseHeaderField::Encrypted(MimeReceiver * receiver, char const * body, char const * name) {
-    report_text(receiver, body, name);
+void ParseHeaderField::Encrypted(MimeReceiver * receiver, char const * body, char const *) {
+    report_text(receiver, body, &MimeINote::Set_Encrypted);
 }
 
-void ParseHeaderField::MIME_Version(MimeReceiver * receiver, char const * body, char const * name) {
+void ParseHeaderField::MIME_Version(MimeReceiver * receiver, char const * body, char const *) {
     run_of(*receiver).saw_mime_version = true;
-    report_text(receiver, body, name);
+    report_text(receiver, body, &MimeINote::Set_MIME_Version);
 }
 
-void ParseHeaderField::Subject(MimeReceiver * receiver, char const * body, char const * name) {
-    report_decoded(receiver, body, name);
+void ParseHeaderField::Subject(MimeReceiver * receiver, char const * body, char const *) {
+    report_decoded(receiver, body,
+                   [](MimeINote & note, MimeString const & text) { note.Set_Subject(text); });
 }
 
-void ParseHeaderField::Comments(MimeReceiver * receiver, char const * body, char const * name) {
-    report_decoded(receiver, body, name);
+void ParseHeaderField::Comments(MimeReceiver * receiver, char const * body, char const *) {
+    report_decoded(receiver, body,
+                   [](MimeINote & note, MimeString const & text) { note.Set_Comments(text); });
 }
 
-void ParseHeaderField::Importance(MimeReceiver * receiver, char const * body, char const * name) {
-    report_first_atom(receiver, body, name);
+void ParseHeaderField::Importance(MimeReceiver * receiver, char const * body, char const *) {
+    report_first_atom(receiver, body, &MimeINote::Set_Importance);
 }
 
-void ParseHeaderField::Priority(MimeReceiver * receiver, char const * body, char const * name) {
-    report_first_atom(receiver, body, name);
+void ParseHeaderField::Priority(MimeReceiver * receiver, char const * body, char const *) {
+    report_first_atom(receiver, body, &MimeINote::Set_Priority);
 }
 
-void ParseHeaderField::Sensitivity(MimeReceiver * receiver, char const * body, char const * name) {
-    report_first_atom(receiver, body, name);
+void ParseHeaderField::Sensitivity(MimeReceiver * receiver, char const * body, char const *) {
+    report_first_atom(receiver, body, &MimeINote::Set_Sensitivity);
+}
+
+/// Every field that the table has no parser for.
+void ParseHeaderField::Other(MimeReceiver * receiver, char const * body, char const * name) {
+    report_decoded(receiver, body, [name](MimeINote & note, MimeString const & text) {
+        note.SetProperty(name, text);
+    });
 }
 
 // Content fields -----------------------------------------------------------------------
 
 void ParseHeaderField::Content_Description(MimeReceiver * receiver, char const * body,
-                                           char const * name) {
+                                           char const *) {
     HeaderRun & run = run_of(*receiver);
     run.description_file_name.reset();
     HeaderScanner scanner = scanner_for(run, body);
@@ -249,48 +261,46 @@ void ParseHeaderField::Content_Description(MimeReceiver * receiver, char const *
     Span file_name;
     if (scanner.get_RText(at, at, file_name)) {
         run.description_file_name = Terminated(scanner.text(), {file_name}).text(file_name);
-        run.SetFileName(RFC1521::Content_Description, run.description_file_name->c_str());
+        run.note->SetFileName(RFC1521::Content_Description, run.description_file_name->c_str());
     }
-    run.Set_Text(name, scanner.text().whole());
+    run.note->Set_Content_Description(scanner.text().whole());
 }
 
 void ParseHeaderField::Content_Transfer_Encoding(MimeReceiver * receiver, char const * body,
-                                                 char const * name) {
+                                                 char const *) {
     HeaderRun & run = run_of(*receiver);
     HeaderScanner scanner = scanner_for(run, body);
     Position next = 0;
     Span word;
     scanner.get_Atom(0, next, word, token_atom);
-    char const * const token = known_word(scanner, word);
+    char const * const token = scanner.protocol_word(word);
     run.transfer_encoding = token != nullptr ? token : RFC1521::ASCII_7bit;
-    run.Set_Text(name, run.transfer_encoding);
+    run.note->Set_Content_Transfer_Encoding(run.transfer_encoding);
 }
 
 void ParseHeaderField::Content_Disposition(MimeReceiver * receiver, char const * body,
                                            char const * name) {
     HeaderRun & run = run_of(*receiver);
-    run.SetProperty(name, MimeString(body));
+    run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     Span type;
     scanner.get_Atom(0, at, type, token_atom);
     run.disposition_file_name.reset();
-    Span attribute;
-    Span value;
-    while (scanner.get_Parameter(at, at, attribute, value)) {
-        if (!scanner.is(attribute, RFC1806::filename)) continue;
-        run.disposition_file_name = Terminated(scanner.text(), {value}).text(value);
-        run.SetFileName(RFC1806::Content_Disposition, run.disposition_file_name->c_str());
+    for (ParameterReader parameter(scanner, at); parameter.next();) {
+        if (!parameter.is(RFC1806::filename)) continue;
+        run.disposition_file_name = parameter.value();
+        run.note->SetFileName(RFC1806::Content_Disposition, run.disposition_file_name->c_str());
         break;
     }
-    char const * token = known_word(scanner, type);
+    char const * token = scanner.protocol_word(type);
     if (token == nullptr) {
         token = run.disposition_file_name ? RFC1806::attachment : RFC1806::inLine;
     }
     run.disposition = token;
-    run.Set_Content_Disposition(scanner.text().whole(), run.disposition_file_name
-                                                            ? run.disposition_file_name->c_str()
-                                                            : nullptr);
+    std::optional<std::string> const & file = run.disposition_file_name;
+    run.note->Set_Content_Disposition(scanner.text().whole(), token,
+                                      file ? file->c_str() : nullptr);
 }
 
 // The table ------------------------------------------------------------------------------

@@ -39,8 +39,11 @@ public:
     static Parser Content_Transfer_Encoding; ///< A word of the table, or "7bit".
     static Parser Content_Disposition;       ///< RFC 2183.
     static Parser Content_Type;              ///< RFC 2045 5.
+    static Parser Other; ///< Any other field: SetProperty, with encoded words decoded.
 
 private:
+    class ContentTypeParameters;
+
     static void from(MimeReceiver * receiver, char const * body, char const * name, bool strict);
     static void to(MimeReceiver * receiver, char const * body, char const * name, bool strict);
 };

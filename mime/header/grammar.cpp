@@ -3,6 +3,7 @@
 #include "mime/header/grammar.hpp"
 
 #include "mime/foundation/ascii.hpp"
+#include "mime/foundation/symbol_table.hpp"
 #include "mime/header/comment.hpp"
 #include "mime/header/header_run.hpp"
 
@@ -416,6 +417,12 @@ bool HeaderScanner::get_Parameter(Position in, Position & next, Span & attribute
 
 bool HeaderScanner::is(Span const & span, std::string_view word) {
     return span && ascii::equal(text_.view(span.begin, span.end), word);
+}
+
+char const * HeaderScanner::protocol_word(Span const & word) {
+    Terminated const text(text_, {word});
+    TableItem const * const item = SymbolTable::Main->LookUp(text.text(word), false, false);
+    return item != nullptr ? item->text : nullptr;
 }
 
 } // namespace vellum

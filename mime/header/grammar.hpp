@@ -109,6 +109,9 @@ public:
 
     /// Whether the span is `word`, without regard to case.
     bool is(Span const & span, std::string_view word);
+    /// The word as SymbolTable::Init has loaded it; null for any other word, whatever a message or
+    /// a client has added to the table.
+    char const * protocol_word(Span const & word);
 
 private:
     Position skip(Position in);

@@ -7,4 +7,6 @@ namespace vellum {
 
 HeaderRun::~HeaderRun() { delete translator_cache; } // its destructor takes the rest of the list
 
+void HeaderRun::Boundary_Init(char const *) {}
+
 } // namespace vellum

@@ -37,6 +37,7 @@
 
 struct MimeReceiver;
 class NLS_Translator_Factory;
+class ParseHeaderField;
 class TiStreamLite;
 class iSimpleStream;
 
@@ -114,6 +115,7 @@ public:
 
 protected:
     friend struct MimeReceiver;
+    friend class ParseHeaderField;
 
     // Structure. The defaults do nothing.
 

@@ -2,11 +2,9 @@
 #include "mime/receive/field_list.hpp"
 
 #include "mime/foundation/ascii.hpp"
-#include "mime/foundation/mime_string.hpp"
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/header/comment.hpp"
-#include "mime/header/grammar.hpp"
-#include "mime/header/header_run.hpp"
+#include "mime/header/field_parsers.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -63,13 +61,8 @@ void FieldList::Dispatch(MimeReceiver * receiver) {
         parser(receiver, body, item->text);
         return;
     }
-    HeaderScanner scanner(body, run_of(*receiver));
-    Position next = 0;
-    Span text;
-    scanner.get_Encoded_Text(next, text);
-    MimeString const value(scanner.text().whole() + text.begin, text.size(), 0);
     name.terminate();
-    run_of(*receiver).SetProperty(name.begin, value);
+    ParseHeaderField::Other(receiver, body, name.begin);
     name.restore();
 }
 

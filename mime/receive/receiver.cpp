@@ -33,7 +33,7 @@ void install_parsers_once() {
 
 MimeReceiver::MimeReceiver(MimeINote * client, char const * dir, bool only_headers,
                            std::ostream * debug_stream)
-    : debug(debug_stream), note(client), headers_only(only_headers),
+    : HeaderRun(client), debug(debug_stream), headers_only(only_headers),
       partial_directory(dir != nullptr ? dir : ""), nesting_limit_(client->nesting_limit_) {
     install_parsers_once();
     factories = client->factories_;
@@ -124,6 +124,12 @@ void MimeReceiver::Dispatch_all(FieldQueue & fields, bool has_type, bool owns_le
     // the first one's delimiter mustn't cut it off.
     if (owns_level && !Is_multipart()) line_reader_->Boundary_Init(nullptr);
     if (!has_type) note->Set_Content_Type("", type, subtype);
+}
+
+void MimeReceiver::Boundary_Init(char const * boundary) {
+    // A multipart that is delivered as data has no level of its own: the delimiter on top is that
+    // of the multipart around it.
+    if (!is_too_deep_) line_reader_->Boundary_Init(boundary);
 }
 
 /// The blank line that ends the header has not been read yet: the body's walk begins with it.

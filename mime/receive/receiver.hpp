@@ -46,7 +46,6 @@ struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
     MimeINote::ReceiveResult Get_message();
 
     std::ostream * debug;        ///< Gets the raw lines. A body's raw stream takes its place.
-    MimeINote * note;            ///< Called back.
     char * line_begin = nullptr; ///< The current line, as the line reader sets it.
     char * line_end = nullptr;
     long long previous_position = 0; ///< Before the current line was read.
@@ -113,22 +112,6 @@ private:
                         int restriction);
     void Drop_end_marker(oSimpleStream & out) const;
 
-    // The reports of the header parsers go on to the note.
-    void SetProperty(char const * name, MimeString const & value) override;
-    void SetParameter(char const * field, char const * attribute, char const * value) override;
-    void SetFileName(char const * field, char const * name) override;
-    void Set_From(char const * field, char const * body, char const * phrase,
-                  char const * address) override;
-    void Set_To(char const * field, char const * body, char const * phrase,
-                char const * address) override;
-    void Set_Disposition_notification_to(char const * body, char const * phrase,
-                                         char const * address) override;
-    void Set_Date(char const * field, char const * body, tm const & utc) override;
-    void Set_Message_Id(char const * field, char const * id) override;
-    void Set_Content_Type(char const * body) override;
-    void Set_Content_Disposition(char const * body, char const * file_name) override;
-    void Set_Text(char const * token, char const * text) override;
-    void Set_Decoded(char const * token, MimeString const & text) override;
     void Boundary_Init(char const * boundary) override;
 
     int nesting_limit_;
