@@ -422,7 +422,7 @@ bool HeaderScanner::is(Span const & span, std::string_view word) {
 char const * HeaderScanner::protocol_word(Span const & word) {
     Terminated const text(text_, {word});
     TableItem const * const item = SymbolTable::Main->LookUp(text.text(word), false, false);
-    return item != nullptr ? item->text : nullptr;
+    return item != nullptr && !item->owned ? item->text : nullptr;
 }
 
 } // namespace vellum

@@ -187,10 +187,10 @@ protected:
     virtual void Set_Content_Type(char const * body, char const * type, char const * subtype);
     /// Decoded.
     virtual void Set_Content_Description(char const * text);
-    /// A word of the main symbol table, or "7bit" for any other.
+    /// A word that SymbolTable::Init loads, or "7bit" for any other.
     virtual void Set_Content_Transfer_Encoding(char const * encoding);
-    /// `disposition` is a word of the main symbol table; any other counts as an attachment if there
-    /// is a file name, else as inline. `filename` is null if there is none.
+    /// `disposition` is a word that SymbolTable::Init loads; any other word counts as an attachment
+    /// if there is a file name, else as inline. `filename` is null if there is no file name.
     virtual void Set_Content_Disposition(char const * body, char const * disposition,
                                          char const * filename);
     /// The URL of a message/external-body with access-type anon-ftp (RFC 2046 5.2.3), right behind
