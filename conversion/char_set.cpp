@@ -56,9 +56,16 @@ constexpr CharSet wide(int number, char const * name, int unit, ByteOrder order)
     return {.number = number, .name = name, .scheme = Scheme::wide, .unit = unit, .order = order};
 }
 
-constexpr CharSet shifted(int number, char const * name, Scheme scheme) {
-    return {.number = number, .name = name, .scheme = scheme, .label = name};
+constexpr CharSet shifted(int number, char const * name, Scheme scheme, int eight_bit = -1) {
+    return {
+        .number = number, .name = name, .scheme = scheme, .label = name, .eight_bit = eight_bit};
 }
+
+/// The sets whose pairs the 7-bit sets write.
+constexpr int gb2312 = 210;
+constexpr int euc_kr = 220;
+constexpr int euc_jis = 235;    // EUC-JP that is written with JIS X 0208 alone
+constexpr int euc_jis_ms = 237; // the same with the vendors' rows
 
 constexpr Readers gb_readers = {"GB18030", "CP936"};
 constexpr Readers big5_readers = {"CP950", "BIG5-HKSCS"};
@@ -112,7 +119,7 @@ constexpr CharSet char_sets[] = {
     bytes(106, "ISO-8859-6"),
     bytes(107, "ISO-8859-7"),
     bytes(108, "ISO-8859-8"),
-    bytes(109, "ISO-8859-9"),
+    bytes(109, "ISO-8859-9", {"CP1254", "ISO-8859-9"}, "ISO-8859-9"),
     bytes(110, "ISO-8859-10"),
     bytes(111, "ISO-8859-11"),
     bytes(113, "ISO-8859-13"),
@@ -128,7 +135,7 @@ constexpr CharSet char_sets[] = {
     pairs(211, "GBK", Structure::gb18030, gb_readers, "CP936", Limit::gbk),
     pairs(212, "CP936", Structure::gb18030, gb_readers, "CP936"),
     whole(pairs(213, "GB18030", Structure::gb18030, gb_readers, "GB18030")),
-    shifted(214, "HZ-GB-2312", Scheme::hz),
+    shifted(214, "HZ-GB-2312", Scheme::hz, gb2312),
     whole(pairs(215, "EUC-TW", Structure::euc_tw, {"EUC-TW"}, "EUC-TW")),
     shifted(216, "ISO-2022-CN", Scheme::iso_2022_cn),
 
@@ -136,15 +143,18 @@ constexpr CharSet char_sets[] = {
     pairs(euc_kr, "EUC-KR", Structure::pairs, {"CP949"}, "EUC-KR"),
     pairs(221, "CP949", Structure::pairs, {"CP949"}, "CP949"),
     pairs(222, "Johab", Structure::pairs, {"JOHAB"}, "JOHAB"),
-    shifted(223, "ISO-2022-KR", Scheme::iso_2022_kr),
+    shifted(223, "ISO-2022-KR", Scheme::iso_2022_kr, euc_kr),
 
     // Japanese.
     pairs(230, "Shift_JIS", Structure::shift_jis, {"CP932", "SJIS"}, "SJIS"),
     pairs(231, "Windows-31J", Structure::shift_jis, {"CP932"}, "CP932"),
     whole(pairs(232, "EUC-JP", Structure::euc_jp, euc_jp_readers, "EUC-JP")),
     pairs(euc_jis, "EUC-JP", Structure::euc_jp, euc_jp_readers, "EUC-JP", Limit::jis_x_0208),
-    shifted(233, "ISO-2022-JP", Scheme::iso_2022_jp),
-    shifted(234, "ISO-2022-JP-2", Scheme::iso_2022_jp_2),
+    pairs(236, "CP51932", Structure::euc_jp, euc_jp_readers, "EUC-JP-MS"),
+    pairs(euc_jis_ms, "EUC-JP", Structure::euc_jp, euc_jp_readers, "EUC-JP-MS", Limit::jis_x_0208),
+    shifted(233, "ISO-2022-JP", Scheme::iso_2022_jp, euc_jis),
+    shifted(238, "ISO-2022-JP-MS", Scheme::iso_2022_jp, euc_jis_ms),
+    shifted(234, "ISO-2022-JP-2", Scheme::iso_2022_jp_2, euc_jis),
 
     // Unicode.
     wide(240, "UTF-16", 2, ByteOrder::told),
@@ -263,10 +273,12 @@ constexpr Name names[] = {
     {"eucjp", 232},
     {"eucpkdfmtjapanese", 232},
     {"ujis", 232},
+    {"eucjpms", 232},
+    {"eucjpwin", 232},
     {"iso2022jp", 233},
     {"iso2022jp1", 233},
     {"iso2022jp3", 233},
-    {"iso2022jpms", 233},
+    {"iso2022jpms", 238},
     {"iso2022jp2", 234},
 
     {"utf16", 240},
@@ -301,9 +313,9 @@ constexpr CodePage code_pages[] = {
     {1250, 32},   {1251, 33},   {1252, 34},   {1253, 35},   {1254, 36},   {1255, 37},
     {1256, 38},   {1257, 39},   {1258, 50},   {1361, 222},  {1381, 210},  {10000, 66},
     {10007, 67},  {12000, 246}, {12001, 245}, {20127, 31},  {20866, 63},  {20932, 232},
-    {21866, 64},  {28591, 27},  {50220, 233}, {50221, 233}, {50225, 223}, {51932, 232},
-    {51936, 210}, {51949, 220}, {51950, 215}, {52936, 214}, {54936, 213}, {65000, 250},
-    {65001, 40},
+    {21866, 64},  {28591, 27},  {50220, 238}, {50221, 238}, {50222, 238}, {50225, 223},
+    {51932, 236}, {51936, 210}, {51949, 220}, {51950, 215}, {52936, 214}, {54936, 213},
+    {65000, 250}, {65001, 40},
 };
 
 /// The letters and digits of a name in lower case, without what stands behind a colon (a year) and

@@ -54,12 +54,8 @@ struct CharSet {
     Limit limit = Limit::none;
     int unit = 1; // bytes
     ByteOrder order = ByteOrder::big;
+    int eight_bit = -1; // the number of the set whose pairs are written without the upper bit
 };
-
-/// The sets whose pairs the 7-bit sets write without the upper bit.
-inline constexpr int gb2312 = 210;
-inline constexpr int euc_kr = 220;
-inline constexpr int euc_jis = 235; // EUC-JP that is written with JIS X 0208 alone
 
 /// Null for a number that no set has.
 CharSet const * char_set_of(int number);

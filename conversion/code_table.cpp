@@ -137,6 +137,10 @@ public:
         label_writer_ = IconvHandle::open(set_.label, "UTF-8");
         if (readers_.empty() || !label_reader || !label_writer_) return nullptr;
         label_.emplace(std::move(*label_reader));
+        if (set_.structure == Structure::euc_jp) {
+            auto iconv = IconvHandle::open("UTF-8", "CP932");
+            if (iconv) extension_.emplace(std::move(*iconv));
+        }
         has_pairs_ = set_.structure != Structure::single_bytes;
         read_singles();
         if (has_pairs_) read_pairs();
@@ -191,6 +195,7 @@ private:
             for (CharacterReader & reader : readers_) {
                 rows.push_back(reader.read_row(lead, CodeTable::lowest_trail(set_.structure)));
             }
+            if (extension_) rows.push_back(extension_row(lead));
             Row const own = label_->read_row(lead, CodeTable::lowest_trail(set_.structure));
             for (unsigned trail = 0; trail < own.size(); ++trail) {
                 char32_t const character = chosen(rows, trail);
@@ -199,6 +204,22 @@ private:
                 if (character < CodeTable::with_mark) offer(character, code, own[trail]);
             }
         }
+    }
+
+    /// The signs that vendors have added to JIS X 0208 in rows 89 to 92. iconv has them in the form
+    /// of Shift_JIS alone, and places of private use in the form of EUC.
+    Row extension_row(unsigned lead) {
+        Row result;
+        result.fill(CodeTable::no_character);
+        unsigned const row = lead - 0xA0;
+        if (lead < 0xA0 || row < 89 || row > 92) return result;
+        unsigned const shift_jis_lead = 0xC1 + (row - 1) / 2;
+        for (unsigned cell = 1; cell <= 94; ++cell) {
+            unsigned const odd_trail = cell + 0x3F + (cell >= 64 ? 1 : 0);
+            unsigned const trail = row % 2 != 0 ? odd_trail : cell + 0x9E;
+            result[0xA0 + cell] = extension_->read(shift_jis_lead << 8 | trail);
+        }
+        return result;
     }
 
     /// The first reader that knows the code counts, and one that has a real character for it
@@ -223,7 +244,8 @@ private:
         if (is_text && (present == 0 || writes(character, code))) {
             table_->set_code(character, code);
         }
-        if (own != character && own < CodeTable::with_mark && own >= 0x80) {
+        bool const is_place = is_private_use(own) && !is_private_use(character);
+        if (own != character && own < CodeTable::with_mark && own >= 0x80 && !is_place) {
             own_characters_.emplace_back(own, code);
         }
     }
@@ -239,6 +261,7 @@ private:
     CharSet const & set_;
     bool has_pairs_ = false;
     std::deque<CharacterReader> readers_;
+    std::optional<CharacterReader> extension_; // of JIS X 0208
     std::optional<CharacterReader> label_;
     std::optional<IconvHandle> label_writer_;
     std::vector<std::pair<char32_t, unsigned>> own_characters_;

@@ -1,11 +1,13 @@
 // conversion/codec.cpp - the codec of each scheme
 #include "conversion/codec.hpp"
 
-#include "conversion/iconv_codec.hpp"
+#include "conversion/iconv_writer.hpp"
+#include "conversion/iso_2022_cn.hpp"
 #include "conversion/iso_2022_jp.hpp"
 #include "conversion/seven_bit.hpp"
 #include "conversion/table_codec.hpp"
 #include "conversion/utf8.hpp"
+#include "conversion/utf_7.hpp"
 #include "conversion/wide_codec.hpp"
 
 namespace vellum::conversion {
@@ -16,8 +18,12 @@ namespace {
 
 class Utf8Codec : public Codec {
 public:
-    void decode(std::string_view text, Output & utf8) override { copy_utf8(text, utf8); }
-    void encode(std::string_view utf8, Output & text) override { copy_utf8(utf8, text); }
+    std::size_t decode(std::string_view text, End end, Output & utf8) override {
+        if (end == End::of_piece) text.remove_suffix(cut_character(text));
+        copy_utf8(text, utf8);
+        return text.size();
+    }
+    void encode(std::string_view utf8, End, Output & text) override { copy_utf8(utf8, text); }
 };
 
 } // namespace
@@ -26,14 +32,18 @@ std::unique_ptr<Codec> open_codec(CharSet const & set) {
     switch (set.scheme) {
     case Scheme::utf_8: return std::make_unique<Utf8Codec>();
     case Scheme::table: return TableCodec::open(set);
-    case Scheme::hz: return HzCodec::open();
-    case Scheme::iso_2022_kr: return Iso2022KrCodec::open();
+    case Scheme::hz:
+    case Scheme::iso_2022_kr: return SevenBitCodec::open(set);
     case Scheme::iso_2022_jp:
-    case Scheme::iso_2022_jp_2: return Iso2022JpCodec::open(set);
+        return paired(Iso2022JpReader::open(set), ShiftWriter::open(set, iso_2022_jp_shifts));
+    case Scheme::iso_2022_jp_2:
+        return paired(Iso2022JpReader::open(set), IconvWriter::open(set.label, iso_2022_controls));
     case Scheme::wide: return std::make_unique<WideCodec>(set);
     case Scheme::iso_2022_cn:
-        return IconvCodec::open(set.label, iso_2022_controls, SingleShifts::written_wrong);
-    case Scheme::utf_7: return IconvCodec::open(set.label, "");
+        return paired(Iso2022CnReader::open(set),
+                      IconvWriter::open(set.label, iso_2022_controls, SingleShifts::written_wrong));
+    case Scheme::utf_7:
+        return paired(std::make_unique<Utf7Reader>(), IconvWriter::open(set.label, ""));
     }
     return nullptr;
 }

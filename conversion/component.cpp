@@ -12,8 +12,10 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <new>
+#include <memory>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace vellum::conversion {
 
@@ -22,12 +24,49 @@ namespace {
 constexpr int success = 0;
 constexpr int failure = 1;
 
-struct Session {
-    CharSet const & set;
-    std::unique_ptr<Codec> codec;
+/// A set, and the texts in it that come in pieces, at most one to be read and one to be written.
+class Session {
+public:
+    Session(CharSet const & set, std::unique_ptr<Codec> codec)
+        : set_(set), codec_(std::move(codec)) {}
 
-    bool is_utf_8() const { return set.scheme == Scheme::utf_8; }
-    short terminator_size() const { return static_cast<short>(set.unit); }
+    bool is_utf_8() const { return set_.scheme == Scheme::utf_8; }
+    short terminator_size() const { return static_cast<short>(set_.unit); }
+
+    /// Reads a text, or the next piece of one.
+    void decode(std::string_view text, End end, Output & utf8) {
+        is_reading_ = true; // whatever is thrown
+        if (rest_.empty()) {
+            rest_ = text.substr(codec_->decode(text, end, utf8));
+        } else {
+            rest_ += text;
+            rest_.erase(0, codec_->decode(rest_, end, utf8));
+        }
+        is_reading_ = end == End::of_piece;
+    }
+
+    void encode(std::string_view utf8, End end, Output & text) {
+        is_writing_ = true;
+        codec_->encode(utf8, end, text);
+        is_writing_ = end == End::of_piece;
+    }
+
+    /// Forgets a text whose end never came.
+    void begin_reading() {
+        Output dropped;
+        if (is_reading_) decode("", End::of_text, dropped);
+    }
+    void begin_writing() {
+        Output dropped;
+        if (is_writing_) encode("", End::of_text, dropped);
+    }
+
+private:
+    CharSet const & set_;
+    std::unique_ptr<Codec> codec_;
+    std::string rest_; // of the last piece that was read
+    bool is_reading_ = false;
+    bool is_writing_ = false;
 };
 
 int get_table_info(TableInfo * info) {
@@ -64,7 +103,7 @@ int open_session(void ** session, void *, void *, qxtSTRCharSettag tag) try {
     if (set == nullptr) return failure;
     auto codec = open_codec(*set);
     if (!codec) return failure;
-    *session = new Session{*set, std::move(codec)};
+    *session = new Session(*set, std::move(codec));
     return success;
 } catch (std::exception const &) {
     return failure;
@@ -78,14 +117,16 @@ int close_session(void * session) {
 int translate_by_name() { return failure; }
 
 void translate(Session & from, Session & to, std::string_view text, Output & out) {
+    from.begin_reading();
+    to.begin_writing();
     if (from.is_utf_8()) {
-        to.codec->encode(text, out);
+        to.encode(text, End::of_text, out);
     } else if (to.is_utf_8()) {
-        from.codec->decode(text, out);
+        from.decode(text, End::of_text, out);
     } else {
         Output utf8;
-        from.codec->decode(text, utf8);
-        to.codec->encode(utf8.view(), out);
+        from.decode(text, End::of_text, utf8);
+        to.encode(utf8.view(), End::of_text, out);
     }
     std::size_t const size = out.size();
     out.append(std::string_view("\0\0\0\0", static_cast<std::size_t>(to.terminator_size())));
@@ -108,6 +149,30 @@ int translate(void * target, void * source, unsigned char * out, unsigned long c
     Blocks::of_process().set_valid_text(out, 0); // what it was, if it serves again
     Output output(out, capacity);
     translate(from, to, text, output);
+    result->produced = output.size();
+    result->buffer = output.release();
+    return success;
+} catch (std::exception const &) {
+    return failure;
+}
+
+int translate_piece(void * target, void * source, unsigned char * out, unsigned long capacity,
+                    unsigned char const * in, unsigned long in_length, int last,
+                    Result * result) try {
+    if (target == nullptr || source == nullptr) return failure;
+    auto & from = *static_cast<Session *>(source);
+    auto & to = *static_cast<Session *>(target);
+    std::string_view const text(reinterpret_cast<char const *>(in), in_length);
+    End const end = last != 0 ? End::of_text : End::of_piece;
+    Output output(out, capacity);
+    if (to.is_utf_8()) {
+        from.decode(text, end, output);
+    } else {
+        unsigned char room[4096];
+        Output utf8(room, sizeof room);
+        from.decode(text, end, utf8);
+        to.encode(utf8.view(), end, output);
+    }
     result->produced = output.size();
     result->buffer = output.release();
     return success;
@@ -153,6 +218,7 @@ extern "C" VELLUM_EXPORT platform::OrdinalEntry const vellum_ordinals[] = {
     {3, conversion::entry(conversion::close_session)},
     {1110, conversion::entry(conversion::translate_by_name)},
     {1690, conversion::entry<conversion::Translate>(conversion::translate)},
+    {1691, conversion::entry(conversion::translate_piece)},
     {1870, conversion::entry(conversion::allocate)},
     {1875, conversion::entry(conversion::release)},
     {1510, conversion::entry(conversion::size_of_terminator)},

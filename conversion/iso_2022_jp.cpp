@@ -1,7 +1,6 @@
 // conversion/iso_2022_jp.cpp - ISO-2022-JP and ISO-2022-JP-2
 #include "conversion/iso_2022_jp.hpp"
 
-#include "conversion/iconv_codec.hpp"
 #include "conversion/utf8.hpp"
 
 #include <algorithm>
@@ -68,8 +67,8 @@ constexpr Iso2022JpReader::Escape Iso2022JpReader::escapes[] = {
     {"\x1B.F", Set::ascii, Upper::greek},
 };
 
-std::unique_ptr<Iso2022JpReader> Iso2022JpReader::open() {
-    auto japanese = TableCodec::open(*char_set_of(euc_jis));
+std::unique_ptr<Iso2022JpReader> Iso2022JpReader::open(CharSet const & set) {
+    auto japanese = TableCodec::open(*char_set_of(set.eight_bit));
     if (!japanese) return nullptr;
     return std::unique_ptr<Iso2022JpReader>(new Iso2022JpReader(std::move(japanese)));
 }
@@ -80,34 +79,55 @@ TableCodec & Iso2022JpReader::foreign(std::unique_ptr<TableCodec> & codec, char 
     return codec ? *codec : *japanese_;
 }
 
-void Iso2022JpReader::decode(std::string_view text, Output & utf8) {
+std::size_t Iso2022JpReader::decode(std::string_view text, End end, Output & utf8) {
+    std::size_t const size = text.size();
     utf8_ = &utf8;
-    codec_ = japanese_.get();
-    pending_.clear();
-    set_ = Set::ascii;
-    upper_ = Upper::none;
-    while (!text.empty()) {
-        std::size_t const escape = take_control(text);
-        if (escape != 0) {
-            text.remove_prefix(escape);
-            continue;
-        }
-        switch (set_) {
-        case Set::ascii: take_plain(text, pending_in(*japanese_)); break;
-        case Set::jis_x_0208: text.remove_prefix(take_japanese(text)); break;
-        case Set::gb_2312: take_pairs(text, pending_in(foreign(chinese_, "GB2312"))); break;
-        case Set::ks_c_5601: take_pairs(text, pending_in(foreign(korean_, "EUC-KR"))); break;
-        default: text.remove_prefix(take(text));
-        }
+    while (!text.empty() && (end == End::of_text || !is_cut(text))) {
+        text.remove_prefix(take_next(text));
     }
-    flush();
+    flush(end);
+    if (end == End::of_text) {
+        codec_ = japanese_.get();
+        set_ = Set::ascii;
+        upper_ = Upper::none;
+    }
+    return size - text.size();
+}
+
+/// Whether `text` is the front of something that the end of a piece may have cut.
+bool Iso2022JpReader::is_cut(std::string_view text) const {
+    if (text[0] == '\x1B') {
+        bool const is_single_shift =
+            text.size() < 3 && std::string_view("\x1BN ").starts_with(text.substr(0, 2));
+        return is_single_shift ||
+               std::any_of(std::begin(escapes), std::end(escapes), [&](Escape const & escape) {
+                   return text.size() < escape.sequence.size() && escape.sequence.starts_with(text);
+               });
+    }
+    bool const has_pairs = set_ == Set::jis_x_0208 || set_ == Set::jis_x_0212 ||
+                           set_ == Set::gb_2312 || set_ == Set::ks_c_5601;
+    return has_pairs && text.size() == 1 && is_pair_byte(text[0]);
+}
+
+/// Takes what is at the front of `text`. Returns its length.
+std::size_t Iso2022JpReader::take_next(std::string_view text) {
+    if (std::size_t const control = take_control(text); control != 0) return control;
+    std::string_view rest = text;
+    switch (set_) {
+    case Set::ascii: take_plain(rest, pending_in(*japanese_)); break;
+    case Set::jis_x_0208: return take_japanese(text);
+    case Set::gb_2312: take_pairs(rest, pending_in(foreign(chinese_, "GB2312"))); break;
+    case Set::ks_c_5601: take_pairs(rest, pending_in(foreign(korean_, "EUC-KR"))); break;
+    default: return take(text);
+    }
+    return text.size() - rest.size();
 }
 
 /// Pairs as most of the text is made of go into the result at once, unless what is pending ends in
 /// a byte that may be half of one.
 std::size_t Iso2022JpReader::take_japanese(std::string_view text) {
     if (pending_.empty() || (pending_.back() & 0x80) == 0) {
-        flush();
+        flush(End::of_text);
         if (std::size_t const length = japanese_->decode_seven_bit(text, *utf8_)) return length;
     }
     std::string_view rest = text;
@@ -125,7 +145,7 @@ std::size_t Iso2022JpReader::take_control(std::string_view text) {
     case '\n':
         set_ = Set::ascii;
         upper_ = Upper::none;
-        if (pending_.size() >= piece_size) flush();
+        if (pending_.size() >= piece_size) flush(End::of_text);
         return 0;
     default: return 0;
     }
@@ -163,7 +183,7 @@ std::size_t Iso2022JpReader::take(std::string_view text) {
     char const c = text[0];
     bool const is_pair = text.size() >= 2 && is_pair_byte(c) && is_pair_byte(text[1]);
     if (set_ == Set::roman && (c == '\\' || c == '~')) {
-        flush();
+        flush(End::of_text);
         utf8_->append(c == '\\' ? "\u00A5" : "\u203E");
     } else if (set_ == Set::roman || !is_pair_byte(c)) {
         put(*japanese_, {&c, 1});
@@ -186,54 +206,13 @@ void Iso2022JpReader::put(TableCodec & codec, std::string_view bytes) {
 /// Where text in the 8-bit form of that set goes.
 std::string & Iso2022JpReader::pending_in(TableCodec & codec) {
     if (codec_ != &codec) {
-        flush();
+        flush(End::of_text);
         codec_ = &codec;
     }
     return pending_;
 }
 
-void Iso2022JpReader::flush() {
-    codec_->decode(pending_, *utf8_);
-    pending_.clear();
-}
-
-// ---- Writing ----
-
-namespace {
-
-/// Read as the other one, but written with all sets that it has.
-class Iso2022Jp2Codec : public Codec {
-public:
-    Iso2022Jp2Codec(std::unique_ptr<Iso2022JpReader> reader, std::unique_ptr<IconvCodec> writer)
-        : reader_(std::move(reader)), writer_(std::move(writer)) {}
-
-    void decode(std::string_view text, Output & utf8) override { reader_->decode(text, utf8); }
-    void encode(std::string_view utf8, Output & text) override { writer_->encode(utf8, text); }
-
-private:
-    std::unique_ptr<Iso2022JpReader> reader_;
-    std::unique_ptr<IconvCodec> writer_;
-};
-
-} // namespace
-
-Iso2022JpCodec::Iso2022JpCodec(std::unique_ptr<Iso2022JpReader> reader,
-                               std::unique_ptr<TableCodec> jis)
-    : reader_(std::move(reader)),
-      writer_(std::move(jis),
-              {.header = "", .begin = "\x1B$B", .end = "\x1B(B", .forbidden = iso_2022_controls}) {}
-
-std::unique_ptr<Codec> Iso2022JpCodec::open(CharSet const & set) {
-    auto reader = Iso2022JpReader::open();
-    if (!reader) return nullptr;
-    if (set.scheme == Scheme::iso_2022_jp_2) {
-        auto writer = IconvCodec::open(set.label, iso_2022_controls);
-        if (!writer) return nullptr;
-        return std::make_unique<Iso2022Jp2Codec>(std::move(reader), std::move(writer));
-    }
-    auto jis = TableCodec::open(*char_set_of(euc_jis));
-    if (!jis) return nullptr;
-    return std::unique_ptr<Codec>(new Iso2022JpCodec(std::move(reader), std::move(jis)));
-}
+/// Text of another set, or a character that stands for itself, ends the text of `pending_`.
+void Iso2022JpReader::flush(End end) { pending_.erase(0, codec_->decode(pending_, end, *utf8_)); }
 
 } // namespace vellum::conversion

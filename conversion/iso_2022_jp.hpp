@@ -16,9 +16,9 @@ namespace vellum::conversion {
 class Iso2022JpReader {
 public:
     /// Null if the C library lacks the sets.
-    static std::unique_ptr<Iso2022JpReader> open();
+    static std::unique_ptr<Iso2022JpReader> open(CharSet const & set);
 
-    void decode(std::string_view text, Output & utf8);
+    std::size_t decode(std::string_view text, End end, Output & utf8);
 
 private:
     /// What the bytes below 0x80 are, by the last escape sequence.
@@ -30,8 +30,10 @@ private:
     static Escape const escapes[];
 
     explicit Iso2022JpReader(std::unique_ptr<TableCodec> japanese)
-        : japanese_(std::move(japanese)) {}
+        : japanese_(std::move(japanese)), codec_(japanese_.get()) {}
 
+    bool is_cut(std::string_view text) const;
+    std::size_t take_next(std::string_view text);
     TableCodec & foreign(std::unique_ptr<TableCodec> & codec, char const * name);
     std::size_t take_japanese(std::string_view text);
     std::size_t take_control(std::string_view text);
@@ -40,7 +42,7 @@ private:
     std::size_t take_upper(std::string_view text);
     void put(TableCodec & codec, std::string_view bytes);
     std::string & pending_in(TableCodec & codec);
-    void flush();
+    void flush(End end);
 
     std::unique_ptr<TableCodec> japanese_;
     // Opened when a text needs them.
@@ -49,25 +51,14 @@ private:
     std::unique_ptr<TableCodec> latin_1_;
     std::unique_ptr<TableCodec> greek_;
 
-    Output * utf8_ = nullptr;      // of the text that is being read
-    TableCodec * codec_ = nullptr; // the set of `pending_`
-    std::string pending_;          // in its 8-bit form
+    Output * utf8_ = nullptr; // of the text that is being read
+    TableCodec * codec_;      // the set of `pending_`
+    std::string pending_;     // in its 8-bit form
     Set set_ = Set::ascii;
     Upper upper_ = Upper::none;
 };
 
-class Iso2022JpCodec : public Codec {
-public:
-    static std::unique_ptr<Codec> open(CharSet const & set);
-
-    void decode(std::string_view text, Output & utf8) override { reader_->decode(text, utf8); }
-    void encode(std::string_view utf8, Output & text) override { writer_.encode(utf8, text); }
-
-private:
-    Iso2022JpCodec(std::unique_ptr<Iso2022JpReader> reader, std::unique_ptr<TableCodec> jis);
-
-    std::unique_ptr<Iso2022JpReader> reader_;
-    ShiftWriter writer_;
-};
+inline constexpr Shifts iso_2022_jp_shifts{
+    .header = "", .begin = "\x1B$B", .end = "\x1B(B", .forbidden = iso_2022_controls};
 
 } // namespace vellum::conversion

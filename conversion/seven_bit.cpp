@@ -20,7 +20,7 @@ std::string_view take_piece(std::string_view & text) {
 }
 
 /// Puts the pair at the front of `text`, or the byte there if it isn't one of a pair, to the end of
-/// `eight_bit`, where there is room. Gives its length.
+/// `eight_bit`, where there is room. Returns its length.
 std::size_t move_pair(std::string_view text, char *& eight_bit) {
     if (text.size() >= 2 && is_pair_byte(text[0]) && is_pair_byte(text[1])) {
         *eight_bit++ = with_upper_bit(text[0]);
@@ -31,35 +31,25 @@ std::size_t move_pair(std::string_view text, char *& eight_bit) {
     return 1;
 }
 
-/// Reads `text` by way of its 8-bit form: `next(rest, shifted, put)` moves what is at the front of
-/// the rest to `put`, in as many bytes at most, and gives its length.
-template <typename Next>
-void decode_shifted(std::string_view text, TableCodec & codec, Output & utf8, Next next) {
-    std::string eight_bit;
-    while (!text.empty()) {
-        std::string_view piece = take_piece(text);
-        eight_bit.resize(piece.size());
-        char * put = eight_bit.data();
-        for (bool shifted = false; !piece.empty();) {
-            if (piece[0] == '\n') shifted = false;
-            piece.remove_prefix(next(piece, shifted, put));
-        }
-        codec.decode({eight_bit.data(), static_cast<std::size_t>(put - eight_bit.data())}, utf8);
-    }
-}
-
 } // namespace
 
-void ShiftWriter::encode(std::string_view utf8, Output & text) {
-    begun_ = false;
-    shifted_ = false;
+std::unique_ptr<ShiftWriter> ShiftWriter::open(CharSet const & set, Shifts const & shifts) {
+    auto eight_bit = TableCodec::open(*char_set_of(set.eight_bit));
+    if (!eight_bit) return nullptr;
+    return std::unique_ptr<ShiftWriter>(new ShiftWriter(std::move(eight_bit), shifts));
+}
+
+void ShiftWriter::encode(std::string_view utf8, End end, Output & text) {
     Output encoded;
     while (!utf8.empty()) {
         encoded.truncate(0);
-        eight_bit_->encode(take_piece(utf8), encoded);
+        eight_bit_->encode(take_piece(utf8), End::of_piece, encoded);
         write(encoded.view(), text);
     }
+    if (end == End::of_piece) return;
     if (shifted_) text.append(shifts_.end);
+    begun_ = false;
+    shifted_ = false;
 }
 
 void ShiftWriter::write(std::string_view encoded, Output & text) {
@@ -90,20 +80,20 @@ void ShiftWriter::write(std::string_view encoded, Output & text) {
     }
 }
 
-// ---- HZ ----
-
-HzCodec::HzCodec(std::unique_ptr<TableCodec> gb)
-    : writer_(std::move(gb), {.header = "", .begin = "~{", .end = "~}", .doubled = '~'}) {}
-
-std::unique_ptr<HzCodec> HzCodec::open() {
-    auto gb = TableCodec::open(*char_set_of(gb2312));
-    return gb ? std::unique_ptr<HzCodec>(new HzCodec(std::move(gb))) : nullptr;
-}
+// ---- What the shifts of each set are ----
 
 namespace {
 
+bool is_half_pair(std::string_view rest) { return rest.size() == 1 && is_pair_byte(rest[0]); }
+
+std::size_t move_text(std::string_view rest, bool shifted, char *& put) {
+    if (shifted) return move_pair(rest, put);
+    *put++ = rest[0];
+    return 1;
+}
+
 /// What a tilde begins; 0 if it stands for itself.
-std::size_t next_behind_tilde(std::string_view rest, bool & shifted, char *& put) {
+std::size_t move_behind_tilde(std::string_view rest, bool & shifted, char *& put) {
     std::string_view const two = rest.substr(0, 2);
     if (two == (shifted ? "~}" : "~{")) {
         shifted = !shifted;
@@ -118,48 +108,82 @@ std::size_t next_behind_tilde(std::string_view rest, bool & shifted, char *& put
     return rest.substr(0, 3) == "~\r\n" ? 3 : 0;
 }
 
-} // namespace
+constexpr SevenBitScheme hz{
+    .shifts = {.header = "", .begin = "~{", .end = "~}", .doubled = '~'},
+    .is_cut =
+        [](std::string_view rest, bool shifted) {
+            return rest == "~" || rest == "~\r" || (shifted && is_half_pair(rest));
+        },
+    .move_next = [](std::string_view rest, bool & shifted, char *& put) -> std::size_t {
+        std::size_t const length = rest[0] == '~' ? move_behind_tilde(rest, shifted, put) : 0;
+        return length != 0 ? length : move_text(rest, shifted, put);
+    },
+};
 
-void HzCodec::decode(std::string_view text, Output & utf8) {
-    auto const next = [](std::string_view rest, bool & shifted, char *& put) -> std::size_t {
-        if (rest[0] == '~') {
-            if (std::size_t const length = next_behind_tilde(rest, shifted, put)) return length;
-        }
-        if (shifted) return move_pair(rest, put);
-        *put++ = rest[0];
-        return 1;
-    };
-    decode_shifted(text, writer_.eight_bit(), utf8, next);
-}
-
-// ---- ISO-2022-KR ----
-
-Iso2022KrCodec::Iso2022KrCodec(std::unique_ptr<TableCodec> ks)
-    : writer_(std::move(ks), {.header = korean_header,
-                              .begin = "\x0E",
-                              .end = "\x0F",
-                              .forbidden = iso_2022_controls}) {}
-
-std::unique_ptr<Iso2022KrCodec> Iso2022KrCodec::open() {
-    auto ks = TableCodec::open(*char_set_of(euc_kr));
-    return ks ? std::unique_ptr<Iso2022KrCodec>(new Iso2022KrCodec(std::move(ks))) : nullptr;
-}
-
-void Iso2022KrCodec::decode(std::string_view text, Output & utf8) {
-    auto const next = [](std::string_view rest, bool & shifted, char *& put) -> std::size_t {
-        char const c = rest[0];
-        if (c == shift_out || c == shift_in) {
-            shifted = c == shift_out;
+constexpr SevenBitScheme iso_2022_kr{
+    .shifts = {.header = korean_header,
+               .begin = "\x0E",
+               .end = "\x0F",
+               .forbidden = iso_2022_controls},
+    .is_cut =
+        [](std::string_view rest, bool shifted) {
+            return (rest.size() < korean_header.size() && korean_header.starts_with(rest)) ||
+                   (shifted && is_half_pair(rest));
+        },
+    .move_next = [](std::string_view rest, bool & shifted, char *& put) -> std::size_t {
+        if (rest[0] == shift_out || rest[0] == shift_in) {
+            shifted = rest[0] == shift_out;
             return 1;
         }
-        if (c == '\x1B' && rest.substr(0, korean_header.size()) == korean_header) {
-            return korean_header.size();
-        }
-        if (shifted) return move_pair(rest, put);
-        *put++ = c;
-        return 1;
-    };
-    decode_shifted(text, writer_.eight_bit(), utf8, next);
+        return rest.starts_with(korean_header) ? korean_header.size()
+                                               : move_text(rest, shifted, put);
+    },
+};
+
+} // namespace
+
+// ---- Reading ----
+
+std::unique_ptr<Codec> SevenBitCodec::open(CharSet const & set) {
+    SevenBitScheme const & scheme = set.scheme == Scheme::hz ? hz : iso_2022_kr;
+    auto eight_bit = TableCodec::open(*char_set_of(set.eight_bit));
+    auto writer = ShiftWriter::open(set, scheme.shifts);
+    if (!eight_bit || !writer) return nullptr;
+    return std::unique_ptr<Codec>(
+        new SevenBitCodec(scheme, std::move(eight_bit), std::move(writer)));
+}
+
+std::size_t SevenBitCodec::decode(std::string_view text, End end, Output & utf8) {
+    std::size_t const size = text.size();
+    std::size_t rest = 0;
+    while (rest == 0 && !text.empty()) {
+        std::string_view const piece = take_piece(text);
+        rest = piece.size() - take(piece, text.empty() ? end : End::of_text);
+        flush(End::of_piece, utf8);
+    }
+    if (end == End::of_text) {
+        flush(end, utf8);
+        shifted_ = false;
+    }
+    return size - rest;
+}
+
+/// Moves `text` to the end of `pending_`. Returns how many bytes were moved.
+std::size_t SevenBitCodec::take(std::string_view text, End end) {
+    std::size_t const size = text.size();
+    std::size_t const size_before = pending_.size();
+    pending_.resize(size_before + size);
+    char * put = pending_.data() + size_before;
+    while (!text.empty() && (end == End::of_text || !scheme_.is_cut(text, shifted_))) {
+        if (text[0] == '\n') shifted_ = false;
+        text.remove_prefix(scheme_.move_next(text, shifted_, put));
+    }
+    pending_.resize(static_cast<std::size_t>(put - pending_.data()));
+    return size - text.size();
+}
+
+void SevenBitCodec::flush(End end, Output & utf8) {
+    pending_.erase(0, eight_bit_->decode(pending_, end, utf8));
 }
 
 } // namespace vellum::conversion

@@ -28,15 +28,15 @@ inline constexpr std::string_view iso_2022_controls = "\x0E\x0F\x1B";
 /// Writes text of ASCII and of pairs with the upper bits set.
 class ShiftWriter {
 public:
+    /// The 8-bit form is that of `set`. Null if the C library lacks it.
+    static std::unique_ptr<ShiftWriter> open(CharSet const & set, Shifts const & shifts);
+
+    void encode(std::string_view utf8, End end, Output & text);
+
+private:
     ShiftWriter(std::unique_ptr<TableCodec> eight_bit, Shifts const & shifts)
         : eight_bit_(std::move(eight_bit)), shifts_(shifts) {}
 
-    void encode(std::string_view utf8, Output & text);
-
-    /// The set of the 8-bit form.
-    TableCodec & eight_bit() { return *eight_bit_; }
-
-private:
     void write(std::string_view encoded, Output & text);
 
     std::unique_ptr<TableCodec> eight_bit_;
@@ -54,33 +54,42 @@ inline char with_upper_bit(char c) { return static_cast<char>(c | 0x80); }
 /// Text goes through the 8-bit form in pieces of this size and up to the next line end.
 inline constexpr std::size_t piece_size = 65536;
 
-/// HZ (RFC 1843).
-class HzCodec : public Codec {
-public:
-    /// Null if the C library lacks the set; as below.
-    static std::unique_ptr<HzCodec> open();
+/// How the text of one of these sets is read and written.
+struct SevenBitScheme {
+    Shifts shifts;
 
-    void decode(std::string_view text, Output & utf8) override;
-    void encode(std::string_view utf8, Output & text) override { writer_.encode(utf8, text); }
+    /// Whether `rest` is the front of something that the end of a piece may have cut.
+    bool (*is_cut)(std::string_view rest, bool shifted);
 
-private:
-    explicit HzCodec(std::unique_ptr<TableCodec> gb);
-
-    ShiftWriter writer_;
+    /// Moves what is at the front of `rest` to `put`, where there is room for as many bytes.
+    /// Returns its length.
+    std::size_t (*move_next)(std::string_view rest, bool & shifted, char *& put);
 };
 
-/// ISO-2022-KR (RFC 1557). Its header may be missing, as in a later piece of a text.
-class Iso2022KrCodec : public Codec {
+/// HZ (RFC 1843) and ISO-2022-KR (RFC 1557), whose header may be missing.
+class SevenBitCodec : public Codec {
 public:
-    static std::unique_ptr<Iso2022KrCodec> open();
+    /// Null if the C library lacks the set of the 8-bit form.
+    static std::unique_ptr<Codec> open(CharSet const & set);
 
-    void decode(std::string_view text, Output & utf8) override;
-    void encode(std::string_view utf8, Output & text) override { writer_.encode(utf8, text); }
+    std::size_t decode(std::string_view text, End end, Output & utf8) override;
+    void encode(std::string_view utf8, End end, Output & text) override {
+        writer_->encode(utf8, end, text);
+    }
 
 private:
-    explicit Iso2022KrCodec(std::unique_ptr<TableCodec> ks);
+    SevenBitCodec(SevenBitScheme const & scheme, std::unique_ptr<TableCodec> eight_bit,
+                  std::unique_ptr<ShiftWriter> writer)
+        : scheme_(scheme), eight_bit_(std::move(eight_bit)), writer_(std::move(writer)) {}
 
-    ShiftWriter writer_;
+    std::size_t take(std::string_view text, End end);
+    void flush(End end, Output & utf8);
+
+    SevenBitScheme const & scheme_;
+    std::unique_ptr<TableCodec> eight_bit_;
+    std::unique_ptr<ShiftWriter> writer_;
+    std::string pending_; // what was taken, in its 8-bit form
+    bool shifted_ = false;
 };
 
 } // namespace vellum::conversion

@@ -46,7 +46,7 @@ IconvHandle * TableCodec::writer() {
 
 // ---- Reading ----
 
-void TableCodec::decode(std::string_view text, Output & utf8) {
+std::size_t TableCodec::decode(std::string_view text, End text_end, Output & utf8) {
     unsigned char const * p = first(text);
     unsigned char const * const end = last(text);
     while (p < end) {
@@ -76,8 +76,11 @@ void TableCodec::decode(std::string_view text, Output & utf8) {
             break;
         }
         utf8.set_put(put);
-        if (p < block_end) p = decode_sequence(p, end, utf8);
+        if (p >= block_end) continue;
+        if (text_end == End::of_piece && is_cut(p, end)) break;
+        p = decode_sequence(p, end, utf8);
     }
+    return static_cast<std::size_t>(p - first(text));
 }
 
 std::size_t TableCodec::decode_seven_bit(std::string_view text, Output & utf8) const {
@@ -127,6 +130,22 @@ unsigned char const * TableCodec::decode_sequence(unsigned char const * p,
     return p + run;
 }
 
+/// What stands at `p`, no character as far as it goes, may be one with the bytes behind `end`.
+bool TableCodec::is_cut(unsigned char const * p, unsigned char const * end) const {
+    auto const size = static_cast<std::size_t>(end - p);
+    if (size > 3 || table_.single(*p) != CodeTable::lead_byte) return false;
+    if (size == 1) return true;
+    bool const is_third_cut = size == 2 || between(p[2], 0x81, 0xFE);
+    switch (set_.structure) {
+    case Structure::gb18030: return between(p[1], '0', '9') && is_third_cut;
+    case Structure::euc_jp: return size == 2 && p[0] == 0x8F && between(p[1], 0xA1, 0xFE);
+    case Structure::euc_tw:
+        return p[0] == 0x8E && between(p[1], 0xA1, 0xB0) &&
+               (size == 2 || between(p[2], 0xA1, 0xFE));
+    default: return false;
+    }
+}
+
 /// The length of a sequence of more than two bytes that is formed well; 0 if there is none.
 std::size_t TableCodec::longer_length(unsigned char const * p, unsigned char const * end) const {
     auto const size = static_cast<std::size_t>(end - p);
@@ -160,7 +179,7 @@ std::size_t TableCodec::bad_length(unsigned char const * p, unsigned char const 
 
 // ---- Writing ----
 
-void TableCodec::encode(std::string_view utf8, Output & text) {
+void TableCodec::encode(std::string_view utf8, End, Output & text) {
     unsigned char const * p = first(utf8);
     unsigned char const * const end = last(utf8);
     while (p < end) {

@@ -15,11 +15,11 @@ public:
     /// Null if the C library doesn't know the set.
     static std::unique_ptr<TableCodec> open(CharSet const & set);
 
-    void decode(std::string_view text, Output & utf8) override;
-    void encode(std::string_view utf8, Output & text) override;
+    std::size_t decode(std::string_view text, End end, Output & utf8) override;
+    void encode(std::string_view utf8, End end, Output & text) override;
 
     /// Reads the pairs at the front of `text`, whose upper bits are missing, as far as each is one
-    /// character. Gives their length.
+    /// character. Returns their length.
     std::size_t decode_seven_bit(std::string_view text, Output & utf8) const;
 
 private:
@@ -29,6 +29,7 @@ private:
     IconvHandle * writer();
     unsigned char const * decode_sequence(unsigned char const * p, unsigned char const * end,
                                           Output & utf8);
+    bool is_cut(unsigned char const * p, unsigned char const * end) const;
     std::size_t longer_length(unsigned char const * p, unsigned char const * end) const;
     std::size_t bad_length(unsigned char const * p, unsigned char const * end) const;
     unsigned char const * encode_longer(unsigned char const * p, unsigned char const * end,

@@ -37,6 +37,20 @@ unsigned char const * valid_end(unsigned char const * p, unsigned char const * l
 
 } // namespace
 
+std::size_t cut_character(std::string_view text) {
+    constexpr std::size_t longest_cut = 3;
+    std::size_t const reach = std::min(text.size(), longest_cut);
+    for (std::size_t size = 1; size <= reach; ++size) {
+        unsigned char const * const p = last(text) - size;
+        if ((*p & 0xC0U) == 0x80) continue;
+        std::size_t const needed = *p < 0xC0 ? 1 : *p < 0xE0 ? 2 : *p < 0xF0 ? 3 : 4;
+        Decoded const decoded = decode_utf8(p, last(text));
+        bool const is_begun = decoded.length == size && *p >= 0xC2 && *p <= 0xF4;
+        return is_begun && size < needed ? size : 0;
+    }
+    return 0;
+}
+
 void copy_utf8(std::string_view text, Output & out) {
     unsigned char const * p = first(text);
     unsigned char const * const end = last(text);

@@ -108,6 +108,9 @@ inline void append_utf8(char32_t character, Output & out) {
     out.set_put(encode_utf8(character, out.put()));
 }
 
+/// How many bytes at the end of `text` begin a character that isn't complete.
+std::size_t cut_character(std::string_view text);
+
 /// Copies `text`, with replacement characters for what is not UTF-8 in it.
 void copy_utf8(std::string_view text, Output & out);
 

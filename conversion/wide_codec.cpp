@@ -8,7 +8,7 @@ namespace vellum::conversion {
 namespace {
 
 constexpr char32_t byte_order_mark = 0xFEFF;
-constexpr std::size_t looked_at = 4096;
+constexpr std::size_t looked_at = longest_rest;
 
 bool is_surrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
 bool is_high(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
@@ -59,24 +59,32 @@ Looks looks_of(std::string_view text) {
     return looks;
 }
 
+/// Returns how many bytes were read.
 template <typename Unit>
-void decode_units(std::string_view text, Output & utf8) {
+std::size_t decode_units(std::string_view text, End text_end, Output & utf8) {
     utf8.reserve(text.size() / Unit::size + 1, Unit::size == 2 ? 3 : 4); // a rest counts as one
     unsigned char * put = utf8.put();
     unsigned char const * p = first(text);
     unsigned char const * const end = p + text.size() / Unit::size * Unit::size;
+    bool const goes_on = text_end == End::of_piece;
     while (p < end) {
         char32_t character = Unit::get(p);
+        bool const is_pair = Unit::size == 2 && is_high(character);
+        if (is_pair && goes_on && end - p == Unit::size) break;
         p += Unit::size;
-        if (Unit::size == 2 && is_high(character) && p < end && is_low(Unit::get(p))) {
+        if (is_pair && p < end && is_low(Unit::get(p))) {
             character = 0x10000 + ((character - 0xD800) << 10) + (Unit::get(p) - 0xDC00);
             p += Unit::size;
         }
         bool const bad = is_surrogate(character) || character > 0x10FFFF;
         put = encode_utf8(bad ? replacement : character, put);
     }
-    if (end < last(text)) put = encode_utf8(replacement, put);
+    if (!goes_on && end < last(text)) {
+        put = encode_utf8(replacement, put);
+        p = last(text);
+    }
     utf8.set_put(put);
+    return static_cast<std::size_t>(p - first(text));
 }
 
 template <typename Unit>
@@ -115,12 +123,22 @@ auto WideCodec::with_units(bool little, Work work) const {
     return little ? work(Units<4, true>()) : work(Units<4, false>());
 }
 
+bool WideCodec::is_marked(bool little, std::string_view text) const {
+    if (!tells_no_order(order_) || text.size() < size_) return false;
+    return with_units(
+        little, [&](auto unit) { return decltype(unit)::get(first(text)) == byte_order_mark; });
+}
+
+/// The text behind the front of one doesn't change what is_little() finds in it.
+bool WideCodec::shows_order(std::string_view text) const {
+    return !tells_no_order(order_) || text.size() >= looked_at || is_marked(false, text) ||
+           is_marked(true, text);
+}
+
 bool WideCodec::is_little(std::string_view text) const {
     if (!tells_no_order(order_) || text.size() < size_) return was_little_;
     for (bool const little : {false, true}) {
-        bool const is_marked = with_units(
-            little, [&](auto unit) { return decltype(unit)::get(first(text)) == byte_order_mark; });
-        if (is_marked) return little;
+        if (is_marked(little, text)) return little;
     }
     auto const looks = [&](bool little) {
         return with_units(little, [&](auto unit) { return looks_of<decltype(unit)>(text); });
@@ -133,26 +151,31 @@ bool WideCodec::is_little(std::string_view text) const {
     return mostly_little == mostly_big ? was_little_ : mostly_little;
 }
 
-void WideCodec::decode(std::string_view text, Output & utf8) {
-    was_little_ = is_little(text);
-    with_units(was_little_, [&](auto unit) {
-        using Unit = decltype(unit);
-        bool const is_marked = tells_no_order(order_) && text.size() >= Unit::size &&
-                               Unit::get(first(text)) == byte_order_mark;
-        decode_units<Unit>(text.substr(is_marked ? Unit::size : 0), utf8);
-    });
+std::size_t WideCodec::decode(std::string_view text, End end, Output & utf8) {
+    std::size_t mark = 0;
+    if (!is_reading_) {
+        if (end == End::of_piece && !shows_order(text)) return 0;
+        was_little_ = is_little(text);
+        if (is_marked(was_little_, text)) mark = size_;
+    }
+    is_reading_ = end == End::of_piece;
+    return mark + with_units(was_little_, [&](auto unit) {
+               return decode_units<decltype(unit)>(text.substr(mark), end, utf8);
+           });
 }
 
-void WideCodec::encode(std::string_view utf8, Output & text) {
+void WideCodec::encode(std::string_view utf8, End end, Output & text) {
     bool const little = order_ == ByteOrder::little || order_ == ByteOrder::told;
     with_units(little, [&](auto unit) {
         using Unit = decltype(unit);
-        if (order_ == ByteOrder::told && !utf8.empty()) {
+        if (order_ == ByteOrder::told && !utf8.empty() && !is_writing_) {
             text.reserve(Unit::size);
             text.set_put(Unit::put(byte_order_mark, text.put()));
+            is_writing_ = true;
         }
         encode_units<Unit>(utf8, text);
     });
+    if (end == End::of_text) is_writing_ = false;
 }
 
 } // namespace vellum::conversion

@@ -1,7 +1,8 @@
 // fuzz/conversion_fuzz.cpp - any bytes as text in any set of the conversion component
 //
-// The first byte picks the set, the second the size of the output buffer that is offered. What is
-// read is UTF-8, and does not depend on the buffer; what is written is text in the set.
+// The first byte picks the set, the second the size of the output buffer that is offered and the
+// pieces into which the text is cut. What is read is UTF-8, and does not depend on the buffer nor
+// on the pieces; what is written is text in the set.
 #include "mime/nls/conversion_binding.hpp"
 
 #include <algorithm>
@@ -23,12 +24,14 @@ void require(bool condition) {
 }
 
 constexpr char const * set_names[] = {
-    "UTF-8",       "US-ASCII",    "ISO-8859-1",  "windows-1251",  "windows-1255", "windows-1258",
-    "TIS-620",     "KOI8-R",      "IBM437",      "Big5",          "CP950",        "Big5-HKSCS",
-    "GB2312",      "GBK",         "CP936",       "GB18030",       "HZ-GB-2312",   "EUC-TW",
-    "ISO-2022-CN", "EUC-KR",      "CP949",       "Johab",         "ISO-2022-KR",  "Shift_JIS",
-    "Windows-31J", "EUC-JP",      "ISO-2022-JP", "ISO-2022-JP-2", "UTF-16",       "UTF-16BE",
-    "UTF-16LE",    "Unicode-1-1", "UTF-32",      "UTF-32BE",      "UTF-7",
+    "UTF-8",        "US-ASCII",    "ISO-8859-1",     "windows-1251", "windows-1255",
+    "windows-1258", "TIS-620",     "KOI8-R",         "IBM437",       "Big5",
+    "CP950",        "Big5-HKSCS",  "GB2312",         "GBK",          "CP936",
+    "GB18030",      "HZ-GB-2312",  "EUC-TW",         "ISO-2022-CN",  "EUC-KR",
+    "CP949",        "Johab",       "ISO-2022-KR",    "Shift_JIS",    "Windows-31J",
+    "EUC-JP",       "ISO-2022-JP", "ISO-2022-JP-2",  "UTF-16",       "UTF-16BE",
+    "UTF-16LE",     "Unicode-1-1", "UTF-32",         "UTF-32BE",     "UTF-7",
+    "CP51932",      "UTF-32LE",    "ISO-2022-JP-MS",
 };
 
 /// A session for a set.
@@ -87,6 +90,30 @@ std::string translated(Session const & to, Session const & from, std::string_vie
     return translation;
 }
 
+/// `text` translated in pieces whose sizes follow from `seed`, empty ones among them.
+std::string in_pieces(Session const & to, Session const & from, std::string_view text,
+                      std::size_t seed) {
+    std::string translation;
+    bool last = false;
+    while (!last) {
+        seed = seed * 1103515245 + 12345;
+        std::size_t const size = std::min(text.size(), (seed >> 16) % (seed % 3 == 0 ? 300 : 5));
+        auto const in = std::make_unique<unsigned char[]>(size);
+        std::copy_n(text.begin(), size, in.get());
+        text.remove_prefix(size);
+        last = text.empty();
+        unsigned char out[64];
+        conversion::Result result{};
+        require(Session::entries().qxSTRCpyXlatePiece(to.handle(), from.handle(), out, sizeof out,
+                                                      in.get(), size, last, &result) == 0);
+        require(result.buffer != nullptr || result.produced <= sizeof out);
+        auto const * const bytes = result.buffer != nullptr ? result.buffer : out;
+        translation.append(reinterpret_cast<char const *>(bytes), result.produced);
+        if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
+    }
+    return translation;
+}
+
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 bool has_replacement(std::string_view text) { return text.find(replacement) != text.npos; }
@@ -106,13 +133,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
     std::string const read = translated(utf_8, set, text, text.size() * 16 + 8);
     require(translated(utf_8, set, text, capacity) == read);
     require(read.size() <= text.size() * 6);
+    require(in_pieces(utf_8, set, text, capacity) == read);
     require(translated(utf_8, utf_8, read, capacity) == read);
 
     std::string const written = translated(set, utf_8, read, capacity);
     require(translated(set, utf_8, read, read.size() * 16 + 8) == written);
+    require(in_pieces(set, utf_8, read, capacity) == written);
     if (!has_replacement(read) && !guesses_byte_order(set_names[data[0] % std::size(set_names)])) {
         require(!has_replacement(translated(utf_8, set, written, capacity)));
     }
-    translated(set, utf_8, text, capacity);
+    require(in_pieces(set, utf_8, text, capacity) == translated(set, utf_8, text, capacity));
+    static Session const local(std::string("Shift_JIS"));
+    require(in_pieces(local, set, text, capacity) == translated(local, set, text, capacity));
     return 0;
 }

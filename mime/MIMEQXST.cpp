@@ -19,6 +19,9 @@ namespace {
 
 constexpr int failed = 15;
 
+/// So many bytes of a text in pieces are translated at a time.
+constexpr std::size_t piece_size = 1024;
+
 /// The component's text arguments are written to in one mode only.
 constexpr int no_option = 0;
 
@@ -149,6 +152,10 @@ void NLS_qxStr::Delete() {}
 
 NLS_Translator * NLS_qxStr::ReInit(char const *, int) {
     cut_.length = 0;
+    iSimpleStream nothing(static_cast<char *>(nullptr), 0);
+    oSimpleStream dropped;
+    if (is_in_text_) CharSet_to_CodePage_Piece(&nothing, true, &dropped);
+    if (is_out_text_) CodePage_to_CharSet_Piece(&nothing, true, &dropped);
     return this;
 }
 
@@ -378,6 +385,68 @@ int NLS_qxStr::Translate_Piece(std::string_view piece, oSimpleStream & out,
         write_portions({reinterpret_cast<char const *>(translated.bytes), translated.length}, out);
     }
     return result;
+}
+
+// ---- Text in pieces ----
+
+bool NLS_qxStr::Has_Pieces() {
+    auto const * const component = vellum::bound_conversion();
+    return is_OK() && component != nullptr && component->qxSTRCpyXlatePiece != nullptr;
+}
+
+bool NLS_qxStr::Takes_Pieces(NLS_CharSet * char_set) { return char_set != nullptr && Has_Pieces(); }
+
+int NLS_qxStr::CharSet_to_CodePage_Piece(iSimpleStream * in, bool last, oSimpleStream * out) {
+    if (plainInbound || Same_Set() || !Has_Pieces()) {
+        return CharSet_to_CodePage(in, out);
+    }
+    is_in_text_ = !last;
+    return Translate_Pieces(*in, last, *out, *remoteSet, *localSet);
+}
+
+int NLS_qxStr::CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out) {
+    if (Same_Set() || !Has_Pieces()) return CodePage_to_CharSet(in, out);
+    is_out_text_ = !last;
+    return Translate_Pieces(*in, last, *out, *localSet, *remoteSet);
+}
+
+int NLS_qxStr::Translate_Pieces(iSimpleStream & in, bool last, oSimpleStream & out,
+                                NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to) {
+    int result = 0;
+    while (in.good()) {
+        std::size_t const size = std::min<std::size_t>(in.iBufCnt(), piece_size);
+        if (size == 0) {
+            in.Underflow();
+            continue;
+        }
+        std::string_view const piece(reinterpret_cast<char const *>(in.iGetPtr(0)), size);
+        in.iGetPtr(static_cast<long>(size)); // the bytes stay where they are until the Underflow
+        int const failure = Translate_Piece(piece, false, out, from, to);
+        if (result == 0) result = failure;
+    }
+    if (!last) return result;
+    int const failure = Translate_Piece("", true, out, from, to);
+    return result != 0 ? result : failure;
+}
+
+int NLS_qxStr::Translate_Piece(std::string_view piece, bool last, oSimpleStream & out,
+                               NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to) {
+    auto const * const component = vellum::bound_conversion();
+    unsigned char room[4 * piece_size]; // enough for most text
+    conversion::Result result{};
+    int const failure = component->qxSTRCpyXlatePiece(
+        to.session, from.session, room, sizeof room,
+        reinterpret_cast<unsigned char const *>(piece.data()), piece.size(), last ? 1 : 0, &result);
+    if (failure != 0) {
+        out.write(piece);
+        return failed;
+    }
+    auto const * const bytes = result.buffer != nullptr ? result.buffer : room;
+    Text brought; // released also when the stream throws
+    brought.bytes = result.buffer;
+    brought.release_function = FreeMem_qxSTR;
+    write_portions({reinterpret_cast<char const *>(bytes), result.produced}, out);
+    return 0;
 }
 
 // ---- The factory ----

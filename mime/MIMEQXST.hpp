@@ -77,7 +77,7 @@ public:
     /// Does nothing: the translator stays in its list and serves the next text too.
     void Delete() override;
 
-    /// Forgets what a text that ended in the middle of a character has left.
+    /// Forgets what a text that wasn't ended has left.
     NLS_Translator * ReInit(char const * charSetName, int codePage) override;
 
     /// 0 for null; 2 for the sets with shift states; else by the width of the preferred record 0, 1
@@ -100,6 +100,13 @@ public:
     int CharSet_to_CodePage(unsigned char * in, unsigned long inLength, unsigned char *& out,
                             unsigned long & outLength, void (**freeOut)(unsigned char *)) override;
     int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) override;
+
+    /// True if the component translates pieces.
+    bool Takes_Pieces(NLS_CharSet * charSet) override;
+    /// A piece that can't be translated, for want of memory, passes as it is; the result is that of
+    /// the first such piece.
+    int CharSet_to_CodePage_Piece(iSimpleStream * in, bool last, oSimpleStream * out) override;
+    int CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out) override;
 
     /// All three sets are there, with a session each. If not, the translator is of no use.
     virtual bool is_OK();
@@ -141,6 +148,11 @@ private:
     };
 
     bool Same_Set() const;
+    bool Has_Pieces();
+    int Translate_Pieces(iSimpleStream & in, bool last, oSimpleStream & out,
+                         NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to);
+    int Translate_Piece(std::string_view piece, bool last, oSimpleStream & out,
+                        NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to);
     int Translate_Stream(iSimpleStream & in, oSimpleStream & out, NLS_qxStr_CharSet * from,
                          NLS_qxStr_CharSet * to);
     int Translate_Piece(std::string_view piece, oSimpleStream & out, NLS_qxStr_CharSet * from,
@@ -149,6 +161,9 @@ private:
               std::string_view & whole) const;
 
     CutCharacter cut_;
+    // A text in pieces has begun, and not ended.
+    bool is_in_text_ = false;  // to the local code page
+    bool is_out_text_ = false; // from it
 };
 
 /// Makes translators of the class NLS_qxStr. It may serve notes of several threads.

@@ -8,13 +8,18 @@
 #include "mime/note/incoming_note.hpp"
 #include "tests/support/chunked.hpp"
 
+#include <algorithm>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -170,6 +175,9 @@ TEST_F(Component, puts_one_replacement_for_each_bad_sequence) {
          "\xE4\xB8\xAD\xE4\xB8\x80\xE4\xB8\xAD."},
         {"HZ-GB-2312", "~{VP~ V\n~{~}.\x80\xFF", "\xE4\xB8\xAD* *\n.\xE2\x82\xAC*"},
         {"UTF-7", "a\xE9+ZeU-~\\", "a*\xE6\x97\xA5~\\"},
+        // Half a pair alone, in front of another character, and twice; bits that are no unit.
+        {"UTF-7", "a+2AA-b+3AA-c+2AAAYQ-d+2ADYAA.", "a*b*c*ad**."},
+        {"UTF-7", "+AGF- +AGEA- +AGEA+- + +-+", "a* a* a* + ++"},
         {"ISO-2022-JP", "\x1B$(AVP\x1B(B.\x1BN!", "\xE4\xB8\xAD.\x1BN!"},
         {"UTF-16BE", std::string_view("\xD8\x00\xD8\x3D\xDE\x00\xDC\x00\x00", 9),
          "*\xF0\x9F\x98\x80**"},
@@ -229,6 +237,151 @@ TEST_F(Component, knows_a_byte_order_that_was_told_in_an_earlier_piece) {
     };
     EXPECT_EQ(piece("\xFF\xFE\x2D\x4E"), "\xE4\xB8\xAD");
     EXPECT_EQ(piece("\x2D\x4E"), "\xE4\xB8\xAD");
+}
+
+// ---- Text in pieces ----
+
+enum Direction { inbound, outbound };
+
+/// The size of the next piece of a text that has `left` bytes left.
+using Cut = std::function<std::size_t(std::size_t left)>;
+
+std::string in_pieces(NLS_Translator & translator, Direction direction, std::string_view text,
+                      Cut const & cut) {
+    oSimpleStream out;
+    do {
+        ExactCopy const piece(text.substr(0, cut(text.size())));
+        text.remove_prefix(piece.size());
+        iSimpleStream in(piece.begin(), static_cast<int>(piece.size()));
+        int const failure = direction == inbound
+                                ? translator.CharSet_to_CodePage_Piece(&in, text.empty(), &out)
+                                : translator.CodePage_to_CharSet_Piece(&in, text.empty(), &out);
+        EXPECT_EQ(failure, 0);
+        EXPECT_FALSE(in.good());
+    } while (!text.empty());
+    return {out.str(), out.oBufCnt()};
+}
+
+/// In one call.
+std::string whole(NLS_Translator & translator, Direction direction, std::string_view text) {
+    auto & bridge = dynamic_cast<NLS_qxStr &>(translator);
+    NLS_qxStr_CharSet * const remote = bridge.plainInbound ? nullptr : bridge.remoteSet;
+    ExactCopy const in(text);
+    unsigned char * out = nullptr;
+    unsigned long length = 0;
+    void (*release)(unsigned char *) = nullptr;
+    int const failure =
+        direction == inbound
+            ? bridge.CharSet_Translation(bytes(in), in.size(), out, length, &release, remote,
+                                         bridge.localSet)
+            : bridge.CharSet_Translation(bytes(in), in.size(), out, length, &release,
+                                         bridge.localSet, bridge.remoteSet);
+    EXPECT_EQ(failure, 0);
+    std::string const result(reinterpret_cast<char const *>(out), length);
+    if (release != nullptr) release(out);
+    return result;
+}
+
+/// Cuts `text` in two at every place, and in pieces of each of a few sizes.
+void expect_equal_pieces(NLS_Translator & translator, Direction direction, std::string_view text) {
+    std::string const expected = whole(translator, direction, text);
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+        bool is_first = true;
+        Cut const in_two = [&](std::size_t left) {
+            return std::exchange(is_first, false) ? at : left;
+        };
+        ASSERT_EQ(in_pieces(translator, direction, text, in_two), expected) << at;
+    }
+    for (std::size_t const size : {1U, 2U, 3U, 5U}) {
+        Cut const fixed = [&](std::size_t) { return size; };
+        ASSERT_EQ(in_pieces(translator, direction, text, fixed), expected) << size;
+    }
+}
+
+TEST_F(Component, translates_pieces_as_the_whole) {
+    for (Sample const & row : samples()) {
+        SCOPED_TRACE(row.name);
+        auto const translator = open(row.name.c_str());
+        ASSERT_TRUE(translator->Takes_Pieces(&NLS::UTF_8));
+        // What is cut off at its end, and what is cut off at its beginning.
+        for (std::size_t const part : {0U, 1U, 2U}) {
+            std::string_view bytes = row.bytes;
+            std::string_view text = row.text;
+            if (part == 1) bytes.remove_suffix(bytes.size() / 3 + 1), text.remove_suffix(1);
+            if (part == 2) bytes.remove_prefix(1), text.remove_prefix(1);
+            expect_equal_pieces(*translator, inbound, bytes);
+            expect_equal_pieces(*translator, outbound, text);
+        }
+    }
+}
+
+/// Slices of all samples, whatever their set, with some bytes amid them.
+std::string mixture(std::vector<Sample> const & rows, bool of_text, std::mt19937 & random) {
+    std::string result;
+    auto const below = [&](std::size_t limit) {
+        return random() % std::max<std::size_t>(limit, 1);
+    };
+    while (result.size() < 6000) {
+        Sample const & row = rows[below(rows.size())];
+        std::string const & source = of_text ? row.text : row.bytes;
+        result += source.substr(below(source.size()), 1 + below(60));
+        if (below(4) == 0) result += static_cast<char>(random());
+        if (below(8) == 0) result += "\x1B~+\x0E\x0F\n\x8F\x8E\x81"[below(9)];
+    }
+    return result;
+}
+
+TEST_F(Component, translates_pieces_of_long_and_broken_text_as_the_whole) {
+    std::vector<Sample> const rows = samples();
+    std::mt19937 random(1);
+    std::set<std::string> names;
+    for (Sample const & row : rows) {
+        names.insert(row.name);
+    }
+    for (unsigned long const page : {65001UL, 1252UL, 932UL, 936UL, 949UL, 54936UL, 1200UL}) {
+        for (std::string const & name : names) {
+            if (page != utf_8_page && random() % 8 != 0) continue;
+            SCOPED_TRACE(name + " " + std::to_string(page));
+            auto const translator = open(name.c_str(), page);
+            std::string own;
+            for (Sample const & row : rows) {
+                if (row.name == name) own += row.bytes;
+            }
+            for (std::string const & text : {mixture(rows, false, random), own + own + own}) {
+                for (std::size_t const most : {8U, 3000U}) {
+                    Cut const cut = [&](std::size_t) { return random() % most; };
+                    for (Direction const direction : {inbound, outbound}) {
+                        std::string const expected = whole(*translator, direction, text);
+                        EXPECT_TRUE(in_pieces(*translator, direction, text, cut) == expected);
+                    }
+                }
+            }
+            std::string const text = mixture(rows, true, random);
+            Cut const cut = [&](std::size_t) { return random() % 100; };
+            EXPECT_TRUE(in_pieces(*translator, outbound, text, cut) ==
+                        whole(*translator, outbound, text));
+        }
+    }
+}
+
+TEST_F(Component, forgets_a_text_in_pieces_that_has_no_end) {
+    for (char const * const name : {"UTF-16", "ISO-2022-JP", "HZ-GB-2312", "UTF-7", "Big5"}) {
+        auto const translator = open(name);
+        std::string const bytes = written(name, "\xE4\xB8\xAD");
+        for (bool const is_reinit : {true, false}) {
+            for (std::size_t size = 0; size < bytes.size(); ++size) {
+                ExactCopy const piece(bytes.substr(0, size));
+                oSimpleStream out;
+                iSimpleStream in(piece.begin(), static_cast<int>(size));
+                translator->CharSet_to_CodePage_Piece(&in, false, &out);
+                iSimpleStream text(const_cast<char *>("\xE4\xB8\xAD"), 2);
+                translator->CodePage_to_CharSet_Piece(&text, false, &out);
+                if (is_reinit) translator->ReInit(translator->charSetName, 65001);
+                EXPECT_EQ(whole(*translator, inbound, bytes), "\xE4\xB8\xAD") << name << size;
+                EXPECT_EQ(whole(*translator, outbound, "\xE4\xB8\xAD"), bytes) << name << size;
+            }
+        }
+    }
 }
 
 // ---- The platform's code page ----

@@ -41,6 +41,11 @@ public:
               ordinal, name, last_error());
     }
 
+    template <typename Function>
+    void bind_optional(unsigned ordinal, Function *& entry) {
+        entry = reinterpret_cast<Function *>(library_.entry(ordinal));
+    }
+
     bool complete() const { return complete_; }
 
 private:
@@ -61,6 +66,7 @@ bool bind_all(platform::Library library) {
     binder.bind(1870, "qxSTRMemAllocate", entries.qxSTRMemAllocate);
     binder.bind(1875, "qxSTRMemFree", entries.qxSTRMemFree);
     binder.bind(1510, "qxSTRSizeofNull", entries.qxSTRSizeofNull);
+    binder.bind_optional(1691, entries.qxSTRCpyXlatePiece);
     if (!binder.complete()) entries = {};
     return binder.complete();
 }

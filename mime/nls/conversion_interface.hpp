@@ -64,7 +64,7 @@ struct Result {
     std::uintptr_t more[6];
 };
 
-/// The entry points. Those that give an int give 0 for success.
+/// The entry points. Those that return an int return 0 for success.
 struct Entries {
     int (*qxSTRGetTLBInfo)(TableInfo * info);
     int (*qxSTRSetTLBPath)(TablePath const * path, int count);
@@ -87,6 +87,14 @@ struct Entries {
     int (*qxSTRMemFree)(unsigned char * block);
     /// The size in bytes of the terminator in the session's set.
     int (*qxSTRSizeofNull)(void * session, short * size);
+    /// The only entry point that a component may lack: null then. Translates the next piece of a
+    /// text, which may end anywhere, so that the results of all pieces are together the result of
+    /// the whole text, without a terminator. The sessions keep what a piece leaves unfinished.
+    /// `last` is 1 for the last piece, which may be empty, else 0. A session has one text that is
+    /// read and one that is written at a time.
+    int (*qxSTRCpyXlatePiece)(void * target, void * source, unsigned char * out,
+                              unsigned long capacity, unsigned char const * in,
+                              unsigned long in_length, int last, Result * result);
 };
 
 } // namespace vellum::conversion

@@ -77,6 +77,12 @@ ALIASES = {
     "cp866": ("cp866", CYRILLIC),
     "utf8 cp65001": ("utf_8", EVERYTHING),
 }
+# Rows 89 to 91 of JIS X 0208 are the vendors'; Python has them in the form of Shift_JIS.
+VENDOR_ROWS = bytes(b for row in (89, 90, 91) for cell in range(1, 95) for b in (row + 0xA0, cell + 0xA0))
+VENDOR_TEXT = "".join(bytes([lead, trail]).decode("cp932") for lead, trails in
+                      ((0xED, (*range(0x40, 0x7F), *range(0x80, 0xFD))), (0xEE, (*range(0x40, 0x7F), *range(0x80, 0x9F))))
+                      for trail in trails)
+
 # Names with blanks, and sets that Python lacks.
 OTHER = [
     ("Chinese Standard Interchange Code - Set 1 & 2 (Big5)", "=", TRADITIONAL.encode("big5"),
@@ -100,12 +106,19 @@ OTHER = [
     # What mailers write under these names.
     ("ISO-8859-1", "<", bytes(range(0x80, 0xA0)),
      "".join(bytes([b]).decode("cp1252", "ignore") or chr(b) for b in range(0x80, 0xA0))),
+    ("ISO-8859-9", "<", bytes(range(0x80, 0xA0)),
+     "".join(bytes([b]).decode("cp1254", "ignore") or chr(b) for b in range(0x80, 0xA0))),
     ("GB2312", "<", b"\x80" + "漢龍é😀ༀ".encode("gb18030"), "€漢龍é😀ༀ"),
     ("Big5", "<", "嘅冇佢".encode("big5hkscs") + "碁€".encode("cp950"), "嘅冇佢碁€"),
     ("EUC-KR", "<", "펲쀍".encode("cp949"), "펲쀍"),
     ("ISO-2022-KR", "<", b"A\x0e0!\x0f", "A가"),
     ("Shift_JIS", "<", "①㈱髙～∥".encode("cp932"), "①㈱髙～∥"),
-    ("EUC-JP", "<", bytes.fromhex("ada1"), "①"),
+    ("EUC-JP", "<", bytes.fromhex("ada1fce2"), "①髙"),
+    ("EUC-JP", "<", VENDOR_ROWS, VENDOR_TEXT),
+    ("CP51932", "=", VENDOR_ROWS + bytes.fromhex("ada1fce2"), VENDOR_TEXT + "①髙"),
+    ("ISO-2022-JP", "<", b"\x1b$B" + bytes(b & 0x7F for b in VENDOR_ROWS) + b"|b\x1b(B", VENDOR_TEXT + "髙"),
+    ("ISO-2022-JP-MS", "=", b"\x1b$B" + bytes(b & 0x7F for b in VENDOR_ROWS) + b"|b\x1b(B", VENDOR_TEXT + "髙"),
+    ("ISO-2022-CN", "<", b"\x7f\x1b$)A\x0eVP\x7fND\x0f\x7f", "\x7f中\x7f文\x7f"),
     ("ISO-2022-JP", "<", b"\x1b$B-!-5\x1b(B \x1b(I12\x1b(B \x1b(J\\~\x1b(B \x0e12\x0f",
      "①Ⅰ ｱｲ ¥‾ ｱｲ"),
     ("ISO-2022-JP", "<", b"\x1b$B$\"\n\x1b.A\x1bNi \x1b$A0!\x1b(B", "あ\né 啊"),
@@ -137,7 +150,7 @@ def decoded(codec, data):
 
 def single_byte(name, codec):
     data = bytes(b for b in range(0x20, 0x100) if decoded(codec, bytes([b]))
-                 and (name not in ("ISO-8859-1", "TIS-620") or not 0x80 <= b <= 0xA0))
+                 and (name not in ("ISO-8859-1", "ISO-8859-9", "TIS-620") or not 0x80 <= b <= 0xA0))
     return name, "=", data, data.decode(codec)
 
 
