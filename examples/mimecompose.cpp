@@ -1,15 +1,18 @@
 // examples/mimecompose.cpp - a message from the command line
 #include "examples/support/crlf_stream.hpp"
 #include "examples/support/media_type.hpp"
+#include "examples/support/named_file.hpp"
 #include "examples/support/outgoing_part.hpp"
+#include "examples/support/output.hpp"
 #include "examples/support/text_factory.hpp"
+#include "examples/support/text_look.hpp"
 #include "examples/support/tree_reader.hpp"
 #include "examples/support/tree_writer.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -31,8 +34,8 @@ constexpr char const * usage =
     "  --subject S       in UTF-8, as all that stands on the command line\n"
     "  --text FILE       the text; with --html the two are alternatives\n"
     "  --html FILE       the text as HTML\n"
-    "  --attach FILE     a file, byte for byte, as often as needed; text is taken for UTF-8\n"
-    "  --message FILE    a message as it stands in the file\n"
+    "  --attach FILE     a file, byte for byte, as often as needed\n"
+    "  --message FILE    a message as it stands in the file; anew if it has 8-bit text\n"
     "  --forward FILE    a message, written anew\n"
     "  --charset NAME    the character set that the text goes out in; UTF-8 without it\n"
     "  --encoding NAME   7bit, 8bit, quoted-printable, base64 or binary for the text\n"
@@ -88,6 +91,25 @@ unsigned int parse_size(std::string const & text) {
     return static_cast<unsigned int>(size);
 }
 
+/// The name that a set has in mail, for names that people and their systems have for it.
+char const * name_in_mail(std::string const & typed) {
+    struct Name {
+        SymToken typed;
+        char const * in_mail;
+    };
+    static Name const names[] = {
+        {"utf8", "UTF-8"},          {"latin1", "ISO-8859-1"},   {"latin2", "ISO-8859-2"},
+        {"latin9", "ISO-8859-15"},  {"ascii", "US-ASCII"},      {"cp1250", "windows-1250"},
+        {"cp1251", "windows-1251"}, {"cp1252", "windows-1252"}, {"sjis", "Shift_JIS"},
+        {"eucjp", "EUC-JP"},        {"euckr", "EUC-KR"},
+    };
+    SymToken const token(typed.c_str());
+    for (Name const & name : names) {
+        if (name.typed == token) return name.in_mail;
+    }
+    return NLS::FindCharSet(typed.c_str())->Preferred()->name;
+}
+
 /// UTF-8 needs no translator.
 bool can_be_written(std::string const & charset) {
     if (SymToken(charset.c_str()) == NLS::UTF_8.name) return true;
@@ -119,7 +141,7 @@ void take(Options & options, std::string const & name, std::string const & value
         options.forwarded.push_back(value);
     } else if (name == "--charset") {
         if (!can_be_written(value)) throw UsageError("can't write that character set: " + value);
-        options.charset = value;
+        options.charset = name_in_mail(value);
     } else if (name == "--encoding") {
         options.encoding = parse_encoding(value);
     } else if (name == "--split") {
@@ -151,11 +173,7 @@ Options parse(std::vector<std::string> const & arguments) {
 // The parts --------------------------------------------------------------------------
 
 std::unique_ptr<std::istream> open_file(std::string const & name) {
-    auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
-    if (!file->is_open() || std::filesystem::is_directory(name)) {
-        throw std::runtime_error(name + ": can't be read");
-    }
-    return file;
+    return std::make_unique<examples::NamedFile>(name);
 }
 
 std::unique_ptr<std::istream> open_lines(std::string const & name) {
@@ -169,13 +187,44 @@ PartPointer make_part(char const * type, char const * subtype) {
     return part;
 }
 
+examples::TextLook look_at(std::string const & file) {
+    examples::LookingStream looking;
+    std::array<char, 1 << 16> block;
+    auto const in = open_file(file);
+    while (auto const size = in->rdbuf()->sgetn(block.data(), block.size()))
+        looking.write(block.data(), size);
+    return looking.look();
+}
+
+/// Throws if the text isn't what its encoding says of it (RFC 2045 2.7 and 2.8): in its set it may
+/// be something else than in the file, so it is written once to look at it.
+void check_unencoded(OutgoingPart const & text, std::string const & file) {
+    bool const is_7bit = text.encoding == RFC1521::ASCII_7bit;
+    if (!is_7bit && text.encoding != RFC1521::ASCII_8bit) return;
+    examples::LookingStream looking;
+    examples::TreeWriter(text, looking).Write();
+    if (looking.look().has_nul() || (is_7bit && looking.look().has_eight_bit())) {
+        throw std::runtime_error(file + ": the text can't go out as " + text.encoding);
+    }
+}
+
 PartPointer make_text(std::string const & file, char const * subtype, Options const & options) {
     PartPointer part = make_part(RFC1521::text, subtype);
     part->charset = options.charset;
     part->is_utf8 = true;
     part->encoding = options.encoding;
     part->open = [file] { return open_lines(file); };
+    check_unencoded(*part, file);
     return part;
+}
+
+/// The set of an attached text; null if it is no text of bytes. RFC 1428 has the name for a text of
+/// which nobody said what it is in.
+char const * charset_of(std::string const & file) {
+    auto const look = look_at(file);
+    if (look.has_nul()) return nullptr;
+    if (!look.has_eight_bit()) return "US-ASCII";
+    return look.is_utf8() ? "UTF-8" : "unknown-8bit";
 }
 
 /// A file goes out byte for byte, whatever its type.
@@ -183,6 +232,11 @@ PartPointer make_attachment(std::string const & file) {
     std::filesystem::path const path = file;
     examples::MediaType const found = examples::media_type_of(path, *open_file(file));
     PartPointer part = make_part(found.type, found.subtype);
+    if (found.type == RFC1521::text) {
+        char const * const charset = charset_of(file);
+        if (charset == nullptr) part = make_part(RFC1521::application, RFC1521::octet_stream);
+        if (charset != nullptr) part->charset = charset;
+    }
     part->encoding = RFC1521::base64;
     part->file_name = path.filename().string();
     part->disposition = RFC1806::attachment;
@@ -190,15 +244,19 @@ PartPointer make_attachment(std::string const & file) {
     return part;
 }
 
-PartPointer make_message(std::string const & file) {
+PartPointer make_forwarded(std::string const & file) {
+    using examples::TreeReader;
     PartPointer part = make_part(RFC1521::message, RFC1521::rfc822);
-    part->open = [file] { return open_lines(file); };
+    part->parts.push_back(TreeReader(*open_file(file), TreeReader::Place::within_another).Read());
     return part;
 }
 
-PartPointer make_forwarded(std::string const & file) {
+/// A message within another is declared as one of seven bits.
+PartPointer make_message(std::string const & file) {
+    auto const look = look_at(file);
+    if (look.has_eight_bit() || look.has_nul()) return make_forwarded(file);
     PartPointer part = make_part(RFC1521::message, RFC1521::rfc822);
-    part->parts.push_back(examples::TreeReader(*open_file(file)).Read());
+    part->open = [file] { return open_lines(file); };
     return part;
 }
 
@@ -243,20 +301,23 @@ bool write(OutgoingPart const & message, Options const & options) {
 } // namespace
 
 int main(int count, char ** arguments) {
+    examples::survive_closed_pipe();
     try {
         NLS::PlatformCodePage = examples::utf8_code_page;
         Options const options = parse({arguments + 1, arguments + count});
         // A file that can't be read is told before anything is written.
         std::vector<std::string> files = options.attachments;
-        files.insert(files.end(), options.messages.begin(), options.messages.end());
+        for (auto const & more : {options.messages, options.forwarded})
+            files.insert(files.end(), more.begin(), more.end());
         for (auto const & file : {options.text, options.html}) {
             if (!file.empty()) files.push_back(file);
         }
         for (auto const & file : files)
             open_file(file);
-        if (write(*compose(options), options)) return 0;
-        std::cerr << "mimecompose: the message can't be written\n";
-        return 1;
+        bool const is_written = write(*compose(options), options);
+        if (!examples::finish_output("mimecompose")) return 1;
+        if (!is_written) std::cerr << "mimecompose: not all of the message could be written\n";
+        return is_written ? 0 : 1;
     } catch (UsageError const & error) {
         std::cerr << "mimecompose: " << error.what() << "\n\n" << usage;
         return 2;

@@ -6,6 +6,7 @@
 #include "examples/support/input.hpp"
 #include "examples/support/media_type.hpp"
 #include "examples/support/new_file.hpp"
+#include "examples/support/output.hpp"
 #include "examples/support/part_note.hpp"
 #include "examples/support/safe_file_name.hpp"
 
@@ -101,6 +102,5 @@ int main(int argc, char ** argv) {
     bool is_written = false;
     bool const is_read = examples::read_input(
         "mimeextract", argv[1], [&](std::istream & in) { is_written = extract(in, argv[2]); });
-    std::cout.flush();
-    return is_read && is_written && std::cout ? 0 : 1;
+    return examples::finish_output("mimeextract") && is_read && is_written ? 0 : 1;
 }

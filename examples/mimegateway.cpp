@@ -5,6 +5,7 @@
 // of parts that are multiparts or messages. A text keeps its transfer encoding; every other body
 // becomes base64. A fragment of a message is copied.
 #include "examples/support/input.hpp"
+#include "examples/support/output.hpp"
 #include "examples/support/text_factory.hpp"
 #include "examples/support/tree_reader.hpp"
 #include "examples/support/tree_writer.hpp"
@@ -39,6 +40,7 @@ int main(int count, char ** arguments) {
                "output as this engine writes it.\n";
         return 2;
     }
+    examples::survive_closed_pipe();
     NLS::PlatformCodePage = examples::utf8_code_page;
     bool is_written = false;
     bool const is_read = examples::read_input("mimegateway", arguments[1], [&](std::istream & in) {
@@ -46,5 +48,5 @@ int main(int count, char ** arguments) {
         is_written =
             is_fragment(*message) ? copy(in) : examples::TreeWriter(*message, std::cout).Write();
     });
-    return is_read && is_written ? 0 : 1;
+    return examples::finish_output("mimegateway") && is_read && is_written ? 0 : 1;
 }

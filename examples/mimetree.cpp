@@ -6,6 +6,7 @@
 #include "examples/support/event_view.hpp"
 #include "examples/support/input.hpp"
 #include "examples/support/json_view.hpp"
+#include "examples/support/output.hpp"
 #include "examples/support/part_note.hpp"
 #include "examples/support/utf8.hpp"
 
@@ -229,52 +230,54 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
     return options;
 }
 
-MimeINote::ReceiveResult receive(examples::PartNote & note, Options const & options) {
-    if (options.headers_only) note.SetHeadersOnly(1);
-    if (options.raw) note.DeliverRaw();
-    if (!options.partial_dir.empty()) note.SetPartialDir(options.partial_dir.c_str());
-    return note.Receive();
+/// Reads the message into the view, and `print`s what only the end tells. What went wrong with a
+/// fragment is returned; else null.
+template <typename View, typename Print>
+char const * show(View & view, Options const & options, Print print) {
+    if (options.headers_only) view.SetHeadersOnly(1);
+    if (options.raw) view.DeliverRaw();
+    if (!options.partial_dir.empty()) view.SetPartialDir(options.partial_dir.c_str());
+    auto const result = view.Receive();
+    print(result);
+    if (result == MimeINote::Receive_Not_Finished && !options.headers_only) {
+        return view.top().has_begun ? "not all of the fragments can be read again"
+                                    : "the fragment can't be stored";
+    }
+    bool const is_loose = view.top().is_fragment && !options.partial_dir.empty();
+    return is_loose ? "the fragment can't be stored, and is shown as it is" : nullptr;
 }
 
-MimeINote::ReceiveResult show(std::istream & in, std::string const & file,
-                              Options const & options) {
+char const * show(std::istream & in, std::string const & file, Options const & options) {
+    using Result = MimeINote::ReceiveResult;
     switch (options.view) {
-    case View::tree: {
-        TreeView view(in, std::cout);
-        auto const result = receive(view, options);
-        if (result == MimeINote::Receive_Fragment_Stored) {
-            std::cout << "      one fragment of a message, stored until the others come\n";
-        }
-        return result;
-    }
     case View::json: {
         examples::JsonView view(in);
-        auto const result = receive(view, options);
-        view.Print(std::cout, file, result);
-        return result;
+        return show(view, options, [&](Result result) { view.Print(std::cout, file, result); });
     }
     case View::events: {
         examples::EventView view(in, std::cout);
-        auto const result = receive(view, options);
-        view.PrintResult(result);
-        return result;
+        return show(view, options, [&](Result result) { view.PrintResult(result); });
     }
+    case View::tree: break;
     }
-    return MimeINote::Receive_Not_Finished;
+    TreeView view(in, std::cout);
+    return show(view, options, [](Result result) {
+        if (result != MimeINote::Receive_Fragment_Stored) return;
+        std::cout << "      one fragment of a message, stored until the others come\n";
+    });
 }
 
 /// False, with a line on standard error, if the file can't be read or the fragment in it be stored.
 bool show_file(std::string const & file, Options const & options) {
     bool const has_title = options.view != View::json && options.files.size() > 1;
-    bool is_lost = false;
+    char const * failure = nullptr;
     bool const is_read = examples::read_input("mimetree", file, [&](std::istream & in) {
         if (has_title) std::cout << file << '\n';
-        auto const result = show(in, file, options);
-        is_lost = result == MimeINote::Receive_Not_Finished && !options.headers_only;
+        failure = show(in, file, options);
         if (has_title) std::cout << '\n';
     });
-    if (is_lost) std::cerr << "mimetree: " << file << ": the fragment can't be stored\n";
-    return is_read && !is_lost;
+    if (failure != nullptr) std::cerr << "mimetree: " << file << ": " << failure << '\n';
+    return is_read && failure == nullptr;
 }
 
 /// False, with a line on standard error, if there is none and it can't be made.
@@ -304,6 +307,5 @@ int main(int argc, char ** argv) {
     bool is_good = true;
     for (std::string const & file : options->files)
         is_good = show_file(file, *options) && is_good;
-    std::cout.flush();
-    return is_good && std::cout ? 0 : 1;
+    return examples::finish_output("mimetree") && is_good ? 0 : 1;
 }

@@ -23,9 +23,10 @@ private:
 
     protected:
         int_type underflow() override {
-            file_->read(block_.data(), static_cast<std::streamsize>(block_.size()));
+            // Not istream::read, which keeps what the file's buffer throws.
+            auto const size = file_->rdbuf()->sgetn(block_.data(), block_.size());
             lines_.clear();
-            for (char const * c = block_.data(); c != block_.data() + file_->gcount(); ++c) {
+            for (char const * c = block_.data(); c != block_.data() + size; ++c) {
                 if (*c == '\n' && last_ != '\r') lines_ += '\r';
                 lines_ += last_ = *c;
             }

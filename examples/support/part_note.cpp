@@ -8,10 +8,11 @@ namespace examples {
 PartNote::PartNote(std::istream & in, Bodies bodies)
     : MimeINote(in), bodies_(bodies), factory_(new TextFactory) {
     SetNLS(factory_, 1);
-    SetPartialDir("/dev/null/"); // no place for a store
+    SetPartialDir(no_directory);
 }
 
-void PartNote::BeginPart(MimeContext &) {
+void PartNote::BeginPart(MimeContext & context) {
+    top_.See(context);
     part_ = {};
     has_disposition_name_ = false;
 }

@@ -23,6 +23,21 @@ struct PartInfo {
     std::optional<std::string> file_name; ///< As the message has it, path and all.
 };
 
+/// Set as the directory for fragments, it is no place for a store.
+constexpr char const * no_directory = "/dev/null/";
+
+/// What was delivered first: the message, or the one that its fragments were joined to.
+struct TopPart {
+    void See(MimeContext const & context) {
+        if (context.part_number != 1) return;
+        has_begun = true;
+        is_fragment =
+            context.item->type == RFC1521::message && context.item->subtype == RFC1521::partial;
+    }
+    bool has_begun = false;
+    bool is_fragment = false;
+};
+
 /// Gathers what the header of the latest part says, and tells leaves from parts that enclose
 /// others. A class that overrides one of its operations calls it first.
 ///
@@ -36,6 +51,7 @@ public:
 
     /// Bodies are delivered as they stand in the message, with the blank line in front of them.
     void DeliverRaw() { is_raw_ = true; }
+    TopPart const & top() const { return top_; }
 
 protected:
     /// A body begins that has no parts in it. Gives the stream that takes it, or null.
@@ -60,6 +76,7 @@ protected:
 private:
     Bodies const bodies_;
     TextFactory * const factory_; // owned by the note
+    TopPart top_;
     PartInfo part_;
     std::optional<std::string> charset_; // of the Content-Type that is being reported
     bool has_disposition_name_ = false;

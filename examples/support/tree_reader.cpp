@@ -35,8 +35,8 @@ bool is_token(std::string_view text) {
 
 } // namespace
 
-TreeReader::TreeReader(std::istream & in)
-    : PartNote(in, Bodies::as_sent), spool_(std::make_shared<Spool>()) {
+TreeReader::TreeReader(std::istream & in, Place place)
+    : PartNote(in, Bodies::as_sent), place_(place), spool_(std::make_shared<Spool>()) {
     SetNestingLimit(deepest_nesting);
 }
 
@@ -87,7 +87,7 @@ void TreeReader::EndLeaf(MimeContext &) {
 /// seven bits (RFC 2045 6.4): within one, what has more is encoded. Text that isn't gets the line
 /// ends of mail.
 void TreeReader::SettleText(OutgoingPart & part) const {
-    bool const is_message = open_.size() == 1;
+    bool const is_message = open_.size() == 1 && place_ == Place::alone;
     bool const has_eight_bit = spool_->has_eight_bit();
     part.encoding = encoding_like(Part().transfer_encoding, has_eight_bit);
     // In such text a line end isn't two bytes, and no mail may hold it as it is.

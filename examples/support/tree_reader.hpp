@@ -15,7 +15,10 @@ namespace examples {
 /// Keeps the header fields, and each body, decoded, in a temporary file.
 class TreeReader : public PartNote {
 public:
-    explicit TreeReader(std::istream & in);
+    /// Where the message is to be written. Within another, all text has to be of seven bits.
+    enum class Place { alone, within_another };
+
+    explicit TreeReader(std::istream & in, Place place = Place::alone);
 
     /// The message; once. A fragment of a message can't be taken apart: it comes as one part, which
     /// says message/partial.
@@ -44,6 +47,7 @@ private:
                     char const * address);
     void SettleText(OutgoingPart & part) const;
 
+    Place const place_;
     std::shared_ptr<Spool> spool_;
     std::string field_text_;   ///< Of the address field that is being reported.
     bool has_address_ = false; ///< It has had one.

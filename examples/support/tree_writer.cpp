@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <random>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace examples {
@@ -59,6 +60,26 @@ void TreeWriter::Start() {
     SetNLS(factory_, 1);
     SetFieldGuard(1);
     SetCharacterSet(header_charset);
+}
+
+bool TreeWriter::Write() {
+    try {
+        if (Send() == 1 && is_good_) return true;
+    } catch (...) {
+        RemoveFragments();
+        throw;
+    }
+    RemoveFragments();
+    return false;
+}
+
+/// Those that were made here: a file that was there before has stopped the run.
+void TreeWriter::RemoveFragments() {
+    file_.reset();
+    std::error_code ignored;
+    for (auto const & path : fragments_)
+        std::filesystem::remove(path, ignored);
+    fragments_.clear();
 }
 
 // The walk ---------------------------------------------------------------------------
@@ -215,6 +236,7 @@ void TreeWriter::BeginOutput() {
     std::filesystem::path const path = std::filesystem::path(directory_) / name;
     file_.emplace(path);
     if (!file_->is_open()) throw std::runtime_error(path.string() + ": can't be made");
+    fragments_.push_back(path);
     out_ = &file_->stream();
 }
 

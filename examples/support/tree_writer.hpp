@@ -7,6 +7,7 @@
 
 #include <mime/vellum.hpp>
 
+#include <filesystem>
 #include <list>
 #include <memory>
 #include <optional>
@@ -25,8 +26,9 @@ public:
     /// Writes fragments of about that many bytes to DIR/001.eml and so on, none of which may exist.
     TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size);
 
-    /// False if what was written isn't all there.
-    bool Write() { return Send() == 1 && is_good_; }
+    /// False if what was written isn't all there. Then, and if anything is thrown, no fragment
+    /// stays.
+    bool Write();
 
 protected:
     int BeginPart(MimeContext & context) override;
@@ -55,6 +57,7 @@ protected:
 
 private:
     void Start();
+    void RemoveFragments();
 
     struct Level {
         OutgoingPart const * part;
@@ -79,6 +82,7 @@ private:
     std::string directory_;
     int file_number_ = 0;
     std::optional<NewFile> file_; ///< That of the fragment.
+    std::vector<std::filesystem::path> fragments_;
     std::ostream * out_ = nullptr;
     bool is_good_ = true;
     std::list<Block> lent_; ///< A message that is split holds many blocks at a time.
