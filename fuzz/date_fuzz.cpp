@@ -1,4 +1,5 @@
-// fuzz/date_fuzz.cpp - any text as a date: what was read is written and read back the same
+// fuzz/date_fuzz.cpp - any text as a date: what was read, in both ways, is written and read back
+// the same
 #include "fuzz/target.hpp"
 #include "mime/MIMEUTIL.hpp"
 #include "mime/platform/platform.hpp"
@@ -23,6 +24,22 @@ bool has_form_of_its_own(MimeDateTime const & date) {
     return known && written_whole && read_whole;
 }
 
+/// What Read() takes is a date that has a moment, and both ways read it from its written form.
+void check_reading(std::string const & text) {
+    MimeDateTime date(std::tm{}, 0);
+    if (!MimeDateTime::Read(text.c_str(), date)) return;
+    require(date.tm_year >= 1 - 1900 && date.tm_year <= 9999 - 1900 && date.tm_wday < 7);
+    require(date.zone > -24 * 60 && date.zone < 24 * 60);
+    MimeDateTime again(std::tm{}, 0);
+    if (date.tm_year < 1000 - 1900) return; // written without zeros in front
+    std::string const form = written(date, 1);
+    require(MimeDateTime::Read(form.c_str(), again) && written(again, 1) == form);
+    if (!has_form_of_its_own(date)) return;
+    require(again.SecondsSince1970() == date.SecondsSince1970());
+    if (date.tm_sec < 60)
+        require(MimeDateTime(form.c_str()).SecondsSince1970() == date.SecondsSince1970());
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
@@ -36,6 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
         require(written(again, 1) == written(date, 1));
         require(again.tm_yday == date.tm_yday && again.zone == date.zone);
     }
+
+    check_reading(text);
 
     MimeDateTime universal = date;
     universal.ConvertUT();

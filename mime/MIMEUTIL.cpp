@@ -1,6 +1,7 @@
 // mime/MIMEUTIL.cpp - the date and time of a message: reading, conversion between zones, writing
 //
 // Grammar:    RFC 822 5.1, the year in two or four digits; and the further forms of `date_forms`.
+//             What Read() takes stands in util/date_text.cpp.
 // Tolerance:  see date_forms, read_zone() and finish().
 // Bounds:     each form reads the text once at most; what follows the date isn't looked at.
 // Not here:   the C library's mktime() and its reverse. They count in the machine's zone, where an
@@ -11,6 +12,7 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/foundation/trace_site.hpp"
 #include "mime/platform/platform.hpp"
+#include "mime/util/date_text.hpp"
 
 #include <array>
 #include <chrono>
@@ -31,6 +33,10 @@ namespace {
 constexpr int unknown_weekday = 7;
 constexpr int unknown_month = 13;
 constexpr int no_zone = 13;
+
+/// Whoever filters a log finds this message by its place, so that the number stays whatever the
+/// lines of this file are.
+constexpr vellum::TraceSite unreadable_date{vellum::trace_warning, "mime/MIMEUTIL", 439};
 
 // The tokens' addresses, as their values may not be there yet when a client's static objects ask.
 constexpr std::array<char const * const *, 8> weekdays{
@@ -129,7 +135,7 @@ private:
 };
 
 /// What a form has read.
-struct DateText {
+struct FormText {
     std::string_view weekday, day, month_name, month_number, zone, half_day;
     int year = 0;
     int hour = 0;
@@ -151,7 +157,7 @@ constexpr std::array<std::string_view, 9> date_forms{
     "d.m.yH;M;S",  // 25.12.1998 10.00.00
 };
 
-bool read_item(char item, DateScanner & scanner, DateText & text) {
+bool read_item(char item, DateScanner & scanner, FormText & text) {
     switch (item) {
     case 'w': return scanner.word(3, text.weekday);
     case 'd': return scanner.word(2, text.day);
@@ -170,7 +176,7 @@ bool read_item(char item, DateScanner & scanner, DateText & text) {
     }
 }
 
-bool read_form(std::string_view form, char const * text, DateText & read) {
+bool read_form(std::string_view form, char const * text, FormText & read) {
     DateScanner scanner(text);
     for (char const item : form) {
         if (!read_item(item, scanner, read)) return false;
@@ -202,7 +208,7 @@ int read_zone(std::string_view text) {
 }
 
 /// Takes what a form has read; what it hasn't stays as it is.
-void take(DateText const & read, MimeDateTime & date) {
+void take(FormText const & read, MimeDateTime & date) {
     if (!read.weekday.empty()) date.tm_wday = index_of(read.weekday, weekdays, unknown_weekday);
     date.tm_mday = number_in(read.day);
     date.tm_mon = read.month_name.empty() ? number_in(read.month_number) - 1
@@ -223,7 +229,7 @@ bool is_date(MimeDateTime const & date, bool with_weekday) {
 
 bool read_date(char const * text, MimeDateTime & date) {
     for (std::string_view const form : date_forms) {
-        DateText read;
+        FormText read;
         if (!read_form(form, text, read)) continue;
         take(read, date);
         if (is_date(date, !read.weekday.empty())) return true;
@@ -246,15 +252,17 @@ constexpr std::int64_t floor_quotient(std::int64_t a, std::int64_t b) {
 }
 
 /// Seconds from 1970 to what the clock shows, counted as if it were that of Universal Time. Fields
-/// may be beyond their ranges, a 30th of February, 25 o'clock; none if the year is out of all
-/// reach.
-std::optional<std::int64_t> seconds_on_clock(MimeDateTime const & date) {
-    constexpr std::int64_t reach = 30000; // years that <chrono> can count
+/// may be beyond their ranges, a 30th of February, 25 o'clock. Whatever they hold, the sum stays
+/// far within its type.
+std::int64_t seconds_on_clock(MimeDateTime const & date) {
+    constexpr std::int64_t days_of_400_years = 146097; // the calendar repeats then
     std::int64_t const year = date.tm_year + std::int64_t{1900} + floor_quotient(date.tm_mon, 12);
-    if (year < -reach || year > reach) return std::nullopt;
+    std::int64_t const cycles = floor_quotient(year, 400);
     auto const month = static_cast<unsigned>(date.tm_mon - 12 * floor_quotient(date.tm_mon, 12));
-    Days const first(std::chrono::year(static_cast<int>(year)) / std::chrono::month(month + 1) / 1);
-    std::int64_t const days = first.time_since_epoch().count() + std::int64_t{date.tm_mday} - 1;
+    Days const first(std::chrono::year(static_cast<int>(year - 400 * cycles)) /
+                     std::chrono::month(month + 1) / 1);
+    std::int64_t const days = first.time_since_epoch().count() + cycles * days_of_400_years +
+                              std::int64_t{date.tm_mday} - 1;
     return ((days * 24 + date.tm_hour) * 60 + date.tm_min) * 60 + date.tm_sec;
 }
 
@@ -279,10 +287,8 @@ bool set_clock(MimeDateTime & date, std::int64_t seconds, bool is_summer_time) {
 }
 
 /// The moment in Universal Time.
-std::optional<std::int64_t> moment_of(MimeDateTime const & date) {
-    std::optional<std::int64_t> const seconds = seconds_on_clock(date);
-    if (!seconds) return std::nullopt;
-    return *seconds - std::int64_t{date.zone} * 60;
+std::int64_t moment_of(MimeDateTime const & date) {
+    return seconds_on_clock(date) - std::int64_t{date.zone} * 60;
 }
 
 void show_local(MimeDateTime & date, std::int64_t moment) {
@@ -310,8 +316,7 @@ void finish(MimeDateTime & date) {
         date.tm_mon = date.tm_mday - 1;
         date.tm_mday = day;
     }
-    if (std::optional<std::int64_t> const seconds = seconds_on_clock(date))
-        set_clock(date, *seconds, false);
+    set_clock(date, seconds_on_clock(date), false);
 }
 
 // ---- Writing ----
@@ -319,8 +324,7 @@ void finish(MimeDateTime & date) {
 void write(MimeDateTime const & date, bool keep_zone, TimeString & out) {
     MimeDateTime shown = date;
     if (!keep_zone) {
-        std::optional<std::int64_t> const moment = moment_of(date);
-        if (moment && set_clock(shown, *moment, false)) shown.zone = 0;
+        if (set_clock(shown, moment_of(date), false)) shown.zone = 0;
     }
     std::array<char, 128> text{}; // room for whatever the fields hold
     std::snprintf(text.data(), text.size(), "%3s, %02d %3s %02lld %02d:%02d:%02d %+.2i%.2i",
@@ -354,13 +358,31 @@ MimeDateTime & MimeDateTime::ParseRFC822(char const * text) {
 
     bool const is_marked = text[0] == '?' && text[1] == ' ';
     if (!read_date(is_marked ? text + 2 : text, *this)) {
-        vellum::trace({vellum::trace_warning, "mime/MIMEUTIL", 439},
-                      "DateTimeFromRFC822: unrecognized date string=\"%s\"", text);
+        vellum::trace(unreadable_date, "DateTimeFromRFC822: unrecognized date string=\"%s\"", text);
         return Current();
     }
     finish(*this);
     return *this;
 }
+
+bool MimeDateTime::Read(char const * text, MimeDateTime & result) {
+    if (text == nullptr) return false;
+    std::optional<vellum::DateText> const read = vellum::read_date_text(text);
+    if (!read) return false;
+    std::tm clock{};
+    clock.tm_year = read->year - 1900;
+    clock.tm_mon = read->month - 1;
+    clock.tm_mday = read->day;
+    clock.tm_hour = read->hour;
+    clock.tm_min = read->minute;
+    MimeDateTime date(clock, read->zone);
+    set_clock(date, seconds_on_clock(date), false);
+    date.tm_sec = read->second; // behind set_clock(), to which a leap second is the next minute
+    result = date;
+    return true;
+}
+
+long long MimeDateTime::SecondsSince1970() const { return moment_of(*this); }
 
 MimeDateTime & MimeDateTime::WriteRFC822(TimeString & out, int keepZone) {
     write(*this, keepZone != 0, out);
@@ -379,13 +401,12 @@ MimeDateTime & MimeDateTime::Current() {
 }
 
 MimeDateTime & MimeDateTime::ConvertUT() {
-    std::optional<std::int64_t> const moment = moment_of(*this);
-    if (moment && set_clock(*this, *moment, false)) zone = 0;
+    if (set_clock(*this, moment_of(*this), false)) zone = 0;
     return *this;
 }
 
 MimeDateTime & MimeDateTime::ConvertLocal() {
-    if (std::optional<std::int64_t> const moment = moment_of(*this)) show_local(*this, *moment);
+    show_local(*this, moment_of(*this));
     return *this;
 }
 

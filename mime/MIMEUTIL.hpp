@@ -48,6 +48,28 @@ public:
     /// latter is traced.
     MimeDateTime & ParseRFC822(char const * text);
 
+    /// Reads what mail writes as a date today, and sets `result` to it, `zone` to the zone of the
+    /// text: RFC 5322 3.3 with all obsolete forms of its 4.3 (comments and white space anywhere, no
+    /// seconds, years of two and three digits, names of zones), whatever the case; without commas
+    /// or the day of the week, with long names of days and months, `29-Apr-2010`, asctime() with
+    /// and without a zone, ISO 8601 in the extended and the basic form (a fraction of a second is
+    /// cut off), numbers divided by "/" (the month in front), "." (the day in front) or "-", AM and
+    /// PM, and differences as `+09:00`, `+9` and `GMT+9`. What follows the date is passed over.
+    ///
+    /// The day of the week is computed, not believed. A date without a zone, with the name of an
+    /// unknown one, or with a letter other than Z (RFC 5322 4.3) counts as Universal Time, zone 0,
+    /// whatever the machine's; a date without a time as midnight. Second 60, a leap second, stays.
+    ///
+    /// False, and `result` untouched, if `text` is null, can't be read, or tells what doesn't
+    /// exist: 31 April, hour 24, a difference of 24 hours, a year outside 1 to 9999. Nothing is
+    /// traced. The cost is linear in the text's length, and nothing is allocated.
+    static bool Read(char const * text, MimeDateTime & result);
+
+    /// Seconds since 1 January 1970, 00:00 Universal Time, without leap seconds, negative before.
+    /// Only the clock and `zone` count, not the zone of the machine nor `tm_isdst`, `tm_wday` and
+    /// `tm_yday`. Fields beyond their ranges count on: minute 75 is in the next hour.
+    long long SecondsSince1970() const;
+
     /// Writes the form of RFC 822 with a year of four digits: *this* clock and zone if `keepZone`
     /// is nonzero, else converted to Universal Time, "+0000". Changes nothing in the value. Values
     /// that are no date are cut where `out` ends. An offset above -60 and below 0 is written with

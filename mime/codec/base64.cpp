@@ -15,7 +15,7 @@
 #include <cstring>
 #include <utility>
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(VELLUM_NO_SIMD)
 #include <immintrin.h>
 #endif
 
@@ -99,7 +99,7 @@ struct Progress {
 
 // decoding in vectors --------------------------------------------------------------
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(VELLUM_NO_SIMD)
 
 /// A character is looked up by the low and by the high half of its bits, as a vector instruction
 /// has room for 16 entries. It is in the alphabet if its two entries have no bit in common.

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <utility>
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(VELLUM_NO_SIMD)
 #include <emmintrin.h>
 #endif
 
@@ -80,7 +80,7 @@ inline std::size_t copy_run(unsigned char const * from, std::size_t size, unsign
     return done;
 }
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(VELLUM_NO_SIMD)
 
 constexpr std::size_t block_size = 32;
 

@@ -58,7 +58,8 @@ struct ZoneOffset {
 };
 
 /// The machine's zone at the moment `when`; seconds, which zones of former centuries have, are cut
-/// off downwards. A change of the zone's setting while the process runs counts at once.
+/// off downwards. A change of the zone's setting while the process runs counts: of TZ at once, of
+/// the system's own zone or of its rules within a second; no file is looked at oftener.
 ZoneOffset zone_offset(std::time_t when) noexcept;
 
 /// The offset in minutes of the zone's summer time in the year of `when`, whatever the time of that

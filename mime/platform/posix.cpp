@@ -157,6 +157,22 @@ namespace {
 
 std::atomic<Clock> test_clock{nullptr};
 
+/// localtime_r needn't see that the setting of the zone has changed, tzset does. While TZ is set it
+/// compares that alone; else it asks for the state of the zone's file each time, which costs more
+/// than all the rest of a short message and is done once a second.
+void look_at_zone() noexcept {
+    using std::chrono::steady_clock;
+    static std::atomic<steady_clock::rep> next_look{steady_clock::duration::min().count()};
+    bool const is_set = std::getenv("TZ") != nullptr;
+    steady_clock::rep const now = steady_clock::now().time_since_epoch().count();
+    if (!is_set && now < next_look.load(std::memory_order_relaxed)) return;
+    ::tzset();
+    // A variable that goes away is a change too: the next look finds it.
+    steady_clock::duration const pause =
+        is_set ? steady_clock::duration{} : std::chrono::seconds(1);
+    next_look.store(now + pause.count(), std::memory_order_relaxed);
+}
+
 } // namespace
 
 std::int64_t now() noexcept {
@@ -168,7 +184,7 @@ std::int64_t now() noexcept {
 Clock set_clock(Clock clock) noexcept { return test_clock.exchange(clock); }
 
 bool local_time(std::time_t when, std::tm & out) noexcept {
-    ::tzset(); // localtime_r needn't look at a setting that has changed
+    look_at_zone();
     std::tm clock{};
     if (::localtime_r(&when, &clock) == nullptr) return false;
     out = clock;
