@@ -3,8 +3,10 @@
 #include "mime/note/incoming_note.hpp"
 
 #include "mime/nls/translator.hpp"
+#include "mime/note/position.hpp"
+#include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
-#include "mime/receive/position.hpp"
+#include "mime/receive/receiver.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/small_stack.hpp"
@@ -17,10 +19,14 @@
 #include <algorithm>
 #include <climits>
 #include <filesystem>
+#include <functional>
+#include <malloc.h>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -157,6 +163,75 @@ TEST(Cookies, AreSeenByTheChildrenAndDeletedWithTheirLevel) {
     EXPECT_EQ(note.log, " 1 in top 2 in 1-2 3 in 1-3-1-top");
 }
 
+/// Each row is a client's steps: a letter sets the cookie of that name, `0` sets null, `R`
+/// receives; what stands in brackets is done within BeginPart. `^` in front of a letter: Delete
+/// sets the cookie again, once. At the end the note goes.
+TEST(Cookies, EndOnceWhateverTheClientDoes) {
+    struct Again : CountedCookie {
+        using CountedCookie::CountedCookie;
+        void Delete() override {
+            log += "-" + name;
+            if (note == nullptr) return MimeClientCookie::Delete();
+            std::exchange(note, nullptr)->SetCookie(this);
+        }
+        MimeINote * note = nullptr;
+    };
+    class Note : public MimeINote {
+    public:
+        using MimeINote::MimeINote;
+        std::function<void()> within;
+
+    protected:
+        void BeginPart(MimeContext &) override { within(); }
+    };
+    struct {
+        std::string steps, ends;
+    } const rows[] = {
+        {"aR", "-a"},     {"aRR", "-a"},       {"a", "-a"},        {"ab", "-a-b"},
+        {"abR", "-a-b"},  {"aa", "-a"},        {"a0", "-a"},       {"a0R", "-a"},
+        {"aR[a]R", "-a"}, {"aR[b]", "-a-b"},   {"aR[b]R", "-a-b"}, {"aR[bc]R", "-b-a-c"},
+        {"aR[0]R", "-a"}, {"aR[ba]R", "-b-a"}, {"R[a]R", "-a"},    {"^aR", "-a-a"},
+        {"^aRR", "-a-a"}, {"^ab", "-a-b-a"},
+    };
+    for (auto const & row : rows) {
+        std::string log;
+        std::map<char, Again *> cookies;
+        {
+            std::istringstream in("\r\n");
+            Note note(in);
+            std::string_view rest = row.steps;
+            auto const set = [&](char name, bool again) {
+                if (name == '0') return void(note.SetCookie(nullptr));
+                Again *& cookie = cookies[name];
+                if (cookie == nullptr) cookie = new Again(log, std::string(1, name));
+                if (again) cookie->note = &note;
+                EXPECT_EQ(note.SetCookie(cookie), cookie);
+            };
+            while (!rest.empty()) {
+                char const step = rest.front();
+                rest.remove_prefix(1);
+                if (step == 'R') {
+                    bool const has_steps = rest.starts_with('[');
+                    std::string_view const inner =
+                        has_steps ? rest.substr(1, rest.find(']') - 1) : std::string_view();
+                    if (has_steps) rest.remove_prefix(inner.size() + 2);
+                    note.within = [&] {
+                        for (char const name : inner)
+                            set(name, false);
+                    };
+                    note.Receive();
+                } else if (step == '^') {
+                    set(rest.front(), true);
+                    rest.remove_prefix(1);
+                } else {
+                    set(step, false);
+                }
+            }
+        }
+        EXPECT_EQ(log, row.ends) << row.steps;
+    }
+}
+
 // Raw and debug streams ----------------------------------------------------------------
 
 TEST(DebugStream, GetsWhatIsRead) {
@@ -237,7 +312,230 @@ TEST(Bodies, LargeOnesAndLongLinesKeepEveryByte) {
     }
 }
 
+/// A line that is cut into pieces, and what stands behind it, at every place of the cut. A line end
+/// in front of a delimiter isn't the text's, and lines and offsets count as if the line were whole.
+TEST(Bodies, OfLongLinesGoOnInPieces) {
+    std::string const header = "Content-Type: multipart/mixed; boundary=x\r\n\r\n--x\r\n\r\n";
+    struct {
+        std::string line, data;
+        int lines;
+    } const rows[] = {
+        {"\r\n--x--\r\n", "", 0},
+        {"\r\r\n--x--\r\n", "\r", 0},
+        {"\r\n\r\n--x--\r\n", "\r\n", 1},
+        {"\r\n--x\r\n--x--\r\n", "", 0},
+        {"\r\n-\r\n--x--\r\n", "\r\n-", 1},
+        {"--x--\r\n\r\n--x--\r\n", "--x--\r\n", 1},
+        {"\r\n--x" + std::string(40'000, '-') + "\r\n--x--\r\n",
+         "\r\n--x" + std::string(40'000, '-'), 1},
+    };
+    for (std::size_t size = vellum::line_piece - 8; size < vellum::line_piece + 4; ++size) {
+        for (auto const & row : rows) {
+            std::string const message = header + std::string(size, 'y') + row.line;
+            std::string const text = std::string(size, 'y') + row.data;
+            std::string const end = std::to_string(header.size() + text.size());
+            for (Chunking const chunking :
+                 {Chunking{1, 4096}, {message.size(), 1}, {header.size() + size, 1}, {1, 1}}) {
+                ChunkedBuf buffer(message, chunking);
+                std::istream in(&buffer);
+                Transcript note(in);
+                note.longest_text = 100'000;
+                std::string const transcript = note.run();
+                EXPECT_EQ(lines_of(transcript, "data"), vellum::test::quoted(text) + "\n");
+                std::string const body = lines_of(transcript, "EndBody");
+                EXPECT_NE(body.find("body " + std::to_string(header.size()) + ".." + end +
+                                    " lines 4.." + std::to_string(4 + row.lines)),
+                          body.npos)
+                    << body << size << chunking.name() << row.line.substr(0, 20);
+            }
+        }
+    }
+}
+
+/// Notes the size of every write.
+struct SizesBuf : std::streambuf {
+    std::streamsize xsputn(char const *, std::streamsize size) override {
+        largest = std::max(largest, size);
+        total += size;
+        return size;
+    }
+    int_type overflow(int_type) override { return traits_type::eof(); }
+    std::streamsize largest = 0;
+    std::streamsize total = 0;
+};
+
+TEST(Bodies, OfOneLineAreNotGathered) {
+    std::string const text(3'000'000, 'y');
+    for (std::size_t const piece : {std::size_t{100}, std::size_t{8191}, text.size()}) {
+        ChunkedBuf buffer("\r\n\r\n" + text, {piece, piece});
+        std::istream in(&buffer);
+        SizesBuf sizes;
+        std::ostream sink(&sizes);
+        Transcript note(in);
+        note.data_sink = &sink;
+        note.run();
+        EXPECT_EQ(sizes.total, 3'000'000);
+        EXPECT_LE(sizes.largest, 65'536) << piece;
+        EXPECT_EQ(in.rdstate(), std::ios_base::eofbit);
+    }
+}
+
+/// What ends the data of a base64 line ends it for the rest of the line, and for no further one.
+TEST(Bodies, Base64PaddingEndsTheLineInPiecesToo) {
+    for (std::size_t groups = 4090; groups < 4100; ++groups) {
+        for (std::string const end : {"QQ==", "="}) {
+            std::string const message = "Content-Transfer-Encoding: base64\r\n\r\n" +
+                                        repeated("QUJD", groups) + end + repeated("QUJD", 20'000) +
+                                        "\r\nREVG\r\n";
+            std::string const expected = repeated("ABC", groups) + (end == "=" ? "" : "A") + "DEF";
+            for (Chunking const chunking : {Chunking{message.size(), 1}, {1, 5000}, {7, 7}}) {
+                ChunkedBuf buffer(message, chunking);
+                std::istream in(&buffer);
+                Transcript note(in);
+                note.longest_text = 100'000;
+                EXPECT_EQ(lines_of(note.run(), "data"), vellum::test::quoted(expected) + "\n")
+                    << groups << end << chunking.name();
+            }
+        }
+    }
+}
+
+/// How a translator wants its text, and what it was given: a `|` between the calls.
+struct Feeding {
+    NLS_Translator::Buffering_Restrictions restriction;
+    bool takes_pieces = false;
+    std::string calls = {};
+    std::size_t largest = 0;
+};
+
+/// Changes the two bytes of every pair, whatever calls they come in, and keeps the odd one.
+class PairTranslator : public TextTranslator {
+public:
+    PairTranslator(char const * charset, Feeding & feeding)
+        : TextTranslator(charset), feeding_(feeding) {}
+
+    Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
+        return feeding_.restriction;
+    }
+    bool Takes_Pieces(NLS_CharSet *) override { return feeding_.takes_pieces; }
+    int CharSet_to_CodePage_Piece(iSimpleStream * in, bool last, oSimpleStream * out) override {
+        is_last_ = last;
+        return CharSet_to_CodePage(in, out);
+    }
+    int Translate(std::string_view text, std::string & result) override {
+        feeding_.calls.append(text).append(1, '|');
+        feeding_.largest = std::max(feeding_.largest, text.size());
+        std::string const whole = std::exchange(kept_, "") + std::string(text);
+        std::size_t const pairs = whole.size() / 2;
+        for (std::size_t i = 0; i < pairs; ++i)
+            result.append(1, whole[2 * i + 1]).append(1, whole[2 * i]);
+        kept_ = whole.substr(2 * pairs);
+        if (is_last_) result += std::exchange(kept_, "");
+        return 0;
+    }
+
+private:
+    Feeding & feeding_;
+    std::string kept_;
+    bool is_last_ = true;
+};
+
+class PairFactory : public NLS_Translator_Factory {
+public:
+    explicit PairFactory(Feeding & feeding) : feeding_(feeding) {}
+    NLS_Translator * New(char const * charset, int) override {
+        return new PairTranslator(charset, feeding_);
+    }
+
+private:
+    Feeding & feeding_;
+};
+
+std::string data_through(Feeding & feeding, std::string const & message, Chunking chunking) {
+    ChunkedBuf buffer(message, chunking);
+    std::istream in(&buffer);
+    std::ostringstream data;
+    Transcript note(in);
+    note.data_sink = &data;
+    note.SetNLS(new PairFactory(feeding), 0);
+    note.run();
+    return data.str();
+}
+
+/// The text in lines and in one line, plain and encoded, that ends in a whole group or within one,
+/// with an end marker and without: a translator that takes pieces gives what the whole text gives.
+TEST(Bodies, AreTranslatedInPiecesAsTheWholeTextWouldBe) {
+    struct {
+        std::string encoding, body;
+    } const rows[] = {
+        {"8bit", repeated("abcde\r\n", 30'001)},
+        {"8bit", repeated("abcde", 40'001)},
+        {"8bit", repeated("abcde", 40'001) + "\x1A"},
+        {"8bit", repeated("abcde", 40'001) + "\x1A\x1A"},
+        {"8bit", ""},
+        {"8bit", "\x1A"},
+        {"quoted-printable", repeated("=61=62=\r\n", 30'001) + "c"},
+        {"quoted-printable", repeated("=61=62c", 30'000) + "=1A=\r\n"},
+        {"base64", repeated("QUJD", 50'000) + "QR"},
+        {"base64", repeated("QUJD\r\n", 30'000) + "QRo="},
+    };
+    for (auto const & row : rows) {
+        for (std::string const charset : {"us-ascii", "utf-8"}) {
+            std::string const message = "Content-Type: text/plain; charset=" + charset +
+                                        "\r\nContent-Transfer-Encoding: " + row.encoding +
+                                        "\r\n\r\n" + row.body;
+            Feeding stored{NLS_Translator::multi_byte_pieces};
+            std::string const expected = data_through(stored, message, {message.size(), 1});
+            EXPECT_EQ(std::count(stored.calls.begin(), stored.calls.end(), '|'), 1);
+            for (Chunking const chunking : {Chunking{message.size(), 1}, {1, 1500}, {3, 3}}) {
+                Feeding pieces{NLS_Translator::multi_byte_pieces, true};
+                EXPECT_EQ(data_through(pieces, message, chunking) == expected, true)
+                    << row.encoding << charset << chunking.name() << row.body.substr(0, 20);
+                EXPECT_LE(pieces.largest, 80'000U);
+            }
+        }
+    }
+}
+
+/// Above 1 KB: double bytes in pieces of 1,024, shift states in pieces of whole lines.
+TEST(Bodies, AreCutAsTheRestrictionAsks) {
+    std::string const text = std::string(1023, 'a') + "\r\n" + std::string(500, 'b') + "\r\n" +
+                             std::string(1022, 'c') + "\r\n" + std::string(2000, 'd') + "\r\nend";
+    struct {
+        NLS_Translator::Buffering_Restrictions restriction;
+        std::vector<std::size_t> ends;
+    } const rows[] = {
+        {NLS_Translator::double_byte, {1024, 2048, 3072, 4096}},
+        // A CR LF that ends in the first 1,024 bytes of a piece is not looked for.
+        {NLS_Translator::shift_states, {1527, 4553}},
+        {NLS_Translator::multi_byte_pieces, {}},
+    };
+    for (auto const & row : rows) {
+        std::string expected = text + "|";
+        for (auto end = row.ends.rbegin(); end != row.ends.rend(); ++end)
+            expected.insert(*end, "|");
+        Feeding feeding{row.restriction};
+        data_through(feeding, "Content-Type: text/plain; charset=x-set\r\n\r\n" + text, {9, 9});
+        EXPECT_EQ(feeding.calls, expected) << row.restriction;
+    }
+}
+
+TEST(Bodies, OfManyEmptyLinesAreCounted) {
+    std::string const transcript = transcript_of("A: b\n\n" + std::string(40'000, '\n') + "end\n");
+    EXPECT_NE(transcript.find("lines 2..40003"), transcript.npos) << transcript;
+}
+
 // Limits ---------------------------------------------------------------------------
+
+/// The limit counts what is open, not what has been.
+TEST(NestingLimit, HoldsNothingBackFromALongDigest) {
+    std::string const message = "Content-Type: multipart/digest; boundary=x\r\n\r\n" +
+                                repeated("--x\r\n\r\nSubject: s\r\n\r\ntext\r\n", 150) +
+                                "--x--\r\n";
+    std::string const transcript = transcript_of(message);
+    EXPECT_EQ(count_of(transcript, "BeginPart"), 301U);
+    EXPECT_EQ(lines_of(transcript, "data"), repeated("\"text\"\n", 150));
+}
 
 std::string nested_multiparts(int depth) {
     std::string message;
@@ -298,12 +596,45 @@ TEST(Memory, IsBoundByTheLongestLine) {
     EXPECT_LT(seen.second - seen.first, 100);
 }
 
+TEST(Memory, OfALongHeaderLineIsGivenBack) {
+    class Note : public MimeINote {
+    public:
+        using MimeINote::MimeINote;
+        MimeReceiver const * run = nullptr;
+        std::size_t kept = 0;
+
+    protected:
+        void BeginPart(MimeContext &) override { kept = malloc_usable_size(run->line_begin); }
+    };
+    std::istringstream in("X: " + std::string(9'000'000, 'x') + "\r\nY: z\r\n\r\n");
+    Note note(in);
+    MimeReceiver run(&note, &in, nullptr, true, nullptr);
+    note.run = &run;
+    run.Get_message();
+    EXPECT_GT(note.kept, 0U);
+    EXPECT_LE(note.kept, 2'000'000U);
+}
+
+/// The offset is one in the buffer's text; further out there is nothing to keep.
+TEST(Lines, AreReadBehindTheTextThatThereIs) {
+    std::istringstream in("one\ntwo\nthree\n");
+    char * begin = nullptr;
+    char * end = nullptr;
+    MimeLine_via_istream reader(&in, &begin, &end, nullptr, 0);
+    EXPECT_EQ(reader.Read_to_LF(5000), 4);
+    EXPECT_STREQ(begin, "one\n");
+    EXPECT_EQ(reader.Read_to_LF(2), 4);
+    EXPECT_STREQ(begin, "ontwo\n");
+    EXPECT_EQ(reader.Read_to_LF(-1), 6);
+    EXPECT_STREQ(begin, "ontwo\nthree\n");
+}
+
 TEST(Positions, StayAtTheLimitOfAnInt) {
-    int field = 0;
-    long long exact = 0;
-    vellum::set_position(field, exact, 5'000'000'000);
-    EXPECT_EQ(field, INT_MAX);
-    EXPECT_EQ(exact, 5'000'000'000);
+    MimeContext context(0, 0, 0, 1, nullptr, nullptr);
+    context.exact.body_end = 5'000'000'000;
+    vellum::mirror_positions(context);
+    EXPECT_EQ(context.body_end, INT_MAX);
+    EXPECT_EQ(context.part_start, -1);
 }
 
 // Exceptions -----------------------------------------------------------------------

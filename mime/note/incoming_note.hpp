@@ -217,6 +217,7 @@ private:
     int nesting_limit_;
     std::unique_ptr<char[]> partial_directory_;
     std::ostream * debug_stream_ = nullptr;
-    MimeClientCookie * cookie_ = nullptr;
+    MimeClientCookie * cookie_ = nullptr;          ///< For the next run. OWNS it.
+    MimeContextItem const * outermost_ = nullptr;  ///< That of a run; its cookie is in use.
     NLS_Translator_Factory * factories_ = nullptr; ///< OWNS the chain.
 };

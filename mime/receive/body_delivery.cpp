@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <ostream>
 
 namespace {
@@ -32,18 +33,33 @@ public:
                         const_cast<char *>(text.data()) + text.size(), nullptr) {}
 };
 
-/// Decodes lines as if each were a call of its own: what ends the decoder's reading, such as the
-/// padding of base64, ends it for the rest of that line.
-void decode_lines(MIME_TransferDecoding * decoder, std::string_view text, oSimpleStream & out) {
-    for (;;) {
-        TextStream source(text);
-        decoder->decode(&source, &out);
-        text.remove_prefix(text.size() - source.iBufCnt());
-        std::size_t const lf = text.find('\n');
-        if (lf == text.npos) break;
-        text.remove_prefix(lf + 1);
+/// Decodes text as if each line were a call of its own: what ends the decoder's reading, such as
+/// the padding of base64, ends it for the rest of that line, wherever the text is cut.
+class LineDecoder {
+public:
+    explicit LineDecoder(MIME_TransferDecoding & decoder) : decoder_(decoder) {}
+
+    void decode(std::string_view text, oSimpleStream & out) {
+        while (!text.empty()) {
+            if (is_line_over_) {
+                std::size_t const lf = text.find('\n');
+                if (lf == text.npos) return;
+                text.remove_prefix(lf + 1);
+                is_line_over_ = false;
+                continue;
+            }
+            TextStream source(text);
+            decoder_.decode(&source, &out);
+            if (!source.good()) return; // it has been read to its end
+            text.remove_prefix(text.size() - source.iBufCnt());
+            is_line_over_ = true;
+        }
     }
-}
+
+private:
+    MIME_TransferDecoding & decoder_;
+    bool is_line_over_ = false; ///< The decoder wants no more of this line.
+};
 
 /// The piece at the start of `text` that ends at a line end, as far as its size allows. Text with
 /// shift states begins each line in the first state.
@@ -54,30 +70,29 @@ std::size_t piece_of_lines(std::string_view text) {
 }
 
 /// A header ends at any line that begins with CR. One that goes on with something else is no blank
-/// line, but the first of the body.
-bool is_blank_line(std::string_view line) { return line.find_first_not_of("\r\n") == line.npos; }
+/// line, but the first of the body. (A line as long as a piece may not have come whole.)
+bool is_blank_line(std::string_view line) {
+    return line.size() < vellum::line_piece && line.find_first_not_of("\r\n") == line.npos;
+}
 
 } // namespace
 
 bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
-    NewLine_Body(); // the blank line behind the header
+    NewText_Body(); // the blank line behind the header
     bool const is_text = !line_reader_->Boundary_is_a() && !is_blank_line(line());
-    Place_body(context, is_text ? previous_position : position);
     std::ostream * data = nullptr;
     RawStream raw(*this);
-    note->BeginBody(context, &data, &raw.client);
-    raw.begin();
+    Begin_body(context, is_text ? previous_position : position, &data, raw);
     if (data == nullptr) {
         For_each_text([this](std::string_view text) { Debug(text); });
     } else {
         if (!line_reader_->Boundary_is_a() && !is_text) {
             Debug(line());
-            NewLine_Body();
+            NewText_Body();
         }
         Deliver(*data);
     }
-    End_body(context, previous_position);
-    raw.end();
+    End_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
@@ -93,6 +108,8 @@ void MimeReceiver::Deliver(std::ostream & data) {
     int const restriction = translator ? translator->Query_Buffering_Restrictions(body_charset) : 0;
     if (restriction == NLS_Translator::no_restriction) {
         Deliver_lines(data, out, stage, decoder, translator.get());
+    } else if (translator->Takes_Pieces(body_charset)) {
+        Deliver_pieces(out, stage, decoder, *translator);
     } else {
         Deliver_stored(out, stage, decoder, *translator, restriction);
     }
@@ -103,19 +120,21 @@ void MimeReceiver::Deliver(std::ostream & data) {
 void MimeReceiver::Deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
                                  MIME_TransferDecoding_Engine & decoder,
                                  NLS_Translator * translator) {
+    std::optional<LineDecoder> lines;
+    if (!!decoder) lines.emplace(*decoder);
     For_each_text([&](std::string_view text) {
-        if (!decoder && translator == nullptr) {
+        if (!lines && translator == nullptr) {
             data.write(text.data(), static_cast<std::streamsize>(text.size()));
             return;
         }
-        if (!decoder) {
+        if (!lines) {
             TextStream source(text);
             translator->CharSet_to_CodePage(&source, &out);
         } else if (translator == nullptr) {
-            decode_lines(decoder, text, out);
+            lines->decode(text, out);
         } else {
             stage.reInit();
-            decode_lines(decoder, text, stage);
+            lines->decode(text, stage);
             stage.rewind();
             translator->CharSet_to_CodePage(&stage, &out);
         }
@@ -127,20 +146,46 @@ void MimeReceiver::Deliver_lines(std::ostream & data, oSimpleStream & out, ioSim
     Drop_end_marker(out);
 }
 
-/// The translator has to have the whole body, or pieces of a certain kind.
-void MimeReceiver::Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
-                                  MIME_TransferDecoding_Engine & decoder,
-                                  NLS_Translator & translator, int restriction) {
+/// Decodes the text onto the stage; calls `full` behind each step.
+template <typename Full>
+void MimeReceiver::Decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder,
+                              Full full) {
+    std::optional<LineDecoder> lines;
+    if (!!decoder) lines.emplace(*decoder);
     For_each_text([&](std::string_view text) {
-        if (!decoder) {
-            stage.write(text);
+        if (lines) {
+            lines->decode(text, stage);
         } else {
-            decode_lines(decoder, text, stage);
+            stage.write(text);
         }
+        full();
     });
     if (!!decoder) decoder.close(); // what it held back goes to the stage
     Drop_end_marker(stage);
     stage.rewind();
+}
+
+/// The translator can't take the body line by line, but in pieces that end anywhere.
+void MimeReceiver::Deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
+                                  MIME_TransferDecoding_Engine & decoder,
+                                  NLS_Translator & translator) {
+    Decode_all(stage, decoder, [&] {
+        if (stage.oBufCnt() < vellum::translation_piece) return;
+        char const last = static_cast<char>(*(stage.oPutPtr(0) - 1)); // it may be the end marker
+        stage.oPutPtr(-1);
+        stage.rewind();
+        translator.CharSet_to_CodePage_Piece(&stage, false, &out);
+        stage.reInit();
+        stage.put(last);
+    });
+    translator.CharSet_to_CodePage_Piece(&stage, true, &out);
+}
+
+/// The translator has to have the whole body, or pieces of a certain kind.
+void MimeReceiver::Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
+                                  MIME_TransferDecoding_Engine & decoder,
+                                  NLS_Translator & translator, int restriction) {
+    Decode_all(stage, decoder, [] {});
     if (restriction != NLS_Translator::double_byte && restriction != NLS_Translator::shift_states) {
         translator.CharSet_to_CodePage(&stage, &out);
         return;

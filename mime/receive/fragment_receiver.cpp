@@ -155,7 +155,7 @@ MimeINote::ReceiveResult MimeReceiver::Receive_joined(CompleteSet const & set,
     vellum::iFileStream joined(set.files, buffer.data(), static_cast<int>(buffer.size()));
     MimeReceiver run(note, &joined, partial_directory.c_str(), false, debug);
     run.joined_by_ = this;
-    parent.cookie = nullptr; // it is the other run's from here on
+    note->SetCookie(std::exchange(parent.cookie, nullptr)); // the other run takes it over
     MimeINote::ReceiveResult const result = run.Get_message();
     if (!joined.failed()) return result;
     vellum::trace({vellum::trace_warning, "mime/receive/fragment_receiver", __LINE__},

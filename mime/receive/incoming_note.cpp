@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 MimeINote::MimeINote(TiStreamLite & in)
     : lite_stream_(&in), nesting_limit_(vellum::default_nesting_limit) {}
@@ -19,6 +20,7 @@ MimeINote::MimeINote(iSimpleStream & in)
     : simple_stream_(&in), nesting_limit_(vellum::default_nesting_limit) {}
 
 MimeINote::~MimeINote() {
+    SetCookie(nullptr);
     if (factories_ != nullptr) factories_->Delete();
 }
 
@@ -47,7 +49,14 @@ char const * MimeINote::SetPartialDir(char const * dir) {
 
 std::ostream * MimeINote::SetDebugStream(std::ostream * debug) { return debug_stream_ = debug; }
 
-MimeClientCookie * MimeINote::SetCookie(MimeClientCookie * cookie) { return cookie_ = cookie; }
+MimeClientCookie * MimeINote::SetCookie(MimeClientCookie * cookie) {
+    if (cookie == cookie_) return cookie;
+    bool const is_in_use = outermost_ != nullptr && outermost_->cookie == cookie;
+    if (MimeClientCookie * const old = std::exchange(cookie_, is_in_use ? nullptr : cookie)) {
+        old->Delete();
+    }
+    return cookie;
+}
 
 NLS_Translator_Factory * MimeINote::SetNLS(NLS_Translator_Factory * factory, int append) {
     vellum::add_factory(factories_, factory, append);

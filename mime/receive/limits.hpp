@@ -12,6 +12,13 @@ inline constexpr int default_nesting_limit = 100;
 /// The buffer that a run begins with, and the smallest there is: hardly any line of mail is longer.
 inline constexpr unsigned int line_buffer_size = 4000;
 
+/// A body line that is longer than this, and can't be a delimiter, goes on in pieces.
+inline constexpr std::size_t line_piece = std::size_t{16} << 10;
+
+/// The most text that goes on at once: it bounds what a stage between a decoder and a translator
+/// has to hold, and is large enough that the cost of a call doesn't count.
+inline constexpr std::size_t text_block = std::size_t{64} << 10;
+
 /// The blocks on the stack through which decoded and translated bytes go to the client's stream.
 inline constexpr std::size_t delivery_block = 1024;
 

@@ -39,11 +39,7 @@ void LineBuffer::drop_front(std::size_t count) {
 void LineBuffer::reset(std::size_t capacity) {
     truncate(0);
     if (capacity_ <= capacity) return;
-    if (char * shrunk = static_cast<char *>(std::realloc(data_.get(), capacity))) {
-        static_cast<void>(data_.release());
-        data_.reset(shrunk);
-        capacity_ = capacity;
-    }
+    reallocate(capacity); // where that fails, the larger block serves as well
 }
 
 bool LineBuffer::reserve(std::size_t length) {
@@ -54,15 +50,16 @@ bool LineBuffer::reserve(std::size_t length) {
     std::size_t const generous = capacity_ > std::numeric_limits<std::size_t>::max() / growth_factor
                                      ? exact
                                      : capacity_ * growth_factor;
-    for (std::size_t size : {generous < exact ? exact : generous, exact}) {
-        if (char * grown = static_cast<char *>(std::realloc(data_.get(), size))) {
-            static_cast<void>(data_.release()); // realloc has freed it
-            data_.reset(grown);
-            capacity_ = size;
-            return true;
-        }
-    }
-    return false;
+    return reallocate(generous < exact ? exact : generous) || reallocate(exact);
+}
+
+bool LineBuffer::reallocate(std::size_t capacity) {
+    char * const block = static_cast<char *>(std::realloc(data_.get(), capacity));
+    if (block == nullptr) return false;
+    static_cast<void>(data_.release()); // realloc has freed it
+    data_.reset(block);
+    capacity_ = capacity;
+    return true;
 }
 
 } // namespace vellum

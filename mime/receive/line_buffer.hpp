@@ -34,6 +34,7 @@ private:
     };
 
     bool reserve(std::size_t length);
+    bool reallocate(std::size_t capacity);
 
     std::unique_ptr<char, Free> data_;
     std::size_t length_ = 0;

@@ -8,7 +8,7 @@
 #include "mime/receive/receiver.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <limits>
 #include <ostream>
 
 using vellum::Boundary_Close;
@@ -19,9 +19,14 @@ namespace {
 /// A header line of this size isn't kept beside its copy.
 constexpr std::size_t long_line = std::size_t{1} << 20;
 
-/// The most that ReadLines_Body gives at once: it bounds what a stage between a decoder and a
-/// translator has to hold, and is large enough that the cost of a call doesn't count.
-constexpr std::size_t largest_block = std::size_t{64} << 10;
+/// The most bytes that a delimiter line has behind the delimiter: "--" and a line end.
+constexpr std::size_t longest_delimiter_tail = 4;
+
+/// A smaller piece of a line is rather gathered with what follows.
+constexpr std::size_t smallest_piece = vellum::line_buffer_size;
+
+/// No limit to a piece.
+constexpr std::size_t whole_line = std::numeric_limits<std::size_t>::max();
 
 /// Counts in bytes, many at once, as far as a byte can count: a compiler turns the inner loop into
 /// a few vector instructions, where it widens each byte for std::count.
@@ -63,21 +68,34 @@ int MimeLine::Peek() {
 }
 
 long long MimeLine::Read_to_LF(long long offset) {
-    if (offset >= 0) buffer_->truncate(static_cast<std::size_t>(offset));
-    std::size_t const start = buffer_->length();
+    auto const length = static_cast<long long>(buffer_->length());
+    long long const start = offset < 0 ? length : std::min(offset, length);
+    buffer_->truncate(static_cast<std::size_t>(start));
+    gather(static_cast<std::size_t>(start), whole_line);
+    return static_cast<long long>(buffer_->length()) - start;
+}
+
+/// Reads on until what stands in the buffer from `start` on ends in LF, or has `most` bytes and no
+/// LF follows: a line end is never cut off from what it ends.
+void MimeLine::gather(std::size_t start, std::size_t most) {
     while (!exhausted_) {
+        std::string_view const text = buffer_->view().substr(start);
+        if (!text.empty() && text.back() == '\n') return;
         std::string_view window = Window();
-        if (window.empty()) break;
-        std::size_t const lf = window.find('\n');
-        if (lf != window.npos) window = window.substr(0, lf + 1);
-        if (!buffer_->append(window)) {
-            exhausted_ = true;
-            break;
-        }
-        Take(window.size());
-        if (lf != window.npos) break;
+        if (window.empty()) return;
+        if (text.size() >= most && window.front() != '\n') return;
+        window = window.substr(0, text.size() < most ? most - text.size() : 1);
+        window = window.substr(0, std::min(window.find('\n'), window.size() - 1) + 1);
+        exhausted_ = !buffer_->append(window);
+        if (!exhausted_) Take(window.size());
     }
-    return static_cast<long long>(buffer_->length() - start);
+}
+
+/// The size from which on a line that has not ended can't be a delimiter.
+std::size_t MimeLine::piece_size() const {
+    vellum::BoundaryItem const * const top = levels_->top();
+    std::size_t const delimiter = top != nullptr ? top->text.size() + longest_delimiter_tail : 0;
+    return std::max(vellum::line_piece, delimiter);
 }
 
 // Header lines ---------------------------------------------------------------
@@ -96,6 +114,7 @@ long long MimeLine::Next_Physical_Line() {
     buffer_->drop_front(pending);
     pending = 0;
     boundary_next = Boundary_Not;
+    gather(0, whole_line); // it may be the start of a long line
     return static_cast<long long>(buffer_->length());
 }
 
@@ -148,10 +167,19 @@ void MimeLine::Forget_Head() {
 // Body lines -----------------------------------------------------------------
 
 long long MimeLine::ReadLine_Body(unsigned long long & lines, bool & atEnd) {
+    return read_body(lines, atEnd, whole_line);
+}
+
+long long MimeLine::ReadText_Body(unsigned long long & lines, bool & atEnd) {
+    return read_body(lines, atEnd, piece_size());
+}
+
+/// `most`: the size from which on a line that has not ended is handed out as it stands.
+long long MimeLine::read_body(unsigned long long & lines, bool & atEnd, std::size_t most) {
     boundary_previous = boundary_current;
     boundary_current = boundary_next;
     boundary_next = Boundary_Not;
-    long long length = Start_Body_Line(lines);
+    long long length = Start_Body_Line(lines, most);
     vellum::BoundaryItem const * const top = levels_->top();
     if (boundary_previous == Boundary_Close && boundary_current == Boundary_Not && top != nullptr) {
         // The line end in front of this line has gone with the closing delimiter before it.
@@ -161,7 +189,7 @@ long long MimeLine::ReadLine_Body(unsigned long long & lines, bool & atEnd) {
         at_end_flag = true;
     } else if (buffer_->view().back() == '\n') {
         ++lines;
-        length = Look_Ahead(length, lines);
+        length = Look_Ahead(length, lines, most);
     }
     Hand_Out(static_cast<std::size_t>(length));
     atEnd = at_end_flag;
@@ -169,26 +197,28 @@ long long MimeLine::ReadLine_Body(unsigned long long & lines, bool & atEnd) {
 }
 
 /// Puts the line, read ahead or not, alone into the buffer.
-long long MimeLine::Start_Body_Line(unsigned long long & lines) {
+long long MimeLine::Start_Body_Line(unsigned long long & lines, std::size_t most) {
     if (pending == 0) {
         is_saved_ = false;
-        return Read_to_LF(0);
+        buffer_->truncate(0);
+    } else {
+        Restore_Saved();
+        buffer_->drop_front(pending); // so that a run of lines like "-x" never piles up
+        pending = 0;
+        if (boundary_current != Boundary_Not) ++lines;
     }
-    Restore_Saved();
-    buffer_->drop_front(pending); // so that a run of lines like "-x" never piles up in the buffer
-    pending = 0;
-    if (boundary_current != Boundary_Not) ++lines;
+    gather(0, most);
     return static_cast<long long>(buffer_->length());
 }
 
 /// Reads the next line too if it may be a delimiter. If it is one, the current line gives its line
 /// end up to it; an empty line becomes one with it. Gives the current line's length.
-long long MimeLine::Look_Ahead(long long length, unsigned long long & lines) {
+long long MimeLine::Look_Ahead(long long length, unsigned long long & lines, std::size_t most) {
     vellum::BoundaryItem const * const top = levels_->top();
     if (boundary_current != Boundary_Not || top == nullptr || Peek() != '-') return length;
     auto const line_length = static_cast<std::size_t>(length);
     pending = line_length;
-    Read_to_LF(-1);
+    gather(pending, most);
     std::size_t const eol_length = top->eol.size();
     if (line_length >= eol_length) {
         boundary_next = top->Match(buffer_->view().substr(line_length - eol_length), true);
@@ -226,15 +256,17 @@ void MimeLine::Restore_Saved() {
 std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
     if (pending != 0 || boundary_current != Boundary_Not || at_end_flag || exhausted_) return {};
     std::string_view block = Window();
-    block = block.substr(0, Text_Length(block.substr(0, largest_block)));
+    block = block.substr(0, Text_Length(block.substr(0, vellum::text_block)));
     if (block.empty()) return {};
     lines += count_lf(block);
     Take(block.size());
     return block;
 }
 
-/// The length of the lines at the start of the window that are text and keep their line ends:
-/// each is followed, within the window, by a line that can't be a delimiter.
+/// The length of the text at the start of the window that can go on. Lines of it keep their line
+/// ends: each is followed, within the window, by a line that can't be a delimiter. Of a line that
+/// doesn't end in the window, and is large enough to be worth a call, it is all but a CR at its
+/// end.
 std::size_t MimeLine::Text_Length(std::string_view window) const {
     if (window.empty()) return 0;
     vellum::BoundaryItem const * const top = levels_->top();
@@ -251,7 +283,9 @@ std::size_t MimeLine::Text_Length(std::string_view window) const {
         }
     }
     std::size_t const last_lf = window.substr(0, end).rfind('\n');
-    return last_lf == window.npos ? 0 : last_lf + 1;
+    if (last_lf != window.npos) return last_lf + 1;
+    bool const is_piece = window.size() >= smallest_piece && window.find('\n') == window.npos;
+    return is_piece ? window.size() - (window.back() == '\r' ? 1 : 0) : 0;
 }
 
 // Boundaries -------------------------------------------------------------------

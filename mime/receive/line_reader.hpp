@@ -11,8 +11,9 @@
 // Tolerance:  a line ends at LF. Whether a delimiter's line ends are CR LF or bare LF is learnt
 //             from the header lines. A bare CR is a plain byte, but at the start of a header line
 //             it ends the header.
-// Bounds:     the buffer holds a line and the one read ahead. There is no limit to a line's length
-//             but memory; when that is exhausted, the input ends there.
+// Bounds:     the buffer holds a line and the one read ahead. A long line of text goes on in
+//             pieces. A header line has no limit but memory; when that is exhausted, the input ends
+//             there.
 #pragma once
 
 #include "mime/export.hpp"
@@ -46,7 +47,8 @@ public:
     /// The next input byte, 0 to 255, without taking it; -1 at the end of the input.
     virtual int Peek();
     /// Appends the input up to and including the next LF to the buffer's first `offset` bytes, or
-    /// to all of them if that is negative. Gives the count of bytes; 0 at the end of the input.
+    /// to all of them if that is negative or there are fewer. Returns the count of bytes; 0 at the
+    /// end of the input.
     virtual long long Read_to_LF(long long offset);
 
     /// The next header line, unfolded, with its last line end. Gives the count of input bytes that
@@ -58,9 +60,13 @@ public:
     /// The next body line, with its line end; a delimiter together with the line end in front of
     /// it, and the line before without. Gives its length, 0 at the end of the input.
     long long ReadLine_Body(unsigned long long & lines, bool & atEnd);
-    /// Whole lines behind the current one that are text and keep their line ends, as they lie in
-    /// the source's own memory, at most 64 KB of them; empty if ReadLine_Body has to look. They are
-    /// taken with the call and good until the next one. Only behind a line that is no delimiter.
+    /// The same, but a line of more than 16 KB that can't be a delimiter may come in pieces, of
+    /// which the last has the line end.
+    long long ReadText_Body(unsigned long long & lines, bool & atEnd);
+    /// Further text behind the current line or piece, as it lies in the source's own memory, at
+    /// most 64 KB of it: lines that keep their line ends, or a piece of a line. Empty if
+    /// ReadText_Body has to look. It is taken with the call and good until the next one. Only
+    /// behind a line that is no delimiter.
     std::string_view ReadLines_Body(unsigned long long & lines);
 
     /// A new level, without a delimiter.
@@ -88,8 +94,11 @@ private:
     int Peek_Line();
     long long Next_Physical_Line();
     bool Unfold();
-    long long Start_Body_Line(unsigned long long & lines);
-    long long Look_Ahead(long long length, unsigned long long & lines);
+    long long read_body(unsigned long long & lines, bool & atEnd, std::size_t most);
+    long long Start_Body_Line(unsigned long long & lines, std::size_t most);
+    long long Look_Ahead(long long length, unsigned long long & lines, std::size_t most);
+    void gather(std::size_t start, std::size_t most);
+    std::size_t piece_size() const;
     void Hand_Out(std::size_t length);
     void Restore_Saved();
     std::size_t Text_Length(std::string_view window) const;

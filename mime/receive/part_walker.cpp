@@ -11,14 +11,13 @@
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/note/position.hpp"
 #include "mime/receive/field_list.hpp"
 #include "mime/receive/line_reader.hpp"
-#include "mime/receive/position.hpp"
 #include "mime/receive/raw_stream.hpp"
 #include "mime/receive/text_lines.hpp"
 
 using vellum::FieldQueue;
-using vellum::set_position;
 
 namespace {
 
@@ -47,6 +46,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
         body_charset = &NLS::US_ASCII;
     }
     Count_part();
+    Settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(message_depth, multipart_depth, atomic_count, part_count, &item, &parent);
     Begin_part(context, start);
@@ -58,12 +58,12 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     if (transfer_encoding == nullptr) {
         transfer_encoding = encoding != nullptr ? encoding : RFC1521::ASCII_7bit;
     }
-    set_position(context.header_end, context.exact.header_end, header_end);
-    note->EndHeader(context);
+    context.exact.header_end = header_end;
+    Call(&MimeINote::EndHeader, context);
 
     bool const more = Get_message_body(context);
-    set_position(context.part_end, context.exact.part_end, previous_position);
-    note->EndPart(context);
+    context.exact.part_end = previous_position;
+    Call(&MimeINote::EndPart, context);
     return more;
 }
 
@@ -79,18 +79,22 @@ bool MimeReceiver::Get_message_body(MimeContext & context) {
     return more;
 }
 
-void MimeReceiver::Place_body(MimeContext & context, long long start) {
-    set_position(context.body_start, context.exact.body_start, start);
-    set_position(context.body_start_line, context.exact.body_start_line,
-                 static_cast<long long>(line_count));
+/// Where a data stream can't be had, `data` is null.
+void MimeReceiver::Begin_body(MimeContext & context, long long start, std::ostream ** data,
+                              RawStream & raw) {
+    context.exact.body_start = start;
+    context.exact.body_start_line = static_cast<long long>(line_count);
+    vellum::mirror_positions(context);
+    note->BeginBody(context, data, &raw.client);
+    raw.begin();
 }
 
-void MimeReceiver::End_body(MimeContext & context, long long end) {
-    set_position(context.body_end, context.exact.body_end, end);
+void MimeReceiver::End_body(MimeContext & context, long long end, RawStream & raw) {
+    context.exact.body_end = end;
     // The delimiter line that was read has counted for two: itself and the line end before it.
-    auto const lines = static_cast<long long>(line_count) - (at_end ? 0 : 2);
-    set_position(context.body_end_line, context.exact.body_end_line, lines);
-    note->EndBody(context);
+    context.exact.body_end_line = static_cast<long long>(line_count) - (at_end ? 0 : 2);
+    Call(&MimeINote::EndBody, context);
+    raw.end();
 }
 
 bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
@@ -100,10 +104,8 @@ bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
     NewLine_Body();
     For_each_text(to_debug); // the preamble
     Debug(line());
-    Place_body(context, start);
     RawStream raw(*this);
-    note->BeginBody(context, nullptr, &raw.client);
-    raw.begin();
+    Begin_body(context, start, nullptr, raw);
 
     while (!line_reader_->Boundary_is_2()) {
         Get_message_part(context.message_depth, context.multipart_depth + 1, *context.item,
@@ -113,23 +115,19 @@ bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
     line_reader_->Boundary_Pop(); // from here on the enclosing multipart's delimiters are seen
     NewLine_Body();
     For_each_text(to_debug); // the epilogue
-    End_body(context, position);
-    raw.end();
+    End_body(context, position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
 bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
     NewLine_Body(); // the blank line behind the header
-    Place_body(context, position);
     RawStream raw(*this);
-    note->BeginBody(context, nullptr, &raw.client);
-    raw.begin();
+    Begin_body(context, position, nullptr, raw);
     Debug(line());
     // No new level: the delimiters of the enclosing multipart end the message wherever they occur.
     if (!line_reader_->Boundary_is_a()) {
         Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);
     }
-    End_body(context, previous_position);
-    raw.end();
+    End_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();
 }

@@ -4,10 +4,10 @@
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/field_parsers.hpp"
+#include "mime/note/position.hpp"
 #include "mime/receive/field_list.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
-#include "mime/receive/position.hpp"
 
 #include <limits>
 #include <ostream>
@@ -15,7 +15,6 @@
 
 using vellum::FieldList;
 using vellum::FieldQueue;
-using vellum::set_position;
 
 namespace vellum {
 
@@ -74,13 +73,21 @@ bool MimeReceiver::NewLine_Head(bool first) {
 }
 
 bool MimeReceiver::NewLine_Body() {
-    long long const taken = line_reader_->ReadLine_Body(line_count, at_end);
+    return Count_body(line_reader_->ReadLine_Body(line_count, at_end));
+}
+
+/// The same, but a long line may come in pieces.
+bool MimeReceiver::NewText_Body() {
+    return Count_body(line_reader_->ReadText_Body(line_count, at_end));
+}
+
+bool MimeReceiver::Count_body(long long taken) {
     previous_position = position;
     position += taken;
     return taken > 0;
 }
 
-/// Further lines of text behind the current one, as far as they can be had at once.
+/// Further text behind the current line or piece, as far as it can be had at once.
 std::string_view MimeReceiver::NewLines_Body() {
     std::string_view const lines = line_reader_->ReadLines_Body(line_count);
     position += static_cast<long long>(lines.size());
@@ -149,14 +156,20 @@ void MimeReceiver::Count_part() {
     auto const count = [](int & number) { number += number < std::numeric_limits<int>::max(); };
     count(part_count);
     if (!Is_multipart() && type != RFC1521::message) count(atomic_count);
-    is_too_deep_ = Is_container() && nesting_ >= nesting_limit_;
+}
+
+/// Whether the part whose header was read lies too deep to be opened.
+void MimeReceiver::Settle_depth() { is_too_deep_ = Is_container() && nesting_ >= nesting_limit_; }
+
+void MimeReceiver::Call(void (MimeINote::*operation)(MimeContext &), MimeContext & context) {
+    vellum::mirror_positions(context);
+    (note->*operation)(context);
 }
 
 void MimeReceiver::Begin_part(MimeContext & context, long long start) {
-    set_position(context.part_start, context.exact.part_start, start);
-    set_position(context.header_start, context.exact.header_start, start);
-    note->BeginPart(context);
-    note->BeginHeader(context);
+    context.exact.part_start = context.exact.header_start = start;
+    Call(&MimeINote::BeginPart, context);
+    Call(&MimeINote::BeginHeader, context);
 }
 
 void MimeReceiver::Report_URL() {
@@ -167,8 +180,23 @@ void MimeReceiver::Report_URL() {
 
 // The message ------------------------------------------------------------------------
 
+/// The level around the top message. It takes over the note's cookie, and tells the note that it
+/// has it: a client may set the same cookie or another one meanwhile.
+class MimeReceiver::OutermostLevel : public MimeContextItem {
+public:
+    explicit OutermostLevel(MimeINote & note)
+        : MimeContextItem(RFC1521::message, RFC1521::RFC822, nullptr,
+                          std::exchange(note.cookie_, nullptr)),
+          note_(note), before_(std::exchange(note.outermost_, this)) {}
+    ~OutermostLevel() { note_.outermost_ = before_; }
+
+private:
+    MimeINote & note_;
+    MimeContextItem const * before_;
+};
+
 MimeINote::ReceiveResult MimeReceiver::Get_message() {
-    MimeContextItem parent(RFC1521::message, RFC1521::RFC822, nullptr, note->cookie_);
+    OutermostLevel parent(*note);
     long long const start = position;
     line_reader_->Boundary_Push();
     FieldQueue fields;
@@ -187,17 +215,18 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
         subtype = RFC1521::plain;
     }
     Count_part();
+    Settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
     Begin_part(context, start);
     Report_URL();
     Dispatch_all(fields, has_type, true);
-    set_position(context.header_end, context.exact.header_end, header_end);
-    note->EndHeader(context);
+    context.exact.header_end = header_end;
+    Call(&MimeINote::EndHeader, context);
 
     if (!headers_only) Get_message_body(context);
-    set_position(context.part_end, context.exact.part_end, position);
-    note->EndPart(context);
+    context.exact.part_end = position;
+    Call(&MimeINote::EndPart, context);
     if (debug != nullptr) debug->flush();
     return headers_only ? MimeINote::Receive_Not_Finished : MimeINote::Receive_Complete;
 }

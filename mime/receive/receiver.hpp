@@ -59,6 +59,7 @@ struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
 
 private:
     class RawStream;
+    class OutermostLevel;
 
     MimeReceiver(MimeINote * client, char const * dir, bool only_headers,
                  std::ostream * debug_stream);
@@ -66,6 +67,8 @@ private:
     // Lines
     bool NewLine_Head(bool first);
     bool NewLine_Body();
+    bool NewText_Body();
+    bool Count_body(long long taken);
     std::string_view NewLines_Body();
     std::string_view line() const;
     void Debug(std::string_view text);
@@ -79,6 +82,8 @@ private:
     bool Query_Content_Type(char const * body);
     void Query_Content_Disposition(char const * body);
     void Count_part();
+    void Settle_depth();
+    void Call(void (MimeINote::*operation)(MimeContext &), MimeContext & context);
     void Begin_part(MimeContext & context, long long start);
     bool Is_container() const;
     bool Is_multipart() const;
@@ -100,13 +105,17 @@ private:
     bool Get_message_body__MultiPart(MimeContext & context);
     bool Get_message_body__Message(MimeContext & context);
     bool Get_message_body__Data(MimeContext & context);
-    void Place_body(MimeContext & context, long long start);
-    void End_body(MimeContext & context, long long end);
+    void Begin_body(MimeContext & context, long long start, std::ostream ** data, RawStream & raw);
+    void End_body(MimeContext & context, long long end, RawStream & raw);
 
     // Data
     void Deliver(std::ostream & data);
     void Deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
                        MIME_TransferDecoding_Engine & decoder, NLS_Translator * translator);
+    template <typename Full>
+    void Decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder, Full full);
+    void Deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
+                        MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator);
     void Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
                         MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator,
                         int restriction);

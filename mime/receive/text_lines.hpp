@@ -4,7 +4,8 @@
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
 
-/// Calls `take` with the text, line by line or many lines at once, as the input has them at hand.
+/// Calls `take` with the text, as the input has it at hand: a line, many lines at once, or a piece
+/// of a long line. No CR LF is cut.
 /// The current line is then the one that ends the text: a delimiter, or none at the end of input.
 template <typename Take>
 void MimeReceiver::For_each_text(Take take) {
@@ -12,6 +13,6 @@ void MimeReceiver::For_each_text(Take take) {
         take(line());
         for (std::string_view lines; !(lines = NewLines_Body()).empty();)
             take(lines);
-        NewLine_Body();
+        NewText_Body();
     }
 }
