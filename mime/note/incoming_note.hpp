@@ -20,6 +20,22 @@
 // The reader refuses nothing: what can't be read is passed over, the walk goes on to the end of the
 // input, and a truncated message unwinds like a complete one.
 //
+// Text of header fields. Encoded words (RFC 2047) are decoded in Subject, Comments,
+// Content-Description, display names, file names, parameters, and fields without an operation of
+// their own; the rest comes as it stands, in whatever bytes. A word is decoded only if a factory of
+// SetNLS has a translator for its set, and is then in the local code page (NLS::PlatformCodePage).
+// So without a factory even `=?us-ascii?Q?x?=` stays as it is. What a MimeString says of its set is
+// always "US-ASCII", with code page 0: it tells nothing about the bytes.
+//
+// Text of bodies. Base64, quoted-printable and x-uuencode are always undone. A body of type text
+// whose set a factory knows comes in the local code page, any other body in its own bytes. Text
+// without a set is in US-ASCII; only a top message without a Content-Type has no set at all.
+//
+// Line ends of bodies. With no encoding they are those of the input; quoted-printable makes CR LF
+// of every line end; base64 and uuencode deliver what was encoded. The line end in front of a
+// delimiter is the delimiter's: the last line of a part has none. The raw and debug streams get the
+// bytes of the input, but for a CR LF more in front of each preamble.
+//
 // Each operation that a client may override says when it is called, how often, and what its
 // arguments mean. A `char const *` is NUL-terminated and good for the time of the call. A field's
 // name is given in the engine's own spelling ("cc" whatever the message wrote). Any operation may
@@ -59,6 +75,8 @@ public:
         Receive_Not_Finished = 2,
     };
 
+    // Implemented in mime/receive/incoming_note.cpp, like all defaults below.
+
     /// The stream stays the client's and outlives the note. An istream is read through its
     /// streambuf; its end sets eofbit.
     MimeINote(TiStreamLite & in);
@@ -66,16 +84,18 @@ public:
     MimeINote(iSimpleStream & in);
     MimeINote(MimeINote const &) = delete;
     MimeINote & operator=(MimeINote const &) = delete;
+    /// Gives up the cookie of SetCookie, if no run has taken it over, and the factories.
     virtual ~MimeINote();
 
     /// Reads one message, from where the stream stands to its end, and calls the operations below.
-    /// May be called again: each call is a run of its own.
+    /// May be called again: each call is a run of its own, without a cookie unless SetCookie has
+    /// been called since. (mime/receive/receiver.hpp has the run.)
     ReceiveResult Receive();
 
     /// The directory of the store of fragments (RFC 2046 5.2.2), a plain prefix of file names: it
     /// ends in a path separator unless the store is in the current directory. Null, as at first,
-    /// means the current directory. Notes in all threads and processes of a user may share it.
-    /// Gives the note's own copy of the text.
+    /// means the current directory: a note without SetPartialDir stores fragments there. Notes in
+    /// all threads and processes of a user may share it. Returns the note's own copy of the text.
     ///
     /// A message comes home when its fragments 1 to total are there; the last total that any of
     /// them gave counts. A number or total below 0 counts as none, and a total below the fragment's
@@ -96,117 +116,185 @@ public:
     char const * SetPartialDir(char const * dir);
     /// A stream that gets a raw copy of what is read: header lines, and the body lines that no
     /// stream of BeginBody takes. When a fragment completes its set, the stream is set back to its
-    /// start, and the joined message is written over what was copied. Null for none. Gives the
-    /// argument.
+    /// start, and the joined message is written over what was copied. Null for no stream.
+    /// Returns the argument.
     std::ostream * SetDebugStream(std::ostream * debug);
-    /// The client's state for the level around the top message. The engine OWNS it and gives it up
-    /// at the end of the next Receive; set a new one before each. Gives the argument.
+    /// The client's state for the level around the top message, which finds it in its
+    /// `parent_item`. The note OWNS it from here on and calls Delete on it exactly once: at the end
+    /// of the next Receive, or before, when another cookie is set or the note goes. Called within a
+    /// run it sets the cookie of the next run; the cookie that the run has already stays with it.
+    /// Null for no cookie. Returns the argument.
     MimeClientCookie * SetCookie(MimeClientCookie * cookie);
     /// Adds a factory of translators to the chain, which is asked from its head: at the tail if
-    /// `append` isn't 0, else at the head. The note OWNS it. Null is ignored. Gives the argument.
+    /// `append` isn't 0, else at the head. The note OWNS it. Null is ignored. Returns the argument.
     NLS_Translator_Factory * SetNLS(NLS_Translator_Factory * factory, int append);
     /// Not 0: stop behind the top header. The stream then stands at the blank line behind it.
-    /// Gives the argument.
+    /// Returns the argument.
     int SetHeadersOnly(int flag);
     /// How many multiparts and message/rfc822 may be open, one within the other; 100 unless set,
     /// and not below 0. One that lies deeper is delivered as data, with all that is in it. The walk
-    /// takes about half a kilobyte of stack for each. Gives the argument.
+    /// takes about half a kilobyte of stack for each. Returns the argument.
     int SetNestingLimit(int limit);
 
 protected:
     friend struct MimeReceiver;
     friend class ParseHeaderField;
 
-    // Structure. The defaults do nothing.
+    // Structure. Called from mime/receive/receiver.cpp (the top message), part_walker.cpp (parts)
+    // and body_delivery.cpp (leaves). The defaults do nothing. What is known of the context at each
+    // call stands in mime/note/context.hpp.
 
-    /// First call for a message or part: its type is known, no field has been reported.
+    /// Called   first for each message and part. Its type is known, no field has been reported.
+    /// Value    the client may put a cookie into the context's item.
     virtual void BeginPart(MimeContext & context);
-    /// Last call for a message or part.
+
+    /// Called   last for each message and part.
     virtual void EndPart(MimeContext & context);
-    /// Right behind BeginPart.
+
+    /// Called   right behind BeginPart.
     virtual void BeginHeader(MimeContext & context);
-    /// Behind the last field of the header.
+
+    /// Called   behind the last field of the header.
     virtual void EndHeader(MimeContext & context);
-    /// A field named a file, as it stands in the message: Content-Type in `name`,
-    /// Content-Disposition in `filename`, Content-Description in angle brackets at its start. The
-    /// name is good until the next field of that kind; it may hold anything, path separators too.
+
+    /// Called   for each field that names a file, in front of the field's own operation.
+    /// Value    `field`: RFC1521::Content_Type for its parameter `name`,
+    ///          RFC1806::Content_Disposition for `filename`, RFC1521::Content_Description for text
+    ///          in angle brackets at its start. `name`: decoded, good until the next field of that
+    ///          kind; it may hold anything, path separators too.
     virtual void SetFileName(char const * field, char const * name);
-    /// Before a body is read. `*data` and `*raw` are null; the client may set either to a stream of
-    /// its own. `*data` gets the body decoded and translated, and has to live until EndBody is
-    /// called. `*raw` gets the lines as they stand, in place of the debug stream, from the blank
-    /// line in front of the body on: all of them if `*data` is left null, else only that blank
-    /// line. It has to live until EndBody has returned and it has been flushed.
-    ///
-    /// For a multipart and for message/rfc822 `data` itself is null, and `*raw` gets the raw text
-    /// of all that is enclosed, but not the bodies whose data the client takes. For a multipart the
-    /// call comes behind the first delimiter, so that nobody gets the preamble but the debug
-    /// stream. A multipart or message that lies too deep to be opened is data like any leaf.
+
+    /// Called   in front of each body that is read: not with SetHeadersOnly. For a multipart it
+    ///          comes behind the first delimiter, so that nobody gets the preamble but the debug
+    ///          stream.
+    /// Value    `data` leads to a pointer that is null, for a stream that is to get the body
+    /// decoded
+    ///          and translated; the stream has to live until EndBody is called. `raw` likewise, for
+    ///          a stream that is to get the lines as they stand, in place of the debug stream, from
+    ///          the blank line in front of the body on; it has to live until EndBody has returned
+    ///          and it has been flushed. Both stay the client's. They are written to in portions of
+    ///          any size, a long line in several, and their state is never looked at.
+    /// Null     `data` itself is null for a multipart and for message/rfc822, whose `*raw` gets the
+    ///          raw text of all that is enclosed, but not the bodies whose data the client takes.
+    ///          (A multipart or message that lies too deep to be opened is data like any leaf.)
+    ///          `*data` left null: `*raw` or the debug stream gets all lines, else only the blank
+    ///          line.
+    ///          `*raw` left null: the debug stream stays.
     virtual void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw);
-    /// Behind the body. The stream from `*data` has got everything; the engine never flushes it.
-    /// The one from `*raw` is flushed right after this call.
+
+    /// Called   behind each body that BeginBody has begun. The stream from `*data` has got
+    ///          everything; the engine never flushes it. The stream from `*raw` is flushed right
+    ///          after this call.
     virtual void EndBody(MimeContext & context);
 
-    // Fields, each reported as often as it occurs, in the order of the header. The defaults call
-    // SetProperty with the field's name and the text.
+    // Fields, each reported as often as it occurs, in the order of the header. Reported from
+    // mime/header/. The default of each is SetProperty with the field's name and the text, if
+    // nothing else is said.
 
-    /// Once for each mailbox of From, Sender, Reply-To and their Resent- and X- forms, then once
-    /// with three nulls. `body` is the field's start, edited, and ends with this mailbox. `phrase`
-    /// is the display name, decoded, or null; `address` is null where none could be read.
+    /// Called   once for each mailbox of From, Sender, Reply-To and their Resent- and X- forms,
+    /// then
+    ///          once more at the end of the field.
+    /// Value    `body`: the field's start, edited, which ends with this mailbox. `phrase`: the
+    ///          display name, decoded.
+    /// Null     `phrase`: there is no name. `address`: no address could be read. All three: the
+    /// end.
     virtual void Set_From(char const * field, char const * body, char const * phrase,
                           char const * address);
-    /// The same for To, cc, bcc and their forms. The mailboxes of a group come one by one.
+
+    /// Called   as Set_From, for To, cc, bcc and their forms. The mailboxes of a group come one by
+    ///          one.
     virtual void Set_To(char const * field, char const * body, char const * phrase,
                         char const * address);
-    /// Date, Resent-Date; `utc` is in Universal Time, and the present if `body` is no date.
+
+    /// Called   for Date and Resent-Date.
+    /// Value    `utc`: in Universal Time, and the present if `body` is no date.
     virtual void Set_Date(char const * field, char const * body, tm const & utc);
-    /// Message-Id, Resent-Message-Id, without the angle brackets.
+
+    /// Called   for Message-Id and Resent-Message-Id.
+    /// Value    without the angle brackets.
     virtual void Set_Message_Id(char const * field, char const * id);
+
+    /// Called   for the field of that name.
+    /// Value    the field as it stands, not decoded.
     virtual void Set_Return_Path(char const * text);
     virtual void Set_Received(char const * text);
     virtual void Set_In_Reply_To(char const * text);
     virtual void Set_References(char const * text);
     virtual void Set_Keywords(char const * text);
     virtual void Set_Encrypted(char const * text);
-    /// Decoded. The string's text is good for the time of the call. The default calls the operation
-    /// below with a C string of it.
+
+    /// Called   for the field of that name.
+    /// Value    decoded; the string's text is good for the time of the call.
+    /// Default  calls the form with a C string.
     virtual void Set_Subject(MimeString text);
-    virtual void Set_Subject(char const * text);
-    /// As for Set_Subject.
     virtual void Set_Comments(MimeString text);
+
+    /// Called   by the default of the form above.
+    virtual void Set_Subject(char const * text);
     virtual void Set_Comments(char const * text);
-    /// The first word; not called without one. The same for the two behind it.
+
+    /// Called   for the field of that name, if it has a word.
+    /// Value    its first word.
     virtual void Set_Importance(char const * word);
     virtual void Set_Priority(char const * word);
     virtual void Set_Sensitivity(char const * word);
+
+    /// Called   for MIME-Version.
+    /// Value    the field as it stands.
     virtual void Set_MIME_Version(char const * text);
-    /// Without the angle brackets.
+
+    /// Called   for Content-Id.
+    /// Value    without the angle brackets.
     virtual void Set_Content_Id(char const * id);
-    /// `type` and `subtype` are interned (compare the pointers with the members of RFC1521). Called
-    /// with an empty body, as the last field, for a header without Content-Type. `subtype` is null
-    /// for a type that has no default.
+
+    /// Called   for Content-Type; and as the last field for a header without it, with an empty
+    /// body. Value    `type`, `subtype`: interned (compare the pointers with the members of
+    /// RFC1521). Null     `subtype`, for a type that has no default.
     virtual void Set_Content_Type(char const * body, char const * type, char const * subtype);
-    /// Decoded.
+
+    /// Called   for Content-Description.
+    /// Value    decoded.
     virtual void Set_Content_Description(char const * text);
-    /// A word that SymbolTable::Init loads, or "7bit" for any other.
+
+    /// Called   for Content-Transfer-Encoding.
+    /// Value    a word that SymbolTable::Init loads, or "7bit" for any other.
     virtual void Set_Content_Transfer_Encoding(char const * encoding);
-    /// `disposition` is a word that SymbolTable::Init loads; any other word counts as an attachment
-    /// if there is a file name, else as inline. `filename` is null if there is no file name.
+
+    /// Called   for Content-Disposition.
+    /// Value    `disposition`: a word that SymbolTable::Init loads; any other word counts as an
+    ///          attachment if there is a file name, else as inline.
+    /// Null     `filename`: there is no file name.
     virtual void Set_Content_Disposition(char const * body, char const * disposition,
                                          char const * filename);
-    /// The URL of a message/external-body with access-type anon-ftp (RFC 2046 5.2.3), right behind
-    /// BeginHeader.
+
+    /// Called   right behind BeginHeader for a message/external-body with access-type anon-ftp
+    ///          (RFC 2046 5.2.3).
+    /// Default  SetProperty with "X-URL".
     virtual void Set_URL(char const * url);
-    /// Once for the address, or for each one of a group, then once with three nulls.
+
+    /// Called   once for the address of Disposition-notification-to, or for each address of a
+    /// group,
+    ///          then once more at the end of the field.
+    /// Null     as for Set_From.
     virtual void Set_Disposition_notification_to(char const * body, char const * phrase,
                                                  char const * address);
-    /// A parameter of Content-Type that the engine uses: charset, boundary, those of
-    /// message/partial, and all of message/external-body. Unquoted and decoded. Default: nothing.
+
+    /// Called   for each parameter of Content-Type that the engine uses: charset, boundary, those
+    /// of
+    ///          message/partial, and all of message/external-body.
+    /// Value    unquoted and decoded.
+    /// Default  nothing.
     virtual void SetParameter(char const * field, char const * attribute, char const * value);
-    /// Every field without an operation of its own, with the name as the message spelled it and the
-    /// value decoded; every default above; and the address fields, Content-Type and
-    /// Content-Disposition with the whole field as it arrived, before anything else of them. A
-    /// client that overrides only this one sees all fields, those of addresses several times.
-    /// `name` is null for a line that begins with a colon. Default: nothing.
+
+    /// Called   for every field without an operation of its own; by every default above; and for
+    ///          the address fields, Content-Type and Content-Disposition before anything else of
+    ///          them. A client that overrides only this operation sees all fields, those of
+    ///          addresses several times.
+    /// Value    `name`: for a field without an operation as the message spelled it. `value`:
+    ///          decoded; of the address fields, Content-Type and Content-Disposition the whole
+    ///          field as it arrived.
+    /// Null     `name`, for a line that begins with a colon.
+    /// Default  nothing.
     virtual void SetProperty(char const * name, MimeString const & value);
 
 private:
