@@ -64,7 +64,7 @@ constexpr std::array<ZoneName, 36> zones{{
     {"U", 8},    {"V", 9},    {"W", 10},   {"X", 11},   {"Y", 12},   {"Z", 0},
 }};
 
-/// Names agree in their first three characters; a shorter one agrees with itself alone.
+/// Names agree in their first three characters; a shorter name agrees with itself alone.
 bool agrees(std::string_view text, std::string_view name) {
     return ascii::equal(text.substr(0, 3), name);
 }

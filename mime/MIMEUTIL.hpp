@@ -44,8 +44,8 @@ public:
     /// divided by "/", "-" or "." with the month or the day in front. What follows the date is
     /// passed over. A year of two digits is taken in the present century; a date without a zone in
     /// that of the machine, in its summer time if the zone has one. The names of unknown zones
-    /// count as Universal Time. A null text, or one in none of the forms, gives Current(), and the
-    /// latter is traced.
+    /// count as Universal Time. A null text, or a text in none of the forms, is read as Current();
+    /// the latter is traced.
     MimeDateTime & ParseRFC822(char const * text);
 
     /// Reads what mail writes as a date today, and sets `result` to it, `zone` to the zone of the

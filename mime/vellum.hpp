@@ -6,6 +6,7 @@
 #include "mime/MIMEUTIL.hpp"
 #include "mime/codec/base64.hpp"
 #include "mime/codec/conversion.hpp"
+#include "mime/codec/decoding_rules.hpp"
 #include "mime/codec/quoted_printable.hpp"
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/codec/uuencode.hpp"

@@ -52,6 +52,17 @@ void expect_one_outcome(std::string_view input, Codec const & codec) {
     expect_outcome(input, outcome_of(codec, input), codec);
 }
 
+/// A decoder with these rules.
+template <typename Codec>
+Codec with(std::initializer_list<bool DecodingRules::*> names) {
+    DecodingRules rules;
+    for (bool DecodingRules::*const name : names)
+        rules.*name = true;
+    Codec codec;
+    codec.SetRules(rules);
+    return codec;
+}
+
 template <typename Codec>
 std::string all_of(std::string_view input, Codec const & codec) {
     Outcome const outcome = outcome_of(codec, input);
@@ -63,12 +74,13 @@ struct Row {
     std::string output;
     int result;
     std::string tail;
+    std::string defects = {};
 };
 
 template <typename Codec>
 void expect_rows(std::vector<Row> const & rows, Codec const & codec) {
-    for (auto const & [input, output, result, tail] : rows)
-        expect_outcome(input, {output, result, tail}, codec);
+    for (auto const & [input, output, result, tail, defects] : rows)
+        expect_outcome(input, {output, result, tail, defects}, codec);
 }
 
 /// Calls `visit` with each text of up to `most` pieces.
@@ -83,12 +95,13 @@ void for_each_text(std::vector<std::string> const & pieces, int most, Visit visi
 
 /// Every short text of these pieces gives one output, whole, byte by byte and in two.
 template <typename Codec>
-void expect_same_in_any_cut(std::vector<std::string> const & pieces, int most) {
-    for_each_text(pieces, most, [](std::string const & text) {
-        Outcome const expected = outcome_of(Codec(), text);
+void expect_same_in_any_cut(std::vector<std::string> const & pieces, int most,
+                            Codec const & codec = Codec()) {
+    for_each_text(pieces, most, [&](std::string const & text) {
+        Outcome const expected = outcome_of(codec, text);
         for (Chunking const & chunking : chunkings(text.size())) {
             ChunkedSimpleStream chunked(text, chunking);
-            ASSERT_EQ(outcome_of(Codec(), chunked, 1), expected)
+            ASSERT_EQ(outcome_of(codec, chunked, 1), expected)
                 << testing::PrintToString(text) << " in " << chunking.name();
         }
     });
@@ -125,18 +138,23 @@ TEST(Base64, Encodes) {
 
 TEST(Base64, Decodes) {
     expect_rows({{"", "", 0, ""},
-                 {"YWJj", "abc", 0, ""},
                  {"YW Jj\r\n", "abc", 0, ""},
-                 {"Y\x80W\xFFJ\x7F-_j", "abc", 0, ""},
+                 {"Y\x80W\xFFJ\x7F-_j", "abc", 0, "", "character"},
                  {"YWJjYWJj\nYWJj\n", "abcabcabc", 0, ""},
-                 {"+/+/", "\xFB\xFF\xBF", 0, ""},
-                 {"YWI", "", 1, "ab"},
-                 {"YQ", "", 1, "a"},
-                 {"Y", "", 1, ""},
+                 {"> +/+/", "\xFB\xFF\xBF", 0, "", "character"},
+                 {"YWI", "", 1, "ab", "group"},
+                 {"YQ=", "", 1, "a", "group"},
+                 {"Y", "", 1, "", "group"},
+                 {"Y=", "", 0, "", "group"},
                  {"YWI=", "ab", 0, ""},
                  {"YQ==", "a", 0, ""},
                  {repeated(repeated("YWJj", 19) + "\r\n", 3), repeated("abc", 57), 0, ""}},
                 Decoding64());
+    expect_rows({{"YQ==YWJj\r\n YWI=  \nYQ==\n", "aaba", 0, "", "padding"},
+                 {"YQ==\n=\nYW=I=\n\n!\n", "aa", 0, "", "character padding"},
+                 {"YQ==\n" + repeated("YWJj", 40), "a" + repeated("abc", 40), 0, "", "padding"},
+                 {"YQ==\r\nYW", "a", 1, "a", "group padding"}},
+                with<Decoding64>({&DecodingRules::padding_ends_line_only}));
 }
 
 TEST(Base64, PaddingEndsADecodeAndLeavesTheRest) {
@@ -152,7 +170,9 @@ TEST(Base64, PaddingEndsADecodeAndLeavesTheRest) {
         for (Chunking const & chunking : chunkings(row.input.size())) {
             SCOPED_TRACE(std::string(row.input) + " in " + chunking.name());
             ChunkedSimpleStream in(row.input, chunking);
-            EXPECT_EQ(outcome_of(Decoding64(), in, 1), (Outcome{std::string(row.output), 0, ""}));
+            Outcome const outcome = outcome_of(Decoding64(), in, 1);
+            EXPECT_EQ(outcome.output + outcome.tail, row.output);
+            EXPECT_EQ(outcome.result, 0);
             oSimpleStream rest;
             rest << in;
             EXPECT_EQ(std::string_view(rest.str(), rest.oBufCnt()), row.rest);
@@ -176,6 +196,8 @@ TEST(Base64, KeepsAllBytesInAnyCut) {
         expect_one_outcome(unpadded, Decoding64());
     }
     expect_same_in_any_cut<Decoding64>({"Q", "=", "\r\n", "-", "QUJD"}, 5);
+    expect_same_in_any_cut({"Q", "=", "\r\n", "-", "QUJD"}, 5,
+                           with<Decoding64>({&DecodingRules::padding_ends_line_only}));
 }
 
 // quoted-printable -----------------------------------------------------------------
@@ -227,17 +249,33 @@ TEST(QuotedPrintable, Decodes) {
     expect_rows({{"", "", 0, ""},
                  {"=41=e9=E9", "A\xE9\xE9", 0, ""},
                  {"a=\r\nb=\nc", "abc", 0, ""},
-                 {"a=\rb=\r=41", "abA", 0, ""},
+                 {"a=\rb=\r=41", "abA", 0, "", "escape"},
                  {"a\nb\r\nc\n", "a\r\nb\r\nc\r\n", 0, ""},
                  {"a\rb\r\r\n", "ab\r\n", 0, ""},
-                 {"=ZZ=Z4=4Z==4\n=4\rx", "\xFF\xF4\xFF\xF4\r\n\xFFx", 0, ""},
+                 {"=ZZ=Z4=4Z==4\n=4\rx", "\xFF\xF4\xFF\xF4\r\n\xFFx", 0, "", "escape"},
                  {"a=", "a", 1, ""},
                  {"a=\r", "a", 1, ""},
-                 {"a=4", "a", 1, ""},
+                 {"a=4", "a", 1, "", "escape"},
                  {"a\r", "a", 1, "\r"},
                  {text + "=3D\x01\x80\xFF" + text + "\n" + text,
                   text + "=\x01\x80\xFF" + text + "\r\n" + text, 0, ""}},
                 DecodingQP());
+    expect_rows({{"x=y==41=4=ZZ=\rx=4\r\n", "x=y=A=4=ZZ=x=4\r\n", 0, "", "escape"},
+                 {"a= \n=\t=\r\nb", "a= \r\n=\tb", 0, "", "escape"},
+                 {"a=", "a", 1, ""},
+                 {"a=4", "a", 1, "=4", "escape"},
+                 {text + "=G1" + text, text + "=G1" + text, 0, "", "escape"}},
+                with<DecodingQP>({&DecodingRules::keep_invalid_escapes}));
+    expect_rows(
+        {{"a= \nb=\t  \r\nc=\r\nd", "abcd", 0, ""},
+         {"a=  x= 4= ", "a\xFFx\xF4", 1, "", "escape"},
+         {"a=  ", "a", 1, ""},
+         {"=" + repeated(" ", 75) + "\nb", "b", 0, ""},
+         {"=" + repeated(" ", 76) + "\n", "\xFF" + repeated(" ", 74) + "\r\n", 0, "", "escape"}},
+        with<DecodingQP>({&DecodingRules::drop_blanks_behind_soft_break}));
+    expect_rows({{"a=  x= =\n= \t\n", "a=  x= ", 0, "", "escape"}},
+                with<DecodingQP>({&DecodingRules::keep_invalid_escapes,
+                                  &DecodingRules::drop_blanks_behind_soft_break}));
 }
 
 TEST(QuotedPrintable, KeepsAllBytesInAnyCut) {
@@ -248,6 +286,9 @@ TEST(QuotedPrintable, KeepsAllBytesInAnyCut) {
     });
     expect_same_in_any_cut<EncodingQP>(pieces, 4);
     expect_same_in_any_cut<DecodingQP>({"=", "4", "\r", "\n"}, 5);
+    expect_same_in_any_cut({"=", "4", " ", "\r", "\n"}, 5,
+                           with<DecodingQP>({&DecodingRules::keep_invalid_escapes,
+                                             &DecodingRules::drop_blanks_behind_soft_break}));
 
     std::mt19937 random(2);
     for (int i = 0; i < 10; ++i) {
@@ -272,24 +313,31 @@ TEST(Uuencode, Decodes) {
     expect_rows({{begin + "#86)C\n`\nend\n", "abc", 0, ""},
                  {begin + "#86)C\n \nend", "abc", 1, ""},
                  {begin + "#86)C\n`\n", "abc", 1, ""},
-                 {begin + "#86)C\n\n#86)C\n", "abc", 0, ""},
-                 {begin + "#86)C\r\n\r\n#86)C\r\n", "abc", 0, ""},
-                 {"text\nBEGIN 644 X\r\n#86)C\r\n", "abc", 1, ""},
-                 {"begin\n#86)C\nbeginning 644 x\n#86)C\nbegi\n", "", 1, ""},
-                 {begin + "!86)C\n\"86)C\n", "aab", 1, ""},
-                 {begin + "#86)C", "", 1, "abc"},
+                 {begin + "#86)C\n\nend \r\n\nend\n", "abc", 0, "", "outside"},
+                 {begin + "#86)C\r\n\r\n#86)C\r\n", "abc", 0, "", "outside"},
+                 {"text\nBEGIN 644 X\r\n#86)C\r\n", "abc", 1, "", "end outside"},
+                 {"begin\n#86)C\nbeginning 644 x\nbegi\n", "", 1, "", "begin outside"},
+                 {"", "", 1, "", "begin"},
+                 {begin + "!86)C\n\"86)C\n", "aab", 1, "", "end"},
+                 {begin + "#86)C", "", 1, "abc", "end"},
                  {begin + "#86)C\n`", "abc", 1, ""},
                  {begin + "#8\x80\x01\x7F"
                           "and more\n",
                   {"\x60\0\x1F", 3},
                   1,
-                  ""},
+                  "",
+                  "end"},
                  {begin + "M" + repeated("86)C", 5) + "\n",
-                  repeated("abc", 5) + std::string(30, '\0'), 1, ""},
-                 {begin + line_of_45 + repeated("junk ", 30) + "\n" + line_of_45 + "\n",
+                  repeated("abc", 5) + std::string(30, '\0'), 1, "", "end"},
+                 {begin + line_of_45 + repeated("junk ", 30) + "\n" + line_of_45 + "\n`\n",
                   repeated("abc", 30), 1, ""},
-                 {begin + "_" + repeated("86)C", 21) + "\n", repeated("abc", 21), 1, ""}},
+                 {begin + "_" + repeated("86)C", 21) + "\n\n", repeated("abc", 21), 1, ""},
+                 {begin + "end\n", {"8@\0\0\0", 5}, 1, "", "end"}},
                 DecodingUU());
+    expect_rows({{begin + "#86)C\nend\n", "abc", 1, ""},
+                 {begin + "#86)C\nend \r\nx\n", "abc", 0, "", "outside"},
+                 {begin + "#86)C\nend", "abc", 1, ""}},
+                with<DecodingUU>({&DecodingRules::end_word_ends_data}));
 }
 
 // framework ------------------------------------------------------------------------
@@ -349,6 +397,26 @@ TEST(TransferCodec, ItsEndIsTheFlush) {
     dropped->output = nullptr;
     dropped->Delete();
     EXPECT_EQ(out.text(), "a=\r\nYQ==");
+}
+
+TEST(TransferCodec, ARuleDecidesWhatFinishDoesWithAnOpenEnd) {
+    for (bool const delivers : {false, true}) {
+        DecodingRules rules;
+        rules.deliver_unfinished_end = delivers;
+        MIME_TransferDecoding_Engine decoder(
+            MIME_TransferDecoding::Create(SymToken("Base64"), rules));
+        ExactCopy const text("YWJjYQ");
+        iSimpleStream in(text.begin(), text.end());
+        LendingOutput out(10);
+        decoder->decode(&in, &out);
+        EXPECT_FALSE(decoder->Defects().any());
+        decoder->Finish();
+        EXPECT_EQ(defects_of(*decoder), "group");
+        decoder.close();
+        EXPECT_EQ(out.text(), delivers ? "abca" : "abc");
+    }
+    EXPECT_EQ(vellum::encoding_of_alias("UUEncode"), X::uuencode);
+    EXPECT_EQ(vellum::encoding_of_alias("base64"), nullptr);
 }
 
 TEST(TransferCodec, ACopyHoldsTheOpenGroup) {

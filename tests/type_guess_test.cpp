@@ -5,9 +5,10 @@
 #include "mime/util/type_tokens.hpp"
 
 #include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
-#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -22,71 +23,51 @@ std::string guess(char const * file_name, std::istream * data) {
 }
 
 TEST(MimeType, comes_from_the_file_name) {
-    struct {
-        char const * name;
-        char const * expected;
-    } const rows[] = {
+    std::pair<char const *, char const *> const rows[] = {
         {"report.DOC", "application/octet-stream 0"},
         {"a.tar.gz", "application/x-gzip 0"},
         {".txt", "text/plain 0"},
-        {"notes.text", "text/plain 0"},
         {"photo.JPE", "image/JPEG 0"},
         {"archive.z", "application/x-compress 0"},
-        {"main.c", "application/x-cpp 0"},
-        {"book.tex", "application/x-tex 0"},
         {"picture.ras", "image/x-cmu-raster 0"},
         {"readme.xyz", "application/octet-stream 1"},
-        {"README", "application/octet-stream 1"},
         {"txt", "application/octet-stream 1"},
         {"name.", "application/octet-stream 1"},
         {"dir.txt/file", "application/octet-stream 1"},
-        {"", "application/octet-stream 1"},
         {nullptr, "application/octet-stream 1"},
     };
-    for (auto const & row : rows) {
-        EXPECT_EQ(guess(row.name, nullptr), row.expected) << (row.name != nullptr ? row.name : "");
-    }
+    for (auto const & [name, expected] : rows)
+        EXPECT_EQ(guess(name, nullptr), expected) << expected;
     std::istringstream unread("GIF89a");
     EXPECT_EQ(guess("a.html", &unread), "text/html 0");
     EXPECT_EQ(unread.tellg(), 0);
 }
 
 TEST(MimeType, comes_from_the_first_bytes) {
-    struct {
-        std::string data;
-        char const * expected;
-    } const rows[] = {
+    std::pair<std::string, char const *> const rows[] = {
         {"%!PS-Adobe", "application/PostScript 0"},
         {"\xCA\xFE\xBA\xBE", "application/octet-stream 0"},
         {"\xCA\xFE\xBA\xBF", "application/octet-stream 1"},
         {"GIF89a\1", "image/GIF 0"},
         {"gif89a", "preset/preset 0"},
-        {"GIF", "preset/preset 0"},
         {"{\\rtf1}", "application/rtf 0"},
-        {"<html>", "text/html 0"},
         {"<HtMl", "text/html 0"},
         {"<htm", "preset/preset 0"},
         {"\xFF\xD8\xFF\xE0\0\x10JFIF"s, "image/JPEG 0"},
         {"\xFF\xD8\xFF\xE1\0\x10JFIF"s, "application/octet-stream 1"},
         {"\xFF\xD8\xFF\xE0\0\x10JFI"s, "application/octet-stream 1"},
-        {"\xFF\xD8\xFF\xE0", "application/octet-stream 1"},
         {"hello\r\n", "preset/preset 0"},
         {"\t ~\x7F", "preset/preset 0"},
-        {"caf\xE9", "application/octet-stream 1"},
         {"a\x0C", "application/octet-stream 1"},
-        {"\0"s, "application/octet-stream 1"},
         {"", "application/octet-stream 1"},
         {std::string(1023, 'a') + '\1', "application/octet-stream 1"},
         {std::string(1024, 'a') + '\1', "preset/preset 0"},
     };
-    for (auto const & row : rows) {
-        for (char const * const name : {static_cast<char const *>(nullptr), "readme.xyz"}) {
-            std::istringstream stream("head" + row.data);
-            stream.ignore(4);
-            EXPECT_EQ(guess(name, &stream), row.expected) << row.data;
-            EXPECT_TRUE(stream.good()) << row.data;
-            EXPECT_EQ(stream.tellg(), 4) << row.data;
-        }
+    for (auto const & [data, expected] : rows) {
+        std::istringstream stream("head" + data);
+        stream.ignore(4);
+        EXPECT_EQ(guess("readme.xyz", &stream), expected) << data;
+        EXPECT_TRUE(stream.good() && stream.tellg() == 4) << data;
     }
 }
 
@@ -117,11 +98,8 @@ TEST(FileExtension, comes_from_the_type) {
         int result;
     } const rows[] = {
         {"text", "plain", "txt", "txt", 0},
-        {"text", "html", "html", "htm", 0},
         {"image", "tiff", "tiff", "tif", 0},
-        {"IMAGE", "jpeg", "jpg", "jpg", 0},
         {"application", "octet-stream", "bin", "bin", 0},
-        {"application", "X-CPIO", "cpio", "cpi", 0},
         {"application", "x-texinfo", "texi", "txi", 0},
         {"message", "rfc822", "txt", "txt", 0},
         {"text", "x-unheard", "txt", "txt", 0},
@@ -129,7 +107,6 @@ TEST(FileExtension, comes_from_the_type) {
         {"application", "x-unheard", "bin", "bin", 1},
         {"text", nullptr, "txt", "txt", 0},
         {nullptr, "plain", "bin", "bin", 1},
-        {"", "", "bin", "bin", 1},
     };
     for (auto const & row : rows) {
         char const * extension = nullptr;
@@ -143,13 +120,10 @@ TEST(FileExtension, comes_from_the_type) {
 TEST(MimeType, and_subtype_are_the_tokens_themselves) {
     char const * type = nullptr;
     char const * subtype = nullptr;
-    MimeUtil::GuessMimeType("a.ps", nullptr, type, subtype);
-    EXPECT_EQ(type, RFC1521::application);
-    EXPECT_EQ(subtype, RFC1521::PostScript);
     MimeUtil::GuessMimeType("a.bmp", nullptr, type, subtype);
+    EXPECT_EQ(type, RFC1521::image);
     EXPECT_EQ(subtype, X_SubType::x_MS_bmp);
     EXPECT_STREQ(IANASubType::_32kadpcm, "32kadpcm");
-    EXPECT_STREQ(IANASubType::wordperfect5_1, "wordperfect5.1");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "mime/codec/base64.hpp"
 
 #include "mime/codec/input_span.hpp"
+#include "mime/foundation/ascii.hpp"
 #include "mime/foundation/simple_output.hpp"
 
 #include <algorithm>
@@ -34,7 +35,7 @@ constexpr auto character_pairs = [] {
     return pairs;
 }();
 
-/// One whole group: three bytes at `from` give four characters at `to`.
+/// One whole group: three bytes at `from` make four characters at `to`.
 inline void encode_group(unsigned char const * from, unsigned char * to) {
     unsigned int const bits = static_cast<unsigned int>(from[0] << 16 | from[1] << 8 | from[2]);
     std::memcpy(to, character_pairs[bits >> 12].data(), 2);
@@ -45,6 +46,10 @@ inline void encode_group(unsigned char const * from, unsigned char * to) {
 
 constexpr unsigned char pad = 0x80;
 constexpr unsigned char outside = 0xFF;
+
+/// The decoder's state behind the padding of a line, until the line ends. The others are the number
+/// of values in the open group.
+constexpr int line_is_over = 4;
 
 constexpr auto index_of_ascii = [] {
     std::array<unsigned char, 128> index{};
@@ -69,7 +74,7 @@ constexpr std::uint32_t in_memory(unsigned int byte, int place) {
 /// In the fourth byte of such a word: a character of the group has no value.
 constexpr std::uint32_t no_group = in_memory(0xFF, 3);
 
-/// For each place in a group, what a character there gives to its three bytes: four entries,
+/// For each place in a group, what a character there adds to its three bytes: four entries,
 /// joined, are a decoded group.
 constexpr auto contributions = [] {
     std::array<std::array<std::uint32_t, 256>, 4> tables{};
@@ -153,7 +158,7 @@ constexpr HalfTables half_tables;
 static_assert(half_tables.are_right());
 
 /// The place of each decoded byte in its half of a vector, where every group has a word of four
-/// bytes with its three in reverse; 0x80 for none.
+/// bytes with its three in reverse; 0x80 for no byte.
 constexpr HalfTables::Table group_bytes = {
     2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80, //
     2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80};
@@ -266,7 +271,7 @@ void Encoding64::take(unsigned char byte) {
     endFullLine();
 }
 
-/// All whole groups of the input that the output's buffer has room for. Gives where it stopped.
+/// All whole groups of the input that the output's buffer has room for. Returns where it stopped.
 unsigned char const * Encoding64::encodeGroups(unsigned char const * next,
                                                unsigned char const * last) {
     for (;;) {
@@ -309,26 +314,43 @@ int Decoding64::decode(iSimpleStream * in, oSimpleStream * out) {
             return decodeGroups(next, last);
         },
         [this](unsigned char c) { return take(c); });
-    return state == 0 ? 0 : 1;
+    return state == 0 || state == line_is_over ? 0 : 1;
+}
+
+void Decoding64::noteEnd() {
+    if (state != 0 && state != line_is_over) defects.unfinished_group = true;
 }
 
 void Decoding64::writeTail() {
+    noteEnd();
     int const open = std::exchange(state, 0);
-    if (open > 1) writeGroup(open);
+    if (open == 2 || open == 3) writeGroup(open);
 }
 
-/// The state machine: one more character of the open group. False: padding has ended the data.
+/// The state machine: one more character. False: padding has ended the data.
 bool Decoding64::take(unsigned char c) {
     unsigned char const value = char64(c);
-    if (value == outside) return true;
-    if (value == pad && state < 2) {
-        state = 0;
-        return false;
+    if (value == outside) {
+        if (state == line_is_over && c == '\n') state = 0;
+        if (!vellum::ascii::is_blank(static_cast<char>(c)) && c != '\r' && c != '\n')
+            defects.bad_character = true;
+        return true;
     }
+    if (value != pad && has_padding_) defects.data_behind_padding = true;
+    if (state == line_is_over) return true;
+    if (value == pad && state < 2) return endAtPadding(state == 0);
     group_[static_cast<std::size_t>(state++)] = value;
     if (state < 4) return true;
     state = 0;
-    return writeGroup(4);
+    return writeGroup(4) || endAtPadding(true);
+}
+
+/// Whether the rest of the input is still read.
+bool Decoding64::endAtPadding(bool is_finished) {
+    has_padding_ = true;
+    if (!is_finished) defects.unfinished_group = true;
+    state = rules.padding_ends_line_only ? line_is_over : 0;
+    return rules.padding_ends_line_only;
 }
 
 /// The whole bytes of a group of which the first `values` are there. False: it ends in padding.
@@ -344,14 +366,14 @@ bool Decoding64::writeGroup(int values) {
 void Decoding64::AlmostPutC(int byte) { output->put(static_cast<unsigned char>(byte)); }
 
 /// Whole groups and the line ends between them, while the output's buffer has room for a word.
-/// Gives where it stopped: at anything else, which is left to `take`.
+/// Returns where it stopped: at anything else, which is left to `take`.
 unsigned char const * Decoding64::decodeGroups(unsigned char const * next,
                                                unsigned char const * last) {
     unsigned char * const first_to = output->oPutPtr(0);
     unsigned char const * const end_to = first_to + output->oBufAvl();
     Progress at{next, first_to};
     if (can_decode_blocks()) at = decode_blocks(next, last, first_to, end_to);
-    // Each group stores a word of four bytes, of which the next group overwrites one.
+    // Each group stores a word of four bytes, of which the next group overwrites the last byte.
     while (last - at.next >= 4 && end_to - at.to >= 4) {
         std::uint32_t const word = decode_group(at.next);
         if ((word & no_group) == 0) {
@@ -364,6 +386,8 @@ unsigned char const * Decoding64::decodeGroups(unsigned char const * next,
             at.next += line_end;
         }
     }
+    at.next += vellum::line_end_length(at.next, last); // of a line that was fed alone
+    if (has_padding_ && at.to != first_to) defects.data_behind_padding = true;
     output->oPutPtr(static_cast<long>(at.to - first_to));
     return at.next;
 }

@@ -9,7 +9,7 @@
 /// Encodes bytes as base64. CR and LF are data like all others: there is no text mode.
 ///
 /// With `breakLines` a line has 76 characters, which are 57 bytes of input, and ends in CR LF; the
-/// last line ends so too, and no empty line follows a full one. Without it the output is a single
+/// last line ends so too, and no empty line follows a full line. Without it the output is a single
 /// line of any length with no line end, as an encoded word needs it. The tail is an open group,
 /// closed with "=", and the end of the last line.
 class VELLUM_EXPORT Encoding64 : public MIME_TransferEncoding {
@@ -41,8 +41,8 @@ private:
 
 /// Decodes base64. Characters outside the alphabet are passed over wherever they stand, line ends
 /// among them. "=" in the first or second place of a group, or a group that ends in it, ends the
-/// data: `decode` gives 0 and leaves the rest of the input unread. The tail is what whole bytes an
-/// open group holds.
+/// data: `decode` returns 0 and leaves the rest of the input unread, but by the rule
+/// `padding_ends_line_only`. The tail is what whole bytes an open group holds.
 class VELLUM_EXPORT Decoding64 : public MIME_TransferDecoding {
 public:
     /// The value of each ASCII character: 0 to 63, 0x80 for "=", 0xFF outside the alphabet.
@@ -58,12 +58,15 @@ public:
 
 protected:
     void writeTail() override;
+    void noteEnd() override;
 
 private:
     bool take(unsigned char c);
+    bool endAtPadding(bool is_finished);
     bool writeGroup(int values);
     void AlmostPutC(int byte);
     unsigned char const * decodeGroups(unsigned char const * next, unsigned char const * last);
 
+    bool has_padding_ = false;             // some group has ended in "="
     std::array<unsigned char, 4> group_{}; // the values of the open group; state tells how many
 };

@@ -11,7 +11,7 @@ class NLS_Translator;
 /// `translator` may be null, for a step that is left out; the streams may not. With both, the
 /// decoded body passes through memory as a whole.
 ///
-/// Gives the translator's result if there is one (0 for success), else the decoder's, else 0.
+/// Returns the translator's result if there is one (0 for success), else the decoder's, else 0.
 ///
 /// The codec stays the caller's, and its tail comes when the caller deletes it; `out` has to live
 /// until then. Only with both steps there is nowhere that the tail could go: `decoder->output` is
@@ -20,8 +20,8 @@ VELLUM_EXPORT int Internet_to_Local(MIME_TransferDecoding * decoder, NLS_Transla
                                     iSimpleStream * in, oSimpleStream * out);
 
 /// Translates `in` from the local code page and then encodes it, into `out`. As above; but with
-/// both steps the encoder does not run if the translator gives neither 0 nor 11 (its output can be
-/// used), and that is then the result; otherwise the encoder's is. The encoder's tail goes to `out`
-/// in any case.
+/// both steps the encoder does not run if the translator returns neither 0 nor 11 (its output can
+/// be used), and that is then the result; otherwise the encoder's is. The encoder's tail goes to
+/// `out` in any case.
 VELLUM_EXPORT int Local_to_Internet(MIME_TransferEncoding * encoder, NLS_Translator * translator,
                                     iSimpleStream * in, oSimpleStream * out);

@@ -11,9 +11,9 @@ namespace vellum {
 /// Feeds all of `in` to a codec, one buffer after the other.
 ///
 /// `run(next, last)` is called between groups, when `state` is 0: it takes what it can handle at
-/// once and gives where it stopped. `take(byte)` is the codec's state machine and gets every other
-/// byte; when it gives false, the rest of the input stays unread. `take` alone would do: so `run`
-/// may leave to it whatever it likes, and the input may be cut anywhere.
+/// once and returns where it stopped. `take(byte)` is the codec's state machine and gets every
+/// other byte; when it returns false, the rest of the input stays unread. `take` alone would do: so
+/// `run` may leave to it whatever it likes, and the input may be cut anywhere.
 template <typename Run, typename Take>
 void feed(iSimpleStream & in, int const & state, Run run, Take take) {
     // So that a count of bytes fits the type of iGetPtr and oPutPtr, encoded too, on any platform.

@@ -2,8 +2,11 @@
 // way
 //
 // Grammar:    RFC 2045 6.7.
-// Tolerance:  "=" and any two characters are an escape, a digit that isn't one counting as 0xFF;
-//             LF alone ends a line, also behind the "=" of a soft break; lines may have any length.
+// Tolerance:  "=" and any two characters are an escape, a character that is no digit counting as
+// 0xFF,
+//             unless the rules keep them; see DecodingRules.
+//             //             LF alone ends a line, also behind the "=" of a soft break; lines may
+//             have any length.
 // Not here:   white space before a line end is no padding to be taken off: senders that don't
 //             encode it at all mean it, and a text of signatures ("-- ") needs it.
 #include "mime/codec/quoted_printable.hpp"
@@ -64,7 +67,7 @@ inline std::size_t bytes_before_mark(std::uint64_t marks) {
     return static_cast<std::size_t>(bits) / 8;
 }
 
-/// Copies up to `size` bytes, as far as the first one that `Stops` marks; gives how many. Beyond
+/// Copies up to `size` bytes, as far as the first one that `Stops` marks; returns how many. Beyond
 /// them, what stands in the `size` bytes at `to` is undefined.
 template <std::uint64_t Stops(std::uint64_t)>
 inline std::size_t copy_run(unsigned char const * from, std::size_t size, unsigned char * to) {
@@ -92,7 +95,7 @@ inline std::uint32_t equal_bytes(__m128i const (&block)[2], char c) {
     return static_cast<std::uint32_t>(low) | static_cast<std::uint32_t>(high) << 16;
 }
 
-/// Copies a block, and marks "=" and each CR and LF that isn't one of a pair within the block.
+/// Copies a block, and marks "=" and each CR and LF that isn't half of a pair within the block.
 inline std::uint32_t copy_block(unsigned char const * from, unsigned char * to) {
     __m128i block[2];
     std::memcpy(block, from, sizeof block);
@@ -212,7 +215,7 @@ void EncodingQP::takeBetweenCharacters(unsigned char byte) {
     }
 }
 
-/// Plain characters and escapes within a line, where neither a dot nor an "F" is special. Gives
+/// Plain characters and escapes within a line, where neither a dot nor an "F" is special. Returns
 /// where it stopped.
 unsigned char const * EncodingQP::encodeRun(unsigned char const * next,
                                             unsigned char const * last) {
@@ -280,7 +283,14 @@ void EncodingQP::advance(int n) {
 
 namespace {
 
-enum DecoderState { between, equals_read, equals_cr_read, digit_read, lone_cr_read };
+enum DecoderState {
+    between,
+    equals_read,
+    equals_cr_read,
+    digit_read,
+    lone_cr_read,
+    equals_blanks_read,
+};
 
 constexpr unsigned char no_digit = 0xFF;
 
@@ -303,6 +313,10 @@ constexpr unsigned char escaped_byte(unsigned char first_digit, unsigned char se
     return static_cast<unsigned char>(HexChar(first_digit) << 4 | HexChar(second_digit));
 }
 static_assert(escaped_byte('Z', '4') == 0xF4);
+
+constexpr bool is_escape(unsigned char first_digit, unsigned char second_digit) {
+    return (HexChar(first_digit) | HexChar(second_digit)) < 16;
+}
 
 } // namespace
 
@@ -331,28 +345,81 @@ int DecodingQP::decode(iSimpleStream * in, oSimpleStream * out) {
     return state == between ? 0 : 1;
 }
 
+void DecodingQP::noteEnd() {
+    if (state == digit_read) defects.bad_escape = true; // "=" alone may be a soft break's
+}
+
 void DecodingQP::writeTail() {
-    if (std::exchange(state, between) == lone_cr_read) output->put('\r');
+    noteEnd();
+    int const open = std::exchange(state, between);
+    if (open == lone_cr_read) output->put('\r');
+    if (open != digit_read || !rules.keep_invalid_escapes) return;
+    output->put('=');
+    output->put(first_digit_);
 }
 
 /// The state machine. A byte that doesn't continue what has been read counts by itself.
 void DecodingQP::take(unsigned char c) {
     switch (std::exchange(state, between)) {
     case equals_read:
-        if (c == '\r') {
-            state = equals_cr_read;
-        } else if (c != '\n') {
-            first_digit_ = c;
-            state = digit_read;
+        if (rules.drop_blanks_behind_soft_break && (c == ' ' || c == '\t')) {
+            blanks_[0] = c;
+            blank_count_ = 1;
+            state = equals_blanks_read;
+            return;
         }
-        return;
-    case digit_read: output->put(escaped_byte(first_digit_, c)); return;
+        return takeBehindEquals(c);
+    case digit_read: return takeSecondDigit(c);
+    case equals_blanks_read: return takeBehindBlanks(c);
     case equals_cr_read:
         if (c == '\n') return;
+        defects.bad_escape = true;
+        if (rules.keep_invalid_escapes) output->put('=');
         break;
     default: break; // behind a lone CR, LF makes a line end as it does by itself
     }
     takeBetweenCharacters(c);
+}
+
+void DecodingQP::takeBehindEquals(unsigned char c) {
+    if (c == '\n') return;
+    if (c == '\r') {
+        state = equals_cr_read;
+    } else if (rules.keep_invalid_escapes && HexChar(c) == no_digit) {
+        defects.bad_escape = true;
+        output->put('=');
+        takeBetweenCharacters(c);
+    } else {
+        first_digit_ = c;
+        state = digit_read;
+    }
+}
+
+void DecodingQP::takeSecondDigit(unsigned char c) {
+    if (!is_escape(first_digit_, c)) {
+        defects.bad_escape = true;
+        if (rules.keep_invalid_escapes) {
+            output->put('=');
+            output->put(first_digit_);
+            return takeBetweenCharacters(c);
+        }
+    }
+    output->put(escaped_byte(first_digit_, c));
+}
+
+/// Behind "=" and blanks: if no line end follows them, they are read again without the rule that
+/// let them wait.
+void DecodingQP::takeBehindBlanks(unsigned char c) {
+    if (c == '\r' || c == '\n') return takeBehindEquals(c);
+    if ((c == ' ' || c == '\t') && blank_count_ < blanks_.size()) {
+        blanks_[blank_count_++] = c;
+        state = equals_blanks_read;
+        return;
+    }
+    takeBehindEquals(blanks_[0]);
+    for (std::size_t i = 1; i < blank_count_; ++i)
+        take(blanks_[i]);
+    take(c);
 }
 
 void DecodingQP::takeBetweenCharacters(unsigned char c) {
@@ -364,8 +431,8 @@ void DecodingQP::takeBetweenCharacters(unsigned char c) {
     }
 }
 
-/// Plain text, line ends, escapes and soft breaks that lie whole in the input, while the output's
-/// buffer has room. Gives where it stopped: at anything else, which is left to `take`.
+/// Plain text, line ends, valid escapes and soft breaks that lie whole in the input, while the
+/// output's buffer has room. Returns where it stopped: at anything else, which is left to `take`.
 unsigned char const * DecodingQP::decodeRuns(unsigned char const * next,
                                              unsigned char const * last) {
     unsigned char * const first_to = output->oPutPtr(0);
@@ -377,8 +444,7 @@ unsigned char const * DecodingQP::decodeRuns(unsigned char const * next,
         next += copied;
         to += copied;
         // Escapes come in rows, one for each byte of a character.
-        while (last - next >= 3 && to != end_to && next[0] == '=' && next[1] != '\r' &&
-               next[1] != '\n') {
+        while (last - next >= 3 && to != end_to && next[0] == '=' && is_escape(next[1], next[2])) {
             *to++ = escaped_byte(next[1], next[2]);
             next += 3;
         }

@@ -6,6 +6,7 @@
 #include "mime/export.hpp"
 
 #include <array>
+#include <cstddef>
 
 /// Encodes text as quoted-printable.
 ///
@@ -40,15 +41,15 @@ private:
     void advance(int n);
 
     // What the output line ended in so far. Only blank, tab and LF mean something, so that the
-    // first line of the data isn't one that follows a line end.
+    // first line of the data isn't a line that follows a line end.
     unsigned char previous_ = 0xFF;
     int column_ = 0; // characters on the output line
 };
 
 /// Decodes quoted-printable. Each line end, CR LF or LF, becomes CR LF, and a soft break of either
-/// form nothing. A CR that is followed by anything else is dropped. An escape is not validated, and
-/// white space before a line end is kept. The tail is a CR at the very end; an unfinished escape is
-/// dropped.
+/// form nothing. A CR that is followed by anything else is dropped. An escape is not validated, but
+/// by the rule `keep_invalid_escapes`, and white space before a line end is kept. The tail is a CR
+/// at the very end; an unfinished escape is dropped, or stays by that rule if it has a digit.
 class VELLUM_EXPORT DecodingQP : public MIME_TransferDecoding {
 public:
     /// The value of each ASCII character as a hexadecimal digit of either case, or 0xFF.
@@ -64,11 +65,17 @@ public:
 
 protected:
     void writeTail() override;
+    void noteEnd() override;
 
 private:
     void take(unsigned char c);
+    void takeBehindEquals(unsigned char c);
+    void takeSecondDigit(unsigned char c);
+    void takeBehindBlanks(unsigned char c);
     void takeBetweenCharacters(unsigned char c);
     unsigned char const * decodeRuns(unsigned char const * next, unsigned char const * last);
 
-    unsigned char first_digit_ = 0; // of the escape being read
+    unsigned char first_digit_ = 0;          // of the escape being read
+    std::array<unsigned char, 75> blanks_{}; // behind "=", as long as they may be a soft break's
+    std::size_t blank_count_ = 0;
 };

@@ -1,34 +1,15 @@
-// mime/codec/transfer_codec.cpp - makes codecs, flushes and releases them
+// mime/codec/transfer_codec.cpp - makes codecs, ends and releases them
 #include "mime/codec/transfer_codec.hpp"
 
 #include "mime/codec/base64.hpp"
 #include "mime/codec/quoted_printable.hpp"
 #include "mime/codec/uuencode.hpp"
+#include "mime/foundation/ascii.hpp"
 #include "mime/foundation/tokens.hpp"
 
 #include <memory>
 #include <new>
-#include <utility>
-
-namespace {
-
-/// Lets go of a codec's output also when that throws, so that nothing is written to it once more.
-struct OutputRelease {
-    oSimpleStream *& output;
-    ~OutputRelease() { output = nullptr; }
-};
-
-/// `Delete` at the end of a scope, from where nothing that the output throws may get out.
-template <typename Codec>
-void delete_quietly(Codec * codec) noexcept {
-    if (codec == nullptr) return;
-    try {
-        codec->Delete();
-    } catch (...) { // the codec is gone all the same
-    }
-}
-
-} // namespace
+#include <string_view>
 
 // encoders -------------------------------------------------------------------------
 
@@ -45,24 +26,7 @@ void MIME_TransferEncoding::Delete() {
     Flush();
 }
 
-void MIME_TransferEncoding::Delete(MIME_TransferEncoding * codec) {
-    if (codec != nullptr) codec->Delete();
-}
-
-void MIME_TransferEncoding::Flush() {
-    if (output == nullptr) return;
-    OutputRelease const release{output};
-    writeTail();
-}
-
 void MIME_TransferEncoding::writeTail() {}
-
-void MIME_TransferEncoding::flushAtEnd() noexcept {
-    try {
-        Flush();
-    } catch (...) { // who wants to see it calls Delete or Flush
-    }
-}
 
 // decoders -------------------------------------------------------------------------
 
@@ -75,54 +39,35 @@ MIME_TransferDecoding * MIME_TransferDecoding::Create(char const * name) {
     return nullptr;
 }
 
+MIME_TransferDecoding * MIME_TransferDecoding::Create(char const * name,
+                                                      DecodingRules const & rules) {
+    MIME_TransferDecoding * const codec = Create(name);
+    if (codec != nullptr) codec->SetRules(rules);
+    return codec;
+}
+
 void MIME_TransferDecoding::Delete() {
     std::unique_ptr<MIME_TransferDecoding> const self(this);
     Flush();
 }
 
-void MIME_TransferDecoding::Delete(MIME_TransferDecoding * codec) {
-    if (codec != nullptr) codec->Delete();
+void MIME_TransferDecoding::Finish() {
+    if (output != nullptr && rules.deliver_unfinished_end) return Flush();
+    noteEnd();
+    output = nullptr;
 }
 
-void MIME_TransferDecoding::Flush() {
-    if (output == nullptr) return;
-    OutputRelease const release{output};
-    writeTail();
-}
+void MIME_TransferDecoding::writeTail() { noteEnd(); }
 
-void MIME_TransferDecoding::writeTail() {}
+void MIME_TransferDecoding::noteEnd() {}
 
-void MIME_TransferDecoding::flushAtEnd() noexcept {
-    try {
-        Flush();
-    } catch (...) { // who wants to see it calls Delete or Flush
+namespace vellum {
+
+char const * encoding_of_alias(char const * word) {
+    for (std::string_view const alias : {"uuencode", "x-uue", "uue"}) {
+        if (word != nullptr && ascii::equal(word, alias)) return X::uuencode;
     }
+    return nullptr;
 }
 
-// engines --------------------------------------------------------------------------
-
-MIME_TransferEncoding_Engine::~MIME_TransferEncoding_Engine() { delete_quietly(codec_); }
-
-MIME_TransferEncoding_Engine &
-MIME_TransferEncoding_Engine::operator=(MIME_TransferEncoding * codec) {
-    codec_ = codec;
-    return *this;
-}
-
-MIME_TransferEncoding_Engine &
-MIME_TransferEncoding_Engine::operator=(MIME_TransferEncoding_Engine const & other) = default;
-
-void MIME_TransferEncoding_Engine::close() { std::exchange(codec_, nullptr)->Delete(); }
-
-MIME_TransferDecoding_Engine::~MIME_TransferDecoding_Engine() { delete_quietly(codec_); }
-
-MIME_TransferDecoding_Engine &
-MIME_TransferDecoding_Engine::operator=(MIME_TransferDecoding * codec) {
-    codec_ = codec;
-    return *this;
-}
-
-MIME_TransferDecoding_Engine &
-MIME_TransferDecoding_Engine::operator=(MIME_TransferDecoding_Engine const & other) = default;
-
-void MIME_TransferDecoding_Engine::close() { std::exchange(codec_, nullptr)->Delete(); }
+} // namespace vellum

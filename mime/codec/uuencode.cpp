@@ -28,9 +28,22 @@ bool begins_data(std::string_view line) {
            vellum::ascii::equal(line.substr(0, word.size()), word);
 }
 
+/// A line without the CR and the blanks at its end.
+std::string_view without_blanks(std::string_view line) {
+    return line.substr(0, line.find_last_not_of(" \t\r") + 1);
+}
+
+bool is_end_word(std::string_view line) { return without_blanks(line) == "end"; }
+
 constexpr unsigned int value_of(char c) {
     unsigned char const code = vellum::ascii::byte(c);
     return code < 0x20 || code > 0x7F ? 0 : (code - 0x20U) & 0x3FU;
+}
+
+/// How many bytes a line tells that it holds; 0 for a line that ends the data.
+std::size_t size_of_line(std::string_view line) {
+    if (line.empty() || line[0] == '\r') return 0;
+    return (vellum::ascii::byte(line[0]) - 0x20U) & 0x3FU;
 }
 
 } // namespace
@@ -62,7 +75,16 @@ int DecodingUU::decode(iSimpleStream * in, oSimpleStream * out) {
     return result;
 }
 
+void DecodingUU::noteEnd() {
+    std::string_view const open(gathered_.data(), length_);
+    defects.no_begin = state == before_data;
+    defects.no_end = state == in_data && (length_ == 0 || size_of_line(open) != 0) &&
+                     !(rules.end_word_ends_data && is_end_word(open));
+    if (state != in_data) noteTextOutside(open);
+}
+
 void DecodingUU::writeTail() {
+    noteEnd();
     if (state == in_data) takeLine({gathered_.data(), std::exchange(length_, 0)});
 }
 
@@ -73,21 +95,41 @@ void DecodingUU::gather(std::string_view text) {
     length_ += size;
 }
 
-/// A line without its LF. Gives the result of `decode` if it is the last one.
+/// A line without its LF. Returns the result of `decode` if the line is the last one.
 int DecodingUU::takeLine(std::string_view line) {
     switch (state) {
     case before_data:
-        if (begins_data(line)) state = in_data;
+        if (begins_data(line)) {
+            state = in_data;
+        } else {
+            noteTextOutside(line);
+        }
         return 1;
-    case in_data: decodeLine(line); return 1;
-    default: return 0;
+    case in_data:
+        if (rules.end_word_ends_data && is_end_word(line)) {
+            state = behind_data;
+            has_end_ = true;
+        } else {
+            decodeLine(line);
+        }
+        return 1;
+    default: noteTextOutside(line); return 0;
+    }
+}
+
+/// Of the lines behind the data the first "end" belongs to them.
+void DecodingUU::noteTextOutside(std::string_view line) {
+    if (without_blanks(line).empty()) return;
+    if (state == behind_data && !has_end_ && is_end_word(line)) {
+        has_end_ = true;
+    } else {
+        defects.text_outside = true;
     }
 }
 
 void DecodingUU::decodeLine(std::string_view line) {
-    char const length_character = line.empty() ? '\r' : line[0];
-    std::size_t const size = (vellum::ascii::byte(length_character) - 0x20U) & 0x3FU;
-    if (size == 0 || length_character == '\r') {
+    std::size_t const size = size_of_line(line);
+    if (size == 0) {
         state = behind_data;
         return;
     }

@@ -305,7 +305,7 @@ private:
         if (cursor_.pass_one_of(".,") != '\0') cursor_.number();
     }
 
-    /// AM and PM, where the hour is one of twelve.
+    /// AM and PM, where the hour is from 1 to 12.
     void read_half_day() {
         Cursor const before = cursor_;
         cursor_.pass_blanks();
@@ -335,7 +335,7 @@ private:
     }
 
     /// zone of RFC 5322 4.3, or the difference of ISO 8601, also behind a name. False for a
-    /// difference that is none; what is no zone at all counts as "-0000".
+    /// difference out of range; what is no zone at all counts as "-0000".
     bool read_zone() {
         std::string_view const name = cursor_.word();
         date_.zone = zone_of_name(name);

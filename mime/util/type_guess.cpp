@@ -156,7 +156,7 @@ bool is_text(std::string_view sample) {
     });
 }
 
-/// Keeps a stream's exceptions off while it is read to an end that is none of its owner's business.
+/// Keeps a stream's exceptions off while it is read to an end that its owner need not know of.
 class Quietly {
 public:
     explicit Quietly(std::istream & stream) : stream_(stream), mask_(stream.exceptions()) {

@@ -22,7 +22,8 @@ public:
                              char const *& subtype);
 
     /// The extension, without a dot, of files of a media type, whatever its case. `shortForm` other
-    /// than 0 asks for one of at most three letters. A null type or subtype counts as unknown.
+    /// than 0 asks for an extension of at most three letters. A null type or subtype counts as
+    /// unknown.
     ///
     /// \return 0, or 1 for "bin" for want of anything better. An unknown subtype of "text" or
     ///         "message" has "txt", which counts as known.

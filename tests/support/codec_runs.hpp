@@ -20,23 +20,39 @@ inline int run(MIME_TransferEncoding & codec, iSimpleStream & in, oSimpleStream 
     return codec.encode(&in, &out);
 }
 
+inline std::string defects_of(MIME_TransferEncoding const &) { return {}; }
+inline std::string defects_of(MIME_TransferDecoding const & codec) {
+    DecodingDefects const & met = codec.Defects();
+    std::string names;
+    if (met.bad_character) names += "character ";
+    if (met.unfinished_group) names += "group ";
+    if (met.data_behind_padding) names += "padding ";
+    if (met.bad_escape) names += "escape ";
+    if (met.no_begin) names += "begin ";
+    if (met.no_end) names += "end ";
+    if (met.text_outside) names += "outside ";
+    return names.substr(0, names.empty() ? 0 : names.size() - 1);
+}
+
 /// What comes out of a codec: of its calls, and then of its end.
 struct Outcome {
     std::string output;
     int result;
     std::string tail;
+    std::string defects = {};
     bool operator==(Outcome const &) const = default;
 };
 
 inline std::ostream & operator<<(std::ostream & os, Outcome const & outcome) {
-    return os << outcome.output << ", result " << outcome.result << ", tail " << outcome.tail;
+    return os << outcome.output << ", result " << outcome.result << ", tail " << outcome.tail
+              << ", defects " << outcome.defects;
 }
 
 template <typename Codec>
 Outcome at_end_of(Codec & codec, int result, LendingOutput const & out) {
     std::string const output = out.text();
     codec.Flush();
-    return {output, result, out.text().substr(output.size())};
+    return {output, result, out.text().substr(output.size()), defects_of(codec)};
 }
 
 /// One call for all of `in`.
