@@ -33,7 +33,7 @@ std::string output_of(std::string_view data, Cut const & cut, Codec const & code
 
 template <typename Encoder, typename Decoder>
 std::string check_round_trip(std::string_view data, Cut const & cut) {
-    std::string const encoded = output_of<Encoder>(data, cut);
+    std::string encoded = output_of<Encoder>(data, cut);
     require(output_of<Decoder>(encoded, cut) == data);
     return encoded;
 }

@@ -59,7 +59,7 @@ std::size_t move_limit(std::string_view text, bool is_content_type) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
     if (size < 2) return 0;
-    std::string const name = field_names[data[0] % field_names.size()];
+    std::string const & name = field_names[data[0] % field_names.size()];
     std::string const body(view_of(data + 1, size - 1));
     std::string const message = std::string(front) + name + ": " + body + "\r\n\r\n";
     require_one_transcript(message, 1 + data[1] % message.size());

@@ -23,7 +23,7 @@ std::string transcript(Input & input, std::string_view message, unsigned setting
     if ((settings & 8) != 0) note.SetNestingLimit(static_cast<int>(settings >> 5));
     note.SetHeadersOnly((settings & 16) != 0);
     note.SetPartialDir("/dev/null/"); // no fragment is stored, each is delivered
-    std::string const lines = note.run();
+    std::string lines = note.run();
     note.RequireEnd();
     return lines;
 }

@@ -15,9 +15,10 @@ BIN = pathlib.Path(os.environ['VELLUM_BIN_DIR'])
 MAIL = sorted(pathlib.Path('../examples/mail').glob('*.eml')) + sorted(pathlib.Path('cases').glob('*.eml'))
 
 
-def run(program, *arguments, code=0):
-    done = subprocess.run([BIN / program, *map(str, arguments)], capture_output=True)
+def run(program, *arguments, code=0, stdout=subprocess.PIPE):
+    done = subprocess.run([BIN / program, *map(str, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=60)
     assert done.returncode == code, (program, arguments, done.returncode, done.stderr)
+    assert (done.stderr != b'') == (code != 0), done.stderr
     return done.stdout
 
 
@@ -109,14 +110,13 @@ class Compose(WithDirectory):
         whole = email.message_from_bytes(b''.join(bodies))
         self.assertEqual(whole.get_payload(0).get_payload(decode=True), blob)
 
-    def test_one_attachment_stands_in_a_multipart(self):
-        message = self.compose('--attach', self.file('a.pdf', b'x'))
-        self.assertEqual([part.get_content_type() for part in message.walk()], ['multipart/mixed', 'application/pdf'])
-
     def test_the_character_set_is_the_one_named(self):
-        for charset, text in [('windows-1252', 'café'), ('koi8-r', 'мир'), ('iso-2022-jp', '山田')]:
-            message = self.compose('--charset', charset, '--text', self.file('t', text.encode()))
-            self.assertEqual((message.get_content_charset(), message.get_content()), (charset, text))
+        for charset, name, text in [('cp1252', 'windows-1252', 'café'), ('koi8-r', 'koi8-r', 'мир'),
+                                    ('ISO-2022-jp', 'ISO-2022-JP', '山田')]:
+            options = ['--charset', charset, '--text', self.file('t', text.encode())]
+            message = self.compose(*options)
+            self.assertEqual((message.get_param('charset'), message.get_content()), (name, text))
+        self.assertEqual(self.compose('--encoding', '7bit', *options).get_content(), text)  # in its set it has 7
 
     def test_a_forwarded_message_has_its_own_subject_or_none(self):
         message = self.compose('--subject', 'outer', '--forward', self.file('f', b'From: a@b\n\nhi'))
@@ -150,14 +150,36 @@ class Compose(WithDirectory):
                    for parts in (last['parts'], parts_of(self.dir / 'whole.eml'))]
         self.assertEqual(*essence)
         self.assertEqual(list(store.iterdir()), [])
+        unstorable = self.file('f', b'Content-Type: message/partial; number=1; total=2; id=' + b'x' * 1_100_000 + b'\n\n\nhalf')
+        self.assertIn(b'message/partial', run('mimetree', '--partial-dir', store, unstorable, code=1))
         store.rmdir()
         store.symlink_to('/dev/null')
         run('mimetree', '--partial-dir', store, fragments[0], code=1)
 
-    def test_no_file_is_overwritten(self):
-        self.file('001.eml', b'old')
-        run('mimecompose', *self.ADDRESSES, '--split', 40000, '--out', self.dir, code=1)
-        self.assertEqual((self.dir / '001.eml').read_bytes(), b'old')
+    def test_a_failed_run_leaves_no_fragment_and_changes_no_file(self):
+        split = [*self.ADDRESSES, '--split', 40000, '--out', self.dir / 'out']
+        (self.dir / 'out').mkdir()
+        (self.dir / 'out' / '003.eml').write_bytes(b'old')
+        run('mimecompose', *split, '--attach', self.file('a', b'x' * 200_000), code=1)
+        run('mimecompose', *split, '--text', '/proc/self/mem', code=1)
+        self.assertEqual([(file.name, file.read_bytes()) for file in (self.dir / 'out').iterdir()],
+                         [('003.eml', b'old')])
+
+    def test_an_attached_text_is_looked_at(self):
+        for content, expected in [(b'a', ('text/plain', 'us-ascii')), ('ü'.encode() * 40000, ('text/plain', 'utf-8')),
+                                  (b'caf\xe9', ('text/plain', 'unknown-8bit')), (b'\xc3', ('text/plain', 'unknown-8bit')),
+                                  (b'a\0b\0', ('application/octet-stream', None))]:
+            part = self.compose('--attach', self.file('a.txt', content)).get_payload(0)
+            self.assertEqual((part.get_content_type(), part.get_content_charset()), expected)
+            self.assertEqual(part.get_payload(decode=True), content)
+
+    def test_a_message_of_8_bits_is_written_anew(self):
+        inner = self.file('m', b'Subject: s\nX-\xc3\xbc: 1\n\n\xc3\xbc\n')
+        for option in ('--message', '--forward'):
+            data = run('mimecompose', *self.ADDRESSES, option, inner)
+            self.assertTrue(data.split(b'\r\n\r\n', 1)[1].isascii())
+            nested = email.message_from_bytes(data).get_payload(0).get_payload(0)
+            self.assertEqual((nested['Subject'], nested.get_payload(decode=True)), ('s', b'\xc3\xbc\r\n'))
 
     def test_what_cannot_be_done_is_told(self):
         run('mimecompose', '--from', 'a@b', code=2)
@@ -165,7 +187,13 @@ class Compose(WithDirectory):
         run('mimecompose', *self.ADDRESSES, '--encoding', 'rot13', code=2)
         for charset in ('a; b=c', 'no-such-set'):
             run('mimecompose', *self.ADDRESSES, '--charset', charset, code=2)
-        run('mimecompose', *self.ADDRESSES, '--attach', self.dir / 'missing', code=1)
+        eight, nul, pipe = self.file('8', b'\xc3\xbc'), self.file('0', b'a\0'), self.dir / 'pipe'
+        os.mkfifo(pipe)
+        for option, file in [('--attach', self.dir / 'missing'), ('--forward', pipe), ('--text', pipe)] + [
+                (option, '/proc/self/mem') for option in ('--text', '--html', '--message', '--attach', '--forward')]:
+            run('mimecompose', *self.ADDRESSES, option, file, code=1)
+        for encoding, file in [('7bit', eight), ('7bit', nul), ('8bit', nul)]:
+            run('mimecompose', *self.ADDRESSES, '--encoding', encoding, '--text', file, code=1)
 
 
 class Gateway(WithDirectory):
@@ -200,6 +228,15 @@ class Gateway(WithDirectory):
                     if name and name.lower() not in self.OWN:
                         self.assertIn([name.lower(), value],
                                       [[other.lower(), text] for other, text in after[0]['fields']])
+
+    def test_output_that_fails_is_told(self):
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        for output in (os.open('/dev/full', os.O_WRONLY), write_end):
+            for message in (MAIL[0], self.file('f', b'Content-Type: message/partial\n\nhalf')):
+                run('mimegateway', message, code=1, stdout=output)
+            run('mimecompose', '--from', 'a@b', '--to', 'c@d', code=1, stdout=output)
+            os.close(output)
 
     def pass_on(self, message):
         return run('mimegateway', self.file('in.eml', message))
