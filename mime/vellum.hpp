@@ -26,6 +26,7 @@
 #include "mime/nls/conversion_interface.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/note/context.hpp"
+#include "mime/note/defect.hpp"
 #include "mime/note/incoming_note.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/ordinal_table.hpp"

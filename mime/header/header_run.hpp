@@ -4,10 +4,13 @@
 // members of this class, from which MimeReceiver derives, and report to the client's note.
 #pragma once
 
+#include "mime/note/defect.hpp"
+
 #include <cstddef>
 #include <optional>
 #include <string>
 
+struct MimeContext;
 class MimeINote;
 struct MimeReceiver;
 class NLS_CharSet;
@@ -15,6 +18,8 @@ class NLS_Translator;
 class NLS_Translator_Factory;
 
 namespace vellum {
+
+struct ReadingRules;
 
 class HeaderRun {
 public:
@@ -48,11 +53,19 @@ public:
     NLS_Translator * translator_cache = nullptr;  ///< Head of the list of translators in use. OWNS.
     NLS_Translator_Factory * factories = nullptr; ///< The note's chain; not owned.
 
-    explicit HeaderRun(MimeINote * client) : note(client) {}
+    ReadingRules const * rules; ///< What the run accepts. Not owned.
+    MimeContext * current_context =
+        nullptr;                ///< Of the part whose fields are dispatched. Not owned.
+    long long field_offset = 0; ///< Where the field that is dispatched begins in the input.
+
+    /// Reads as the note has been told to; without a note in the basic way, and nothing is told.
+    explicit HeaderRun(MimeINote * client);
     virtual ~HeaderRun();
     HeaderRun(HeaderRun const &) = delete;
     HeaderRun & operator=(HeaderRun const &) = delete;
 
+    /// Tells the client of a defect of the field that is dispatched. Nothing without a context.
+    void tell(MimeDefect what);
     /// A multipart's Content-Type names its boundary. Here nothing.
     virtual void Boundary_Init(char const * boundary);
 };

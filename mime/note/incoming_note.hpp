@@ -46,16 +46,22 @@
 #include "mime/export.hpp"
 #include "mime/foundation/mime_string.hpp"
 #include "mime/note/context.hpp"
+#include "mime/note/defect.hpp"
 
 #include <ctime>
 #include <iosfwd>
 #include <memory>
 
 struct MimeReceiver;
+class MimeDateTime;
 class NLS_Translator_Factory;
 class ParseHeaderField;
 class TiStreamLite;
 class iSimpleStream;
+
+namespace vellum {
+class HeaderRun;
+}
 
 class VELLUM_EXPORT MimeINote {
 public:
@@ -73,6 +79,14 @@ public:
         /// full, say): receive it once more. If the operations were called, the set is complete but
         /// could not be read to its end, so that they got a message that is cut off. The set stays.
         Receive_Not_Finished = 2,
+    };
+
+    /// What a run accepts.
+    enum Reading {
+        /// Mail by the letter, with few tolerances.
+        Reading_Basic = 0,
+        /// All that other readers of mail show is shown too: docs/TOLERANCES.md has both columns.
+        Reading_Extended = 1,
     };
 
     // Implemented in mime/receive/incoming_note.cpp, like all defaults below.
@@ -135,9 +149,20 @@ public:
     /// and not below 0. One that lies deeper is delivered as data, with all that is in it. The walk
     /// takes about half a kilobyte of stack for each. Returns the argument.
     int SetNestingLimit(int limit);
+    /// How the next runs read; Reading_Basic unless set. Returns the argument.
+    int SetReading(Reading reading);
+    /// The most bytes that the fields of one header may take, folds and line ends included; 0 for
+    /// no limit, as at first. Further fields of that header are passed over and told
+    /// (Defect_HeaderTooLong). Returns the argument.
+    unsigned long SetHeaderLimit(unsigned long bytes);
+    /// The most parts of a message, the message itself included; 0 for no limit, as at first.
+    /// Further parts are delivered as data of the last part, delimiters included, and told
+    /// (Defect_TooManyParts). Below 0 counts as 0. Returns the argument.
+    int SetPartLimit(int count);
 
 protected:
     friend struct MimeReceiver;
+    friend class vellum::HeaderRun;
     friend class ParseHeaderField;
 
     // Structure. Called from mime/receive/receiver.cpp (the top message), part_walker.cpp (parts)
@@ -297,12 +322,55 @@ protected:
     /// Default  nothing.
     virtual void SetProperty(char const * name, MimeString const & value);
 
+    // What stands beside parts and fields. Called in both ways of reading, unless the text says
+    // otherwise.
+
+    /// Called:   for a multipart with a boundary, in front of its BeginBody, if there is text in
+    ///           front of its first delimiter; also when no delimiter ever comes.
+    /// Value:    the client may set `*text`, which is null, to a stream of its own. The stream gets
+    ///           the text as it stands and has to live until EndPreamble is called.
+    /// Default:  nothing; the text is passed over.
+    virtual void BeginPreamble(MimeContext & context, std::ostream ** text);
+    /// Behind the text of BeginPreamble.
+    virtual void EndPreamble(MimeContext & context);
+    /// The same for the text behind the closing delimiter, in front of EndBody.
+    virtual void BeginEpilogue(MimeContext & context, std::ostream ** text);
+    /// Behind the text of BeginEpilogue.
+    virtual void EndEpilogue(MimeContext & context);
+    /// Called:   in extended reading, for a group of addresses (RFC 5322 3.4): in front of its
+    /// first
+    ///           member, and behind its last one with a null `name`.
+    /// Value:    `field` as for the members; `name` decoded, in the client's code page.
+    /// Default:  nothing.
+    virtual void SetGroup(char const * field, char const * name);
+    /// Called:   in extended reading, in place of Set_Date.
+    /// Value:    `body` as for Set_Date; `when` with its zone, or null for a date that can't be
+    ///           read. It lives for the time of the call.
+    /// Default:  Set_Date with the date in Universal Time; SetProperty where there is no date.
+    virtual void Set_DateTime(char const * field, char const * body, MimeDateTime const * when);
+    /// Called:   whenever something was passed over, repaired, cut off or guessed. What was met
+    ///           before BeginPart of its part is told right behind BeginHeader.
+    /// Value:    `offset` is where it stands in the input, or where the field or line begins that
+    ///           it stands in; within a decoded message it counts as the context's offsets do.
+    /// Default:  nothing.
+    virtual void Defect(MimeContext const & context, MimeDefect what, long long offset);
+    /// Called:   for each field, in the order of the header, in front of the field's other calls.
+    /// Value:    `field` is the field as it stands in the message, folds and line end included, of
+    ///           `size` bytes, NUL not excluded and no NUL behind it; `offset` is its place in the
+    ///           input. It is good for the time of the call.
+    /// Default:  nothing.
+    virtual void RawField(MimeContext & context, char const * field, unsigned long size,
+                          long long offset);
+
 private:
     TiStreamLite * lite_stream_ = nullptr;
     std::istream * stream_ = nullptr;
     iSimpleStream * simple_stream_ = nullptr;
     int headers_only_ = 0;
     int nesting_limit_;
+    Reading reading_ = Reading_Basic;
+    unsigned long header_limit_ = 0;
+    int part_limit_ = 0;
     std::unique_ptr<char[]> partial_directory_;
     std::ostream * debug_stream_ = nullptr;
     MimeClientCookie * cookie_ = nullptr;          ///< For the next run. OWNS it.

@@ -1,6 +1,7 @@
 // mime/receive/incoming_note.cpp - the client's side of reading a message
 #include "mime/note/incoming_note.hpp"
 
+#include "mime/MIMEUTIL.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/receive/limits.hpp"
@@ -68,6 +69,15 @@ int MimeINote::SetHeadersOnly(int flag) { return headers_only_ = flag; }
 int MimeINote::SetNestingLimit(int limit) {
     nesting_limit_ = limit < 0 ? 0 : limit;
     return limit;
+}
+
+int MimeINote::SetReading(Reading reading) { return reading_ = reading; }
+
+unsigned long MimeINote::SetHeaderLimit(unsigned long bytes) { return header_limit_ = bytes; }
+
+int MimeINote::SetPartLimit(int count) {
+    part_limit_ = count < 0 ? 0 : count;
+    return count;
 }
 
 void MimeINote::BeginPart(MimeContext &) {}
@@ -170,3 +180,19 @@ void MimeINote::Set_Disposition_notification_to(char const * body, char const *,
 
 void MimeINote::SetParameter(char const *, char const *, char const *) {}
 void MimeINote::SetProperty(char const *, MimeString const &) {}
+
+void MimeINote::BeginPreamble(MimeContext &, std::ostream **) {}
+void MimeINote::EndPreamble(MimeContext &) {}
+void MimeINote::BeginEpilogue(MimeContext &, std::ostream **) {}
+void MimeINote::EndEpilogue(MimeContext &) {}
+void MimeINote::SetGroup(char const *, char const *) {}
+
+void MimeINote::Set_DateTime(char const * field, char const * body, MimeDateTime const * when) {
+    if (when == nullptr) return SetProperty(field, MimeString(body));
+    MimeDateTime utc(*when);
+    utc.ConvertUT();
+    Set_Date(field, body, utc.GetStructTM());
+}
+
+void MimeINote::Defect(MimeContext const &, MimeDefect, long long) {}
+void MimeINote::RawField(MimeContext &, char const *, unsigned long, long long) {}

@@ -54,7 +54,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     bool const owns_level = Is_multipart() && !is_too_deep_;
     if (owns_level) line_reader_->Boundary_Push();
     Report_URL();
-    Dispatch_all(fields, has_type, owns_level);
+    Dispatch_all(fields, context, has_type, owns_level);
     if (transfer_encoding == nullptr) {
         transfer_encoding = encoding != nullptr ? encoding : RFC1521::ASCII_7bit;
     }

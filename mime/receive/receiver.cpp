@@ -124,7 +124,13 @@ bool MimeReceiver::Read_header(bool first, FieldQueue & fields) {
 
 /// The second pass: reports the fields in arrival order. `owns_level`: the top boundary level is
 /// that of this part.
-void MimeReceiver::Dispatch_all(FieldQueue & fields, bool has_type, bool owns_level) {
+void MimeReceiver::Dispatch_all(FieldQueue & fields, MimeContext & context, bool has_type,
+                                bool owns_level) {
+    struct Scope {
+        HeaderRun & run;
+        ~Scope() { run.current_context = nullptr; }
+    } const scope{*this};
+    current_context = &context;
     for (FieldList field; fields.take(field);)
         field.Dispatch(this);
     // A further Content-Type may have made it no multipart: what follows is data to its end, and
@@ -220,7 +226,7 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
     Begin_part(context, start);
     Report_URL();
-    Dispatch_all(fields, has_type, true);
+    Dispatch_all(fields, context, has_type, true);
     context.exact.header_end = header_end;
     Call(&MimeINote::EndHeader, context);
 

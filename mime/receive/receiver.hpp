@@ -77,7 +77,8 @@ private:
 
     // Headers
     bool Read_header(bool first, vellum::FieldQueue & fields);
-    void Dispatch_all(vellum::FieldQueue & fields, bool has_type, bool owns_level);
+    void Dispatch_all(vellum::FieldQueue & fields, MimeContext & context, bool has_type,
+                      bool owns_level);
     long long End_of_header() const;
     bool Query_Content_Type(char const * body);
     void Query_Content_Disposition(char const * body);
