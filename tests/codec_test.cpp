@@ -151,7 +151,7 @@ TEST(Base64, Decodes) {
                  {repeated(repeated("YWJj", 19) + "\r\n", 3), repeated("abc", 57), 0, ""}},
                 Decoding64());
     expect_rows({{"YQ==YWJj\r\n YWI=  \nYQ==\n", "aaba", 0, "", "padding"},
-                 {"YQ==\n=\nYW=I=\n\n!\n", "aa", 0, "", "character padding"},
+                 {"YQ==\n=\nYW=I=\n\n!\n", "aa", 0, "", "character group padding"},
                  {"YQ==\n" + repeated("YWJj", 40), "a" + repeated("abc", 40), 0, "", "padding"},
                  {"YQ==\r\nYW", "a", 1, "a", "group padding"}},
                 with<Decoding64>({&DecodingRules::padding_ends_line_only}));
@@ -336,6 +336,7 @@ TEST(Uuencode, Decodes) {
                 DecodingUU());
     expect_rows({{begin + "#86)C\nend\n", "abc", 1, ""},
                  {begin + "#86)C\nend \r\nx\n", "abc", 0, "", "outside"},
+                 {begin + "#86)C\nend" + repeated(" ", 100) + "x\n", "abc", 1, ""},
                  {begin + "#86)C\nend", "abc", 1, ""}},
                 with<DecodingUU>({&DecodingRules::end_word_ends_data}));
 }

@@ -198,31 +198,18 @@ TEST_F(DateTest, ReadsTheMailOfToday) {
         {"29 Feb 2000 23:59:60 +0000", "951868800 0"},
         {"1 Jan 0001 00:00 +2359", "-62135683140 1439"},
         {"31 Dec 9999 23:59:59 -2359", "253402387139 -1439"},
-        {"29 Feb 2100 00:00", "no"},
-        {"31 Apr 2010 00:00", "no"},
-        {"0 Apr 2010 00:00", "no"},
-        {"30 Apr 2010 24:00", "no"},
-        {"30 Apr 2010 23:60", "no"},
-        {"30 Apr 2010 23:59:61", "no"},
-        {"30 Apr 2010 23:59 +2400", "no"},
-        {"30 Apr 2010 23:59 +0060", "no"},
-        {"30 Apr 2010 23:59 +99999999999999999999", "no"},
-        {"30 Apr 0000 00:00", "no"},
-        {"30 Apr 10000 00:00", "no"},
-        {"30 Apr 99999999999999999999 00:00", "no"},
-        {"13/13/1998", "no"},
-        {"2010-04", "no"},
-        // no dates
-        {"", "no"},
-        {"(1 Jan 1998", "no"},
-        {"yesterday", "no"},
-        {"Xyz 1 Jan 1998 00:00", "no"},
-        {"1 Ja 1998 00:00", "no"},
-        {"1 Jan 00:00", "no"},
-        {"1 Jan 1998 09", "no"},
     };
     for (Row const & row : rows)
         EXPECT_EQ(moment_in(row.text), row.expected) << row.text;
+    std::string const unreadable =
+        "29 Feb 2100 00:00|31 Apr 2010 00:00|0 Apr 2010 00:00|30 Apr 2010 24:00|"
+        "30 Apr 2010 23:60|30 Apr 2010 23:59:61|30 Apr 2010 23:59 +2400|"
+        "30 Apr 2010 23:59 +0060|30 Apr 2010 23:59 +99999999999999999999|30 Apr 0000 00:00|"
+        "30 Apr 10000 00:00|30 Apr 99999999999999999999 00:00|13/13/1998|2010-04||"
+        "(1 Jan 1998|yesterday|Xyz 1 Jan 1998 00:00|1 Ja 1998 00:00|1 Jan 00:00|"
+        "1 Jan 1998 09";
+    for (std::string const & text : split(unreadable, '|'))
+        EXPECT_EQ(moment_in(text), "no") << text;
     MimeDateTime date;
     EXPECT_FALSE(MimeDateTime::Read(nullptr, date));
     MimeDateTime::Read("30 Apr 2010 23:59:60 +0000", date);

@@ -339,6 +339,7 @@ bool Decoding64::take(unsigned char c) {
     if (value != pad && has_padding_) defects.data_behind_padding = true;
     if (state == line_is_over) return true;
     if (value == pad && state < 2) return endAtPadding(state == 0);
+    if (state == 3 && group_[2] == pad && value != pad) defects.unfinished_group = true;
     group_[static_cast<std::size_t>(state++)] = value;
     if (state < 4) return true;
     state = 0;

@@ -25,7 +25,8 @@ struct DecodingRules {
 struct DecodingDefects {
     /// Base64: a character that is neither in the alphabet nor "=" nor white space.
     bool bad_character = false;
-    /// Base64: the data ends within a group, or the padding comes where no byte is whole.
+    /// Base64: the data ends within a group, the padding comes where no byte is whole, or one of
+    /// two "=" is missing, so that the character in its place is lost.
     bool unfinished_group = false;
     /// Base64: characters of the alphabet behind the padding.
     bool data_behind_padding = false;

@@ -97,6 +97,7 @@ void DecodingUU::gather(std::string_view text) {
 
 /// A line without its LF. Returns the result of `decode` if the line is the last one.
 int DecodingUU::takeLine(std::string_view line) {
+    line = line.substr(0, gathered_.size()); // no more than of a line that comes in pieces
     switch (state) {
     case before_data:
         if (begins_data(line)) {
