@@ -1,9 +1,12 @@
 // examples/mimegateway.cpp - reads a message and writes it again: both halves of the engine at work
 //
-// What it loses: fields that the engine has a word for but no getter (the Resent- fields), all but
-// the first of several Received, the names of groups and comments among addresses, and the fields
-// of parts that are multiparts or messages. A text keeps its transfer encoding; every other body
-// becomes base64. A fragment of a message is copied.
+// What it loses: fields that the engine has a word for but no getter (the Resent- fields); all but
+// the first of several Received, Comments and their like; the names of groups, and comments among
+// addresses; parameters but for the set, the boundary and names; preambles and epilogues; of parts
+// that are multiparts or messages, the fields that tell their description and disposition. A
+// message without a Date or a Message-Id gets one. A text keeps its transfer encoding where it may:
+// within a part, text of eight bits becomes quoted-printable and binary text base64. Every
+// other body becomes base64. A fragment of a message is copied.
 #include "examples/support/input.hpp"
 #include "examples/support/output.hpp"
 #include "examples/support/text_factory.hpp"
