@@ -188,7 +188,7 @@ void EncodingQP::take(unsigned char byte) {
         escape('\r');
     } else if (state != between_characters) {
         std::size_t const matched = static_cast<std::size_t>(state - f_read) + 1;
-        if (matched < from_line.size() && byte == from_line[matched]) {
+        if (matched < from_line.size() && byte == static_cast<unsigned char>(from_line[matched])) {
             ++state;
             return;
         }
