@@ -157,6 +157,43 @@ TEST_F(SplitTest, ALineEndAnywhereAtTheCut) {
     }
 }
 
+/// A cut asks for the fragment's id, within whatever text is being written then: a client that
+/// keeps its texts in one buffer has freed it by now.
+TEST_F(SplitTest, ATextIsGoodUntilTheNextCallOnly) {
+    auto const value = [](char const * word) { return std::string(word) + std::string(60, '-'); };
+    Part inner = text_part("inner\r\n");
+    inner.subject = value("Subject");
+    inner.message_id = "<" + value("inner") + "@x>";
+    inner.property = value("property\xE4");
+    inner.to = {{value("To"), value("to") + "@x"}, {{}, value("second") + "@x"}};
+    inner.from = {{value("From"), value("from") + "@x"}};
+    inner.notification = {value("Notify"), value("notify") + "@x"};
+    inner.content_id = value("content");
+    inner.description = value("description");
+    inner.file_name = value("file");
+    inner.fields = {{value("X-First"), value("field")}};
+    inner.last_fields = {{value("X-Last"), value("last\xE4")}};
+    auto const message_around = [&inner](std::size_t padding) {
+        Part message = multipart("mixed", {text_part(lines(padding, 70)), message_part(inner)});
+        message.parts[0].content_id = message.parts[1].content_id = message.content_id = "c";
+        message.parts[1].file_name = std::string(60, 'n');
+        message.subject = "Outer";
+        return message.With(&Part::boundary, std::string(60, 'b')).With(&Part::message_id, "<o@x>");
+    };
+    int cuts = 0;
+    for (std::size_t padding = 27500; padding < 30300; ++padding) {
+        CuttingNote whole(message_around(padding), 0, 4096);
+        CuttingNote note(message_around(padding), 30720, 4096);
+        note.one_buffer = true;
+        ASSERT_EQ(note.Send(), 1);
+        bool const is_cut = note.messages.size() > 1;
+        std::string const sent = is_cut ? join(note.messages) : note.messages.front();
+        ASSERT_TRUE(sent == whole.SendWhole()) << padding;
+        cuts += is_cut ? 1 : 0;
+    }
+    EXPECT_GT(cuts, 1500);
+}
+
 TEST_F(SplitTest, FragmentsAreFullAndNotMore) {
     for (std::size_t const block_size : {500, 4096, 1000000}) {
         CuttingNote note(long_message(lines(1000000, 70)), 0, block_size);

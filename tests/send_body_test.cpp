@@ -31,6 +31,7 @@ public:
         bool own_memory = false; ///< instead of the block that is offered
         bool gathers = false;    ///< the stream form reads all before it writes
         bool idle = false;       ///< the stream form does nothing at all
+        bool pieces = false;     ///< takes pieces; holds the last byte of each back for the next
         std::string log;         ///< the calls
         int living = 0;
     };
@@ -79,6 +80,23 @@ public:
         if (!failed) out->write(gathered);
         return failed ? 15 : 0;
     }
+    bool Takes_Pieces(NLS_CharSet * set) override {
+        EXPECT_NE(set, nullptr);
+        return how_.pieces;
+    }
+    int CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out) override {
+        EXPECT_TRUE(in->good());
+        std::string text = held_;
+        for (int c; (c = in->get()) >= 0;)
+            text += static_cast<char>(c);
+        how_.log += (last ? "last" : "p") + std::to_string(text.size() - held_.size()) + " ";
+        held_ = last || text.empty() ? "" : text.substr(text.size() - 1);
+        text.resize(text.size() - held_.size());
+        std::size_t const bad = text.find('!');
+        for (char const c : text.substr(0, bad))
+            *out << static_cast<char>(upper(static_cast<unsigned char>(c)));
+        return bad == text.npos ? 0 : 15;
+    }
     int CharSet_to_CodePage(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
                             void (**)(unsigned char *)) override {
         return 1;
@@ -87,6 +105,7 @@ public:
 
 private:
     How & how_;
+    std::string held_;
 };
 
 class UpperCaseFactory : public NLS_Translator_Factory {
@@ -195,6 +214,33 @@ TEST_F(BodyTest, TheRoadDependsOnTranslatorAndEncoder) {
     UpperCase::How how;
     EXPECT_EQ(Send(text_part(std::string(block, 'x')), "base64", &how).size() / 1000, 2U);
     EXPECT_EQ(how.log, "New(ISO-8859-1) b2048 "); // no empty block behind a full one
+}
+
+/// A translator that takes pieces gets no text whole, whatever set it serves.
+TEST_F(BodyTest, ATranslatorThatTakesPieces) {
+    std::string const a(block, 'a');
+    std::string const A(block, 'A');
+    struct {
+        std::string body, log, result;
+    } const rows[] = {
+        {"", "last0 ", ""},
+        {"a", "p1 last0 ", "A"},
+        {a + a + "b", "p2048 p2048 p1 last0 ", A + A + "B"},
+        {"ab!cd" + a, "p2048 p5 last0 ", "AB" + std::string(6, 'A')}, // what came before it failed
+        {a + "!" + a, "p2048 p2048 p1 last0 ", A.substr(1) + "A" + "AA"},
+        {"!" + a, "p2048 p1 last0 ", "!" + a.substr(1) + "AA"}, // it gave nothing
+    };
+    for (auto const & row : rows) {
+        for (auto const restrictions :
+             {NLS_Translator::no_restriction, NLS_Translator::shift_states}) {
+            UpperCase::How how;
+            how.pieces = true;
+            how.restrictions = restrictions;
+            EXPECT_EQ(Send(text_part(row.body), "8bit", &how), row.result);
+            EXPECT_EQ(how.log, "New(ISO-8859-1) " + row.log);
+            EXPECT_EQ(Send(text_part(row.body), "base64", &how), Send(binary_part(row.result), ""));
+        }
+    }
 }
 
 TEST_F(BodyTest, ATranslatorThatFailsInTheMiddle) {

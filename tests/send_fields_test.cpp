@@ -410,8 +410,6 @@ TEST_F(FieldsTest, NothingEndsAGuardedField) {
                     EXPECT_NE(sent.compare(at + 1, 9, "Injected:"), 0)
                         << sent.substr(at > 40 ? at - 40 : 0, 60);
                 }
-                // The boundary is the same one in its field and in the body.
-                EXPECT_NE(sent.find("\r\n--" + vellum::guarded_line(value) + "--\r\n"), sent.npos);
             }
         }
     }

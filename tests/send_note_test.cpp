@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <streambuf>
 #include <string>
@@ -13,6 +15,18 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+namespace {
+
+int zone_looks = 0;
+
+} // namespace
+
+/// Stands in front of the C library's own, and counts.
+extern "C" void tzset() noexcept {
+    ++zone_looks;
+    reinterpret_cast<void (*)()>(dlsym(RTLD_NEXT, "tzset"))();
+}
 
 namespace {
 
@@ -440,6 +454,20 @@ TEST_F(SendTest, CookiesAreGivenUpOnce) {
     note.SendWhole();
     EXPECT_EQ(note.made, 5);
     EXPECT_EQ(note.deleted, note.made);
+}
+
+TEST_F(SendTest, ASendLooksAtTheZoneFileOnceASecond) {
+    char const * const zone = std::getenv("TZ");
+    std::string const before = zone != nullptr ? zone : "";
+    unsetenv("TZ");
+    OutputNote note;
+    int const looks = zone_looks;
+    for (int i = 0; i < 1000; ++i)
+        note.SendWhole();
+    EXPECT_LT(zone_looks - looks, 100);
+    setenv("TZ", "XXX-3", 1); // a setting in the environment counts at once
+    EXPECT_NE(note.SendWhole().find(" +0300\r\n"), std::string::npos);
+    zone != nullptr ? setenv("TZ", before.c_str(), 1) : unsetenv("TZ");
 }
 
 // the same note again --------------------------------------------------------------

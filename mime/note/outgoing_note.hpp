@@ -26,6 +26,31 @@
 //     message/rfc822   GetFileName, Get_Content_Id
 //     any other        GetFileName, Get_Content_Id, Get_Content_Description,
 //                      Get_Content_Disposition, PutXFields
+//
+// Texts go in as bytes in the platform's code page (NLS::PlatformCodePage). The set of the message
+// is that of SetCharacterSet, else the set that fits the code page best:
+//
+//                               a factory serves the set     no factory does
+//     printable ASCII, tabs     as it stands                 as it stands
+//     any other header text     translated, an encoded       the bytes as they are, an encoded word
+//                               word of the set              of the set
+//     a text body               translated, charset=set      the bytes as they are, charset=set
+//
+// So without a factory (SetNLS) a label is written and nothing is converted: a client whose texts
+// aren't in the set that it chose labels them wrongly. Addresses, ids and the other values that are
+// written raw are never converted, nor is a body that isn't text.
+//
+// Bodies, and what becomes of their line ends:
+//
+//     text, quoted-printable    CR LF ends a line; a CR or LF alone is data and becomes =0D or =0A,
+//                               so a text that ends its lines in LF goes out as one long line. A
+//                               last line without an end gets a soft one ("=" CR LF), which readers
+//                               drop.
+//     text, base64; any other   every byte comes back as it was given. A text has to have CR LF
+//     type (always base64)      already, as that is what readers take for its line ends.
+//     text, 7bit, 8bit, binary  copied: the client sees to CR LF, to the length of lines, and to
+//     or an unknown word        bytes above 0x7F, which nobody checks against the label.
+//     message/rfc822 stream     copied in the same way, labelled 7bit.
 #pragma once
 
 #include "mime/export.hpp"
@@ -46,11 +71,17 @@ struct MimeSender;
 /// A note and its streams belong to the thread that calls Send, and every callback comes on it. A
 /// note sends one message after another; each Send is complete in itself.
 ///
+/// Generated ids and boundaries are made of the time in seconds, a counter that each note begins at
+/// 0, and (ids) the address of the originator. Two notes of one originator that are sent within a
+/// second share them. So a client with more than one message answers Get_Message_Id and GetBoundary
+/// (and Get_Content_Id, where it refers to parts).
+///
 /// What holds for every callback, beside what stands at each:
 /// - It is called only while Send runs. The getters carry no context: a client with several parts
 ///   keeps a cursor of its own, moved by BeginPart and EndPart.
-/// - A text that a getter gives needs to stay valid until the next call into the note; the engine
-///   has then written or copied it. A SymToken is valid for good.
+/// - A text that a getter stores has to stay valid until the next call into the note, of whatever
+///   operation: one buffer for all texts will do. The same holds for the arguments of SendField. A
+///   SymToken is valid for good.
 /// - Values are written as they are given, with no check of their syntax, unless SetFieldGuard is
 ///   on. Header fields are never folded and have no length limit.
 /// - Parts nest as deep as the answers make them, at about 500 bytes of stack a level. A client
@@ -60,63 +91,74 @@ struct MimeSender;
 ///   client's as they always were. The note can send again.
 /// - It may change the settings, which count from then on: a character set, a text encoding or the
 ///   field guard for what is written next, the split size at the next check. It may call
-///   FlushOutputBuffers. Send, called from a callback, does nothing and gives 0.
+///   FlushOutputBuffers. Send, called from a callback, does nothing and returns 0.
 class VELLUM_EXPORT MimeONote {
 public:
-    /// Split size 256000, no factories, field guard off.
+    /// A new note cuts a message of more than about 256,000 bytes into fragments
+    /// (SetNetworkSplitSize), has no factories, and its field guard is off.
     MimeONote();
     /// Deletes the sender, and then the chain of factories.
     virtual ~MimeONote();
     MimeONote(MimeONote const &) = delete;
     MimeONote & operator=(MimeONote const &) = delete;
 
-    /// Writes the message. Gives 1 when the whole of it has gone through PutOutputBuffer, and 0 if
-    /// the client lent no block when one was needed. Without the first block nothing but
+    /// Writes the message. Returns 1 when the whole of it has gone through PutOutputBuffer, and 0
+    /// if the client lent no block when one was needed. Without the first block nothing but
     /// BeginOutput has been called; without a later one the message breaks off there: every part
     /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
     int Send();
 
     /// Adds a field to the header that is being written: from PutXFields, or from EndHeader, where
     /// it becomes the last one of the header. `value` may hold anything: what isn't plain ASCII
-    /// goes out as an encoded word (RFC 2047). Gives 1 if the field was written and the output is
+    /// goes out as an encoded word (RFC 2047). Returns 1 if the field was written and the output is
     /// good.
     ///
-    /// Gives 0, and writes nothing, at any other time (from an output operation too), for a null
+    /// Returns 0, and writes nothing, at any other time (from an output operation too), for a null
     /// argument, and for a name that the engine knows itself (any word that SymbolTable::Init
     /// loads): such fields have their getters. With the field guard on also for a name that is no
     /// field name (RFC 5322 2.2).
     int SendField(char const * name, char const * value);
 
     /// The size in bytes at which a message is cut into message/partial fragments (RFC 2046 5.2.2);
-    /// 0 for never, and what is below 30720 becomes that. Gives the size now in force. Whether a
+    /// 0 for never, and what is below 30720 becomes that. Returns the size now in force. Whether a
     /// message may be cut at all is settled when Send begins; the size is read at every check.
     unsigned int SetNetworkSplitSize(unsigned int size);
 
     /// The character set of text parts and of encoded words. A name that no NLS_CharSet has selects
-    /// NLS::ReservedSet, as at first: the set that fits the platform's code page best. Gives the
-    /// name of the set now in force. A null name changes nothing and gives null.
+    /// NLS::ReservedSet, as at first: the set that fits the platform's code page best. Returns the
+    /// name of the set now in force. A null name changes nothing and returns null.
     char const * SetCharacterSet(SymToken name);
 
     /// The transfer encoding of text parts: a token such as RFC1521::quoted_printable, the empty
     /// text (as at first) for what suits the character set, or null for RFC1521::binary. Unchecked:
-    /// a word that names no encoder is written as it is, and the body goes out as it is. Gives the
-    /// text of its argument.
+    /// a word that names no encoder is written as it is, and the body goes out as it is. Returns
+    /// the text of its argument.
     char const * SetTextEncoding(SymToken encoding);
 
     /// Adds a factory of translators in front of the others (append 0) or behind them. The note
-    /// OWNS it from then on. What is installed when Send begins counts. Gives `factory`; null
+    /// OWNS it from then on. What is installed when Send begins counts. Returns `factory`; null
     /// changes nothing.
     NLS_Translator_Factory * SetNLS(NLS_Translator_Factory * factory, int append);
 
-    /// On (nonzero), no value that a getter or SendField gives can end a header field early or
-    /// begin another: every CR, LF and NUL within it that isn't part of a fold (CR LF, then blanks,
-    /// then text) becomes a blank. Off at first, and values pass as they are. A program that passes
-    /// on values from outside (a gateway, a form) turns it on. Gives its argument.
+    /// On (nonzero), no value that a getter, a setting or SendField gives can add, end or change a
+    /// mailbox, a parameter, a field or a part:
+    /// - every CR, LF and NUL that isn't part of a fold (CR LF, then blanks, then text) becomes a
+    ///   blank; in a name, an address or a parameter every one does;
+    /// - a display name or file name passes as encoded already only if it is well-formed encoded
+    ///   words alone; any other that holds "=?" becomes an encoded word;
+    /// - an entry whose address reads as anything but one address (RFC 5322 3.4.1), or that has
+    ///   none, is left out, and so is a Return-Path with such an address;
+    /// - a type that is no token (RFC 2045 5.1) becomes application/octet-stream, a subtype the
+    ///   default of its type, a disposition "attachment"; an encoding or a character set that is no
+    ///   token counts as not chosen;
+    /// - a boundary that isn't of RFC 2046 5.1.1, or that begins as a boundary around it does, is
+    ///   replaced by a generated boundary.
     ///
-    /// Two things it can't see. The name of a character set is written bare, so a program that
-    /// takes one from outside has to check that it is a token (RFC 2045 5.1). And a boundary that
-    /// the engine makes can be guessed: bodies from outside can hold it, and so a program that
-    /// passes them on unencoded gives random ones (GetBoundary).
+    /// Off at first, and values pass as they are. A program that passes on values from outside (a
+    /// gateway, a form) turns it on. Returns its argument.
+    ///
+    /// Bodies it can't see. A boundary that the engine makes can be guessed: bodies from outside
+    /// can hold it, and so a program that passes them on unencoded gives random ones (GetBoundary).
     int SetFieldGuard(int on);
 
 protected:
@@ -150,6 +192,8 @@ protected:
     /// Body     null for a multipart, which has no stream of its own. Else it leads to a pointer
     ///          that is null; the client may store the stream to read there, which stays its own
     ///          and has to live until EndBody.
+    ///          An error of the stream (any of its states) ends the body at that point; the part
+    ///          is closed as usual, and nobody is told. A client looks at its stream in EndBody.
     /// Null     (nothing stored) an empty body; for message/rfc822 a nested message, written by
     ///          the getters of this note.
     /// Result   doesn't count.
@@ -163,7 +207,7 @@ protected:
     // Addresses -----------------------------------------------------------------------------
 
     /// Called   once with RFC822::Sender in `field`; then for RFC822::From, and then for
-    ///          RFC822::Reply_To, again and again until it gives 0.
+    ///          RFC822::Reply_To, again and again until it returns 0.
     /// Values   `field`: what is asked for. The client may move the entry to a sibling field,
     ///          X_..._BS or X_..._Fax of the same word in BureauSphere; with any other token it
     ///          is dropped. `name`, `address`: null before the first call for a field; between

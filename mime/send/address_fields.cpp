@@ -4,12 +4,14 @@
 // group are collected before the first of them is written.
 #include "mime/send/address_fields.hpp"
 
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
-#include "mime/send/owned_text.hpp"
 #include "mime/send/sender.hpp"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -41,6 +43,14 @@ private:
 
 } // namespace
 
+namespace {
+
+/// Whether a reader would take the entry for something else than one mailbox. A name alone is no
+/// mailbox either, and some readers give up the field there.
+bool reads_otherwise(AddressEntry const & entry) { return !is_address(entry.address); }
+
+} // namespace
+
 bool AddressField::Append(char const * field, char const * name, char const * address) {
     if (field != field_) return false;
     entries_.push_back({text_or_empty(name), text_or_empty(address)});
@@ -48,17 +58,23 @@ bool AddressField::Append(char const * field, char const * name, char const * ad
 }
 
 void AddressField::WriteField(MimeSender & sender) {
-    if (entries_.empty()) return;
+    std::vector<AddressEntry> entries = std::exchange(entries_, {});
+    if (sender.field_guard) {
+        entries.erase(std::remove_if(entries.begin(), entries.end(), reads_otherwise),
+                      entries.end());
+    }
+    if (entries.empty()) return;
     FieldWriter field(sender, field_);
     field.text(":");
     bool first = true;
-    for (AddressEntry const & entry : std::exchange(entries_, {})) {
+    for (AddressEntry const & entry : entries) {
         if (!std::exchange(first, false)) field.text(",\r\n   ");
         bool const named = !entry.name.empty();
         if (named) field.text(" ").encoded(entry.name.c_str(), TextKind::phrase);
         if (entry.address.empty()) continue;
         field.text(" ");
-        if (named || always_bracket_) {
+        bool const bare = !named && !always_bracket_;
+        if (!bare || (sender.field_guard && !has_domain(entry.address))) {
             field.delimited(entry.address.c_str(), '<', '>', false);
         } else {
             field.raw(entry.address.c_str());

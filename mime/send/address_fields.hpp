@@ -8,7 +8,7 @@ struct MimeSender;
 
 namespace vellum {
 
-/// One entry of an address field. An empty text counts as none.
+/// One entry of an address field. An empty text counts as no text.
 struct AddressEntry {
     std::string name;
     std::string address;

@@ -1,5 +1,6 @@
 // mime/send/atomic_part_writer.cpp - a leaf: its encoding, the rest of its header, its body
 #include "mime/codec/transfer_codec.hpp"
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
@@ -7,8 +8,8 @@
 #include "mime/receive/position.hpp"
 #include "mime/send/body_writer.hpp"
 #include "mime/send/encoder_in_use.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
-#include "mime/send/owned_text.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/translation.hpp"
 
@@ -37,11 +38,11 @@ void MimeSender::SettleEncoding() {
         transfer_encoding = RFC1521::base64;
         return;
     }
-    part_character_set = vellum::set_in_use(character_set, factories, false);
+    part_character_set = vellum::set_in_use(*this, false);
     char const * const chosen = text_encoding;
     if (chosen == nullptr) {
         transfer_encoding = RFC1521::binary;
-    } else if (*chosen == '\0') {
+    } else if (*chosen == '\0' || (field_guard && !vellum::is_token(chosen))) {
         transfer_encoding = part_character_set->BestTransferEncoding(false);
     } else {
         transfer_encoding = chosen;

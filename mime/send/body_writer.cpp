@@ -102,6 +102,7 @@ void BodyWriter::Write(std::istream & body) {
         }
         return;
     }
+    if (translator_->Takes_Pieces(character_set_)) return TranslatePieces(body);
     auto const restrictions = translator_->Query_Buffering_Restrictions(character_set_);
     if (restrictions != NLS_Translator::no_restriction &&
         restrictions != NLS_Translator::double_byte) {
@@ -120,6 +121,27 @@ void BodyWriter::WriteEncoded(std::istream & body) {
         if (size == 0) return;
         Put(as_text(block, size));
     }
+}
+
+void BodyWriter::TranslatePieces(std::istream & body) {
+    unsigned char block[block_size];
+    while (out_.good()) {
+        std::size_t const size = read_block(body, block, block_size);
+        if (size == 0) break;
+        TranslatePiece(as_text(block, size), false);
+    }
+    if (out_.good()) TranslatePiece("", true);
+}
+
+/// A piece that fails with nothing to show goes out untranslated.
+void BodyWriter::TranslatePiece(std::string_view piece, bool last) {
+    unsigned char room[block_size];
+    oSimpleStream translated(room, static_cast<int>(block_size));
+    char * const first = const_cast<char *>(piece.data()); // an input without a source is only read
+    iSimpleStream in(first, first + piece.size());
+    int const failure = translator_->CodePage_to_CharSet_Piece(&in, last, &translated);
+    bool const nothing = translated.oBufCnt() == 0;
+    Put(failure != 0 && nothing ? piece : std::string_view(translated.str(), translated.oBufCnt()));
 }
 
 void BodyWriter::TranslateBlocks(std::istream & body) {

@@ -12,8 +12,9 @@ class oBufferStream;
 
 namespace vellum {
 
-/// Writes one body. Translation comes first, then the transfer encoding. The body passes in blocks
-/// and is held whole only for a translator that can't take it in pieces.
+/// Writes one body. Translation comes first, then the transfer encoding. The body passes in blocks,
+/// whatever its lines. It is held whole only for a translator that neither takes pieces
+/// (NLS_Translator::Takes_Pieces) nor serves a set whose text can be divided anywhere.
 ///
 /// A body stream with an error, and an output that has ended, end the body at that point. What the
 /// `streambuf` of the body throws passes through.
@@ -31,6 +32,8 @@ private:
     static constexpr std::size_t block_size = 2048;
 
     void WriteEncoded(std::istream & body);
+    void TranslatePieces(std::istream & body);
+    void TranslatePiece(std::string_view piece, bool last);
     void TranslateBlocks(std::istream & body);
     void TranslateStream(std::istream & body);
     void TranslateWhole(std::istream & body);

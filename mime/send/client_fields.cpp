@@ -8,7 +8,9 @@
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
 
+#include <string>
 #include <string_view>
+#include <utility>
 
 using vellum::ScopedValue;
 using vellum::set_position;
@@ -35,9 +37,12 @@ bool MimeSender::Send_HeaderField(char const * name, char const * value) {
     if (is_own_word(name)) return false;
     // With something else for a name, the line would be no field, or another one.
     if (field_guard && !vellum::is_field_name(name)) return false;
-    vellum::FieldWriter(*this, name)
+    // Copies, as the note is called again if the field is cut.
+    std::string const own_name(name);
+    std::string const own_value(value);
+    vellum::FieldWriter(*this, own_name.c_str())
         .text(": ")
-        .encoded(value, vellum::TextKind::unstructured)
+        .encoded(own_value.c_str(), vellum::TextKind::unstructured)
         .end();
     return stream->good();
 }
@@ -52,8 +57,7 @@ void MimeSender::End_of_Header(MimeContext & ctx) {
     }
     stream->write(blank_line);
     set_position(ctx.header_end, ctx.exact.header_end, Offset());
-    if (first_header_open) {
-        first_header_open = false;
-        stream->HeaderDone();
+    if (std::exchange(first_header_open, false)) {
+        stream->HeaderDone([this](bool last) { Generate_PartialMessageHeaderFragment(last); });
     }
 }

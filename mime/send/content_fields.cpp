@@ -1,6 +1,8 @@
 // mime/send/content_fields.cpp - the fields that tell what a part is
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/sender.hpp"
 
@@ -28,7 +30,12 @@ void MimeSender::Generate_Content_Transfer_Encoding(char const * encoding) {
 }
 
 void MimeSender::Generate_Content_Description(char const * filename, char const * description) {
-    if (description == nullptr) note->Get_Content_Description(description);
+    vellum::OwnedText answer;
+    if (description == nullptr) {
+        note->Get_Content_Description(description);
+        answer = vellum::copy_text(description);
+        description = answer.get();
+    }
     bool const has_name = filename != nullptr && filename[0] != '\0';
     if (description == nullptr && !has_name) return;
     FieldWriter field(*this, RFC1521::Content_Description);
@@ -45,9 +52,13 @@ void MimeSender::Generate_Content_Disposition(char const * filename) {
     SymToken disposition;
     char const * name = nullptr;
     note->Get_Content_Disposition(disposition, name);
-    if (name == nullptr) name = filename;
+    auto const answer = vellum::copy_text(name);
+    name = answer != nullptr ? answer.get() : filename;
     if (name == nullptr && !disposition) return;
-    if (!disposition) disposition = RFC1806::attachment;
+    char const * const word = disposition;
+    if (word == nullptr || (field_guard && !vellum::is_token(word))) {
+        disposition = RFC1806::attachment;
+    }
     context->item->disposition = disposition;
     FieldWriter field(*this, RFC1806::Content_Disposition);
     field.text(": ").raw(disposition);

@@ -25,27 +25,29 @@ FieldWriter & FieldWriter::number(long value) {
 }
 
 FieldWriter & FieldWriter::raw(char const * value) {
-    out_ << guard(value);
+    out_ << guard(value, Fold::stays);
     return *this;
 }
 
 FieldWriter & FieldWriter::encoded(char const * value, TextKind kind) {
+    bool const is_empty = value == nullptr || *value == '\0';
+    if (sender_.field_guard && is_empty && kind == TextKind::parameter) return text("\"\"");
     oRFC2047Stream stream(&sender_, kind == TextKind::parameter, kind == TextKind::phrase);
-    stream << guard(value);
+    stream << guard(value, kind == TextKind::unstructured ? Fold::stays : Fold::goes);
     stream.Finish();
     return *this;
 }
 
 FieldWriter & FieldWriter::delimited(char const * value, char open, char close, bool escape) {
-    WriteDelimited(&out_, guard(value), open, close, escape);
+    WriteDelimited(&out_, guard(value, Fold::goes), open, close, escape);
     return *this;
 }
 
 void FieldWriter::end() { out_.write("\r\n"); }
 
-char const * FieldWriter::guard(char const * value) {
+char const * FieldWriter::guard(char const * value, Fold fold) {
     if (!sender_.field_guard || value == nullptr || !needs_guard(value)) return value;
-    guarded_ = guarded(value);
+    guarded_ = fold == Fold::stays ? guarded(value) : guarded_line(value);
     return guarded_.c_str();
 }
 

@@ -31,6 +31,9 @@ public:
     FieldWriter & number(long value);
 
     /// A value as it stands. Null writes nothing.
+    ///
+    /// Each write can cut a fragment, and that calls the note: what is written here is the
+    /// engine's own copy, made before the field was begun or right behind the getter.
     FieldWriter & raw(char const * value);
     /// A value as plain text, as a quoted string or as an encoded word, as it needs; see
     /// oRFC2047Stream.
@@ -42,7 +45,8 @@ public:
     void end();
 
 private:
-    char const * guard(char const * value);
+    enum class Fold { stays, goes };
+    char const * guard(char const * value, Fold fold);
 
     MimeSender & sender_;
     oSimpleStream & out_;

@@ -1,12 +1,13 @@
 // mime/send/identity_fields.cpp - the date, and the ids of messages, parts and fragments
 #include "mime/MIMEUTIL.hpp"
 #include "mime/foundation/ascii.hpp"
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/platform/platform.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/output_splitter.hpp"
-#include "mime/send/owned_text.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/translation.hpp"
@@ -39,6 +40,7 @@ std::string make_id(MimeSender & sender, char const * nobody) {
     std::string const unique = seconds_now() + '-' + std::to_string(sender.counter++) + '-';
     char const * const address = sender.originator_address.get();
     if (address == nullptr || !fits_into_id(address)) return unique + nobody;
+    if (sender.field_guard && !vellum::is_address(address)) return unique + nobody;
     std::string const id = unique + address;
     constexpr std::size_t brackets = 2;
     return id.size() + brackets <= longest_id ? id : unique + nobody;
@@ -61,10 +63,9 @@ void MimeSender::Generate_Message_Id() {
     field.text(": ");
     char const * value = nullptr;
     bool const given = note->Get_Message_Id(value) != 0 && value != nullptr;
-    std::string const made = given ? std::string() : '<' + make_id(*this, "007") + '>';
-    if (!given) value = made.c_str();
-    if (first_message_id == nullptr) first_message_id = vellum::copy_text(value);
-    field.raw(value).end();
+    std::string const id = given ? value : '<' + make_id(*this, "007") + '>';
+    if (first_message_id == nullptr) first_message_id = vellum::copy_text(id.c_str());
+    field.raw(id.c_str()).end();
     stream->write("X-MIME-Engine: v0.90\r\n");
 }
 
@@ -76,12 +77,9 @@ void MimeSender::Generate_Content_Id() {
     FieldWriter field(*this, RFC1521::Content_Id);
     field.text(": <");
     char const * value = nullptr;
-    if (note->Get_Content_Id(value) != 0 && value != nullptr) {
-        field.raw(value);
-    } else {
-        field.text(make_id(*this, "99"));
-    }
-    field.text(">").end();
+    bool const given = note->Get_Content_Id(value) != 0 && value != nullptr;
+    std::string const id = given ? value : make_id(*this, "99");
+    field.raw(id.c_str()).text(">").end();
 }
 
 std::string MimeSender::MakeBoundary() {

@@ -2,17 +2,19 @@
 //
 // When the output has ended, nothing more is begun: no further part, no body. What has begun gets
 // its End calls, so that a client that keeps something for each level can let go of it.
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/receive/position.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
-#include "mime/send/owned_text.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
 
+#include <algorithm>
 #include <istream>
 #include <string>
+#include <string_view>
 
 using vellum::ScopedValue;
 using vellum::set_position;
@@ -78,10 +80,21 @@ void MimeSender::AskType(MimeContext & ctx, bool in_digest) {
     if (!content_type) {
         content_type = in_digest ? RFC1521::message : RFC1521::text;
         content_subtype = nullptr;
+    } else if (field_guard) {
+        GuardType();
     }
     if (!content_subtype) content_subtype = default_subtype(content_type);
     ctx.item->type = content_type;
     ctx.item->subtype = content_subtype;
+}
+
+/// Data of a type that is no token are data of an unknown type (RFC 2045 5.2).
+void MimeSender::GuardType() {
+    char const * const type = content_type;
+    char const * const subtype = content_subtype;
+    bool const is_type = vellum::is_token(type);
+    if (!is_type) content_type = RFC1521::application;
+    if (!is_type || (subtype != nullptr && !vellum::is_token(subtype))) content_subtype = nullptr;
 }
 
 /// Goes on with the header that has been begun, by what the part turned out to be.
@@ -100,9 +113,9 @@ void MimeSender::Put_ByType(MimeContext & ctx) {
 // multipart ------------------------------------------------------------------------
 
 void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
-    std::string const own = boundary == nullptr ? MakeBoundary()
-                            : field_guard       ? vellum::guarded_line(boundary)
-                                                : std::string(boundary);
+    bool const usable = boundary != nullptr && (!field_guard || CanStandInside(boundary));
+    std::string const own = usable ? boundary : MakeBoundary();
+    open_boundaries_.push_back(own);
     Generate_Content_Type(ctx.item->type, ctx.item->subtype, own.c_str(), nullptr, nullptr);
     Generate_Content_Id();
     End_of_Header(ctx);
@@ -112,7 +125,19 @@ void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
         note->BeginBody(ctx, nullptr);
         Put_Parts(ctx, "\r\n--" + own);
     }
+    open_boundaries_.pop_back();
     End_of_Part(ctx, begins);
+}
+
+/// Whether a client's boundary can be told from those of the multiparts around it, by readers too
+/// that compare the begin of a line alone.
+bool MimeSender::CanStandInside(std::string_view boundary) const {
+    auto const begins_alike = [boundary](std::string_view around) {
+        std::size_t const common = std::min(around.size(), boundary.size());
+        return around.substr(0, common) == boundary.substr(0, common);
+    };
+    return vellum::is_boundary(boundary) &&
+           std::none_of(open_boundaries_.begin(), open_boundaries_.end(), begins_alike);
 }
 
 /// A delimiter line is ended by what comes behind it: a part, or "--" for the last one.

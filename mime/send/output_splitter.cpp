@@ -11,7 +11,6 @@
 
 #include "mime/note/outgoing_note.hpp"
 #include "mime/send/scoped_value.hpp"
-#include "mime/send/sender.hpp"
 
 #include <algorithm>
 #include <exception>
@@ -194,11 +193,6 @@ void oBufferStream::CopyFrom(std::streambuf & source) {
 
 // where fragments end --------------------------------------------------------------
 
-bool oBufferStream::HeaderOpen() const {
-    MimeSender const * const sender = note_->sender_.get();
-    return sender == nullptr || sender->stream != this || sender->first_header_open;
-}
-
 /// How many bytes of data a fragment takes.
 long long oBufferStream::Budget() const {
     long long reserve = fragment_header_room;
@@ -208,13 +202,13 @@ long long oBufferStream::Budget() const {
 }
 
 bool oBufferStream::MustCut() const {
-    return !HeaderOpen() && note_->network_split_size_ != 0 && held_.size >= Budget();
+    return fragment_header_ && note_->network_split_size_ != 0 && held_.size >= Budget();
 }
 
 /// Lets the current block end where the fragment will be full.
 void oBufferStream::Trim() {
     bool const can_be_cut = split_state_ != SplitState::never && writing_ == Writing::message;
-    if (!can_be_cut || HeaderOpen() || note_->network_split_size_ == 0) return;
+    if (!can_be_cut || !fragment_header_ || note_->network_split_size_ == 0) return;
     long long const room_left = std::max(Budget() - held_.size, 0LL);
     if (end_ - base_ > room_left) end_ = std::max(base_ + room_left, put_);
 }
@@ -225,7 +219,10 @@ void oBufferStream::SaveCommonHeader() {
     common_header_ = std::exchange(held_, {});
 }
 
-void oBufferStream::HeaderDone() { Trim(); }
+void oBufferStream::HeaderDone(std::function<void(bool)> fragment_header) {
+    fragment_header_ = std::move(fragment_header);
+    Trim();
+}
 
 // fragments ------------------------------------------------------------------------
 
@@ -259,7 +256,7 @@ void oBufferStream::PutFragmentHeader(bool last) {
     ScopedValue const mode(writing_, Writing::fragment_header);
     GetBuffer();
     if (ended_) return;
-    note_->sender_->Generate_PartialMessageHeaderFragment(last);
+    fragment_header_(last);
     PutBuffer();
 }
 

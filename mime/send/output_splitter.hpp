@@ -17,11 +17,11 @@
 #include "mime/export.hpp"
 #include "mime/foundation/simple_stream.hpp"
 
+#include <functional>
 #include <iosfwd>
 #include <vector>
 
 class MimeONote;
-struct MimeSender;
 
 /// Writes into the blocks that a note lends, and gives each back once. It never allocates a buffer
 /// and has no sink.
@@ -56,8 +56,12 @@ public:
     /// isn't split.
     void SaveCommonHeader();
 
-    /// The header of the top message is complete: from now on fragments are cut.
-    void HeaderDone();
+    /// The header of the top message is complete: from now on fragments are cut, and each gets its
+    /// header from `fragment_header`, which writes into this stream all fields behind the common
+    /// header, and the blank line. It is called within the write that fills the fragment, and by
+    /// Finish; its argument tells whether the fragment is the last one. A stream that is never told
+    /// cuts nothing.
+    void HeaderDone(std::function<void(bool last)> fragment_header);
 
     /// Copies `source` to its end, read straight into the current block.
     void CopyFrom(std::streambuf & source);
@@ -107,7 +111,6 @@ private:
 
     static bool FindLineEnd(HeldBlocks const & held, Place & behind);
 
-    bool HeaderOpen() const;
     long long Budget() const;
     bool MustCut() const;
     void Trim();
@@ -125,7 +128,8 @@ private:
     HeldBlocks common_header_;
     SplitState split_state_;
     Writing writing_ = Writing::message;
-    bool open_ = true;   // there is something to finish
+    std::function<void(bool)> fragment_header_; // empty while the top header is open
+    bool open_ = true;                          // there is something to finish
     bool ended_ = false; // the note lent no block, or the message is finished
     bool busy_ = false;
     bool kept_ = false;

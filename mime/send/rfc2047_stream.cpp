@@ -10,6 +10,7 @@
 #include "mime/nls/translator.hpp"
 #include "mime/send/delimited.hpp"
 #include "mime/send/encoder_in_use.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/translation.hpp"
@@ -68,12 +69,23 @@ oRFC2047Stream::~oRFC2047Stream() {
 void oRFC2047Stream::Finish() {
     if (finished_ || output_ == nullptr) return;
     finished_ = true;
-    bool const encoded = is_encoded_word(text());
-    if (encoded || std::all_of(text().begin(), text().end(), is_plain)) {
+    bool const encoded =
+        sender_->field_guard ? vellum::is_encoded_words(text()) : is_encoded_word(text());
+    if (encoded || CanStandPlain()) {
         WritePlain(encoded);
     } else {
         WriteTranslated();
     }
+}
+
+/// Some readers decode what looks like an encoded word within quotes too. The field guard lets
+/// nothing hide in there.
+bool oRFC2047Stream::CanStandPlain() const {
+    bool const in_quotes = quoted_ || phrase_;
+    if (sender_->field_guard && in_quotes && text().find("=?") != std::string_view::npos) {
+        return false;
+    }
+    return std::all_of(text().begin(), text().end(), is_plain);
 }
 
 std::string_view oRFC2047Stream::text() const { return {str(), pending()}; }
@@ -89,7 +101,7 @@ void oRFC2047Stream::WritePlain(bool already_encoded) {
 }
 
 void oRFC2047Stream::WriteTranslated() {
-    NLS_CharSet * const set = vellum::set_in_use(sender_->character_set, sender_->factories, true);
+    NLS_CharSet * const set = vellum::set_in_use(*sender_, true);
     vellum::TranslatorInUse translator(
         NLS::Create(set, &sender_->translator_cache, sender_->factories));
     if (!translator) return WriteEncodedWord(*set, text());

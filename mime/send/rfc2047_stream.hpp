@@ -15,7 +15,8 @@ struct MimeSender;
 /// - an empty text: nothing, not even quotes;
 /// - printable ASCII and tabs, or a text that is an encoded word already ("=?" at its begin, "?="
 ///   at its end, 8 bytes or more): the text as it stands. In a parameter it stands between quotes,
-///   and so does a display name that isn't an encoded word yet;
+///   and so does a display name that isn't an encoded word yet. With the field guard on, only
+///   well-formed encoded words count as such, and between quotes nothing may look like one;
 /// - all else: one encoded word, however long, in the sender's character set and in the platform's
 ///   code page's best fit for headers if it has none; translated if a factory serves that set. In a
 ///   parameter the word stands between quotes, as mail programs want it against RFC 2047 5.
@@ -47,6 +48,7 @@ private:
     static constexpr int block_size = 2048;
 
     std::string_view text() const;
+    bool CanStandPlain() const;
     void WritePlain(bool already_encoded);
     void WriteTranslated();
     void WriteEncodedWord(NLS_CharSet const & character_set, std::string_view text);

@@ -28,6 +28,7 @@ void MimeSender::StartMessage() {
     content_subtype = RFC1521::plain;
     transfer_encoding = RFC1521::ASCII_7bit;
     part_character_set = &NLS::US_ASCII;
+    open_boundaries_.clear();
 }
 
 bool MimeSender::Send_Message() {

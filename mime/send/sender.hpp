@@ -32,6 +32,8 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 class MimeONote;
 class NLS_CharSet;
@@ -101,7 +103,7 @@ struct VELLUM_EXPORT MimeSender final {
     /// Each of the last three may be null: the parameter is then left out.
     void Generate_Content_Type(char const * type, char const * subtype, char const * boundary,
                                char const * charset, char const * name);
-    /// `filename` serves if the note gives no name here; it may be null.
+    /// `filename` serves if the note stores no name here; it may be null.
     void Generate_Content_Disposition(char const * filename);
     /// The fields of a fragment behind the common header, up to the blank line (RFC 2046 5.2.2);
     /// `last` adds the total.
@@ -150,7 +152,10 @@ private:
     void End_of_Part(MimeContext & ctx, bool body_begun);
     void SettleEncoding();
     std::string MakeBoundary();
+    bool CanStandInside(std::string_view boundary) const;
+    void GuardType();
     long long Offset() const;
 
     bool sending_ = false;
+    std::vector<std::string> open_boundaries_; // of the multiparts around the part in hand
 };

@@ -1,88 +1,79 @@
 // mime/send/text_fields.cpp - the fields that are one text of the note's
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/sender.hpp"
 
 using vellum::FieldWriter;
+using vellum::OwnedText;
 using vellum::TextKind;
 
 namespace {
 
-/// A field of a raw value; null for none.
-void write_raw(MimeSender & sender, char const * name, char const * value) {
-    if (value != nullptr) FieldWriter(sender, name).text(": ").raw(value).end();
+/// A copy of the text that a getter of the plain family stores; null for no field. Whether the
+/// getter returns 0 or not doesn't count. The text itself is good until the next call into the
+/// note, and that can come while the name of the field is written.
+OwnedText answer(MimeONote & note, int (MimeONote::*getter)(char const *&)) {
+    char const * value = nullptr;
+    (note.*getter)(value);
+    return vellum::copy_text(value);
 }
 
-void write_encoded(MimeSender & sender, char const * name, char const * value) {
+void write_raw(MimeSender & sender, char const * name, OwnedText const & value) {
+    if (value != nullptr) FieldWriter(sender, name).text(": ").raw(value.get()).end();
+}
+
+void write_encoded(MimeSender & sender, char const * name, OwnedText const & value) {
     if (value == nullptr) return;
-    FieldWriter(sender, name).text(": ").encoded(value, TextKind::unstructured).end();
+    FieldWriter(sender, name).text(": ").encoded(value.get(), TextKind::unstructured).end();
 }
 
 } // namespace
 
-// Whether a getter of these gives 0 or not doesn't count: a value makes the field.
-
 void MimeSender::Generate_In_Reply_To() {
-    char const * value = nullptr;
-    note->Get_In_Reply_To(value);
-    write_raw(*this, RFC822::In_Reply_To, value);
+    write_raw(*this, RFC822::In_Reply_To, answer(*note, &MimeONote::Get_In_Reply_To));
 }
 
 void MimeSender::Generate_Keywords() {
-    char const * value = nullptr;
-    note->Get_Keywords(value);
-    write_raw(*this, RFC822::Keywords, value);
+    write_raw(*this, RFC822::Keywords, answer(*note, &MimeONote::Get_Keywords));
 }
 
 void MimeSender::Generate_References() {
-    char const * value = nullptr;
-    note->Get_References(value);
-    write_raw(*this, RFC822::References, value);
+    write_raw(*this, RFC822::References, answer(*note, &MimeONote::Get_References));
 }
 
 void MimeSender::Generate_Encrypted() {
-    char const * value = nullptr;
-    note->Get_Encrypted(value);
-    write_raw(*this, RFC822::Encrypted, value);
+    write_raw(*this, RFC822::Encrypted, answer(*note, &MimeONote::Get_Encrypted));
 }
 
 void MimeSender::Generate_Importance() {
-    char const * value = nullptr;
-    note->Get_Importance(value);
-    write_raw(*this, RFC1138::Importance, value);
+    write_raw(*this, RFC1138::Importance, answer(*note, &MimeONote::Get_Importance));
 }
 
 void MimeSender::Generate_Priority() {
-    char const * value = nullptr;
-    note->Get_Priority(value);
-    write_raw(*this, RFC1138::Priority, value);
+    write_raw(*this, RFC1138::Priority, answer(*note, &MimeONote::Get_Priority));
 }
 
 void MimeSender::Generate_Sensitivity() {
-    char const * value = nullptr;
-    note->Get_Sensitivity(value);
-    write_raw(*this, RFC1138::Sensitivity, value);
-}
-
-void MimeSender::Generate_Return_Path() {
-    char const * value = nullptr;
-    note->Get_Return_Path(value);
-    if (value != nullptr) {
-        FieldWriter(*this, RFC822::Return_Path).text(": <").raw(value).text(">").end();
-    }
+    write_raw(*this, RFC1138::Sensitivity, answer(*note, &MimeONote::Get_Sensitivity));
 }
 
 void MimeSender::Generate_Received() {
-    char const * value = nullptr;
-    note->Get_Received(value);
-    write_encoded(*this, RFC822::Received, value);
+    write_encoded(*this, RFC822::Received, answer(*note, &MimeONote::Get_Received));
 }
 
 void MimeSender::Generate_Comments() {
-    char const * value = nullptr;
-    note->Get_Comments(value);
-    write_encoded(*this, RFC822::Comments, value);
+    write_encoded(*this, RFC822::Comments, answer(*note, &MimeONote::Get_Comments));
 }
 
-void MimeSender::Generate_Subject() { write_encoded(*this, RFC822::Subject, subject.get()); }
+void MimeSender::Generate_Return_Path() {
+    OwnedText const value = answer(*note, &MimeONote::Get_Return_Path);
+    if (value == nullptr) return;
+    bool const is_null_path = value[0] == '\0';
+    if (field_guard && !is_null_path && !vellum::is_address(value.get())) return;
+    FieldWriter(*this, RFC822::Return_Path).text(": <").raw(value.get()).text(">").end();
+}
+
+void MimeSender::Generate_Subject() { write_encoded(*this, RFC822::Subject, subject); }

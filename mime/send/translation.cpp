@@ -3,14 +3,22 @@
 
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
+#include "mime/send/field_guard.hpp"
+#include "mime/send/sender.hpp"
 
 #include <utility>
 
 namespace vellum {
 
-NLS_CharSet * set_in_use(NLS_CharSet * chosen, NLS_Translator_Factory * factories, bool in_header) {
+NLS_CharSet * set_in_use(MimeSender const & sender, bool in_header) {
+    auto const harmful = [&sender](NLS_CharSet const & set) {
+        return sender.field_guard && (set.name == nullptr || !is_token(set.name));
+    };
+    NLS_CharSet * const chosen = sender.character_set;
     bool const named = chosen->name != nullptr && chosen->name[0] != '\0';
-    return named ? chosen : NLS::BestFitCharSet(factories, in_header);
+    if (named && !harmful(*chosen)) return chosen;
+    NLS_CharSet * const best = NLS::BestFitCharSet(sender.factories, in_header);
+    return harmful(*best) ? &NLS::US_ASCII : best;
 }
 
 Translation::Translation(NLS_Translator & translator, std::string_view source,

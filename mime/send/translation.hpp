@@ -5,13 +5,14 @@
 
 class NLS_CharSet;
 class NLS_Translator;
-class NLS_Translator_Factory;
+struct MimeSender;
 
 namespace vellum {
 
-/// The set to write in: `chosen`, or if that has no name the one that fits the platform's code page
-/// best, for a header or for a body.
-NLS_CharSet * set_in_use(NLS_CharSet * chosen, NLS_Translator_Factory * factories, bool in_header);
+/// Returns the set to write in: the chosen set of `sender`, or if that has no name the set that
+/// fits the platform's code page best, for a header or for a body. With the field guard on, a set
+/// whose name is no token isn't used.
+NLS_CharSet * set_in_use(MimeSender const & sender, bool in_header);
 
 /// One text put through a translator. The result lives as long as this object, the source and the
 /// block.

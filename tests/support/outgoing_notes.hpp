@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -140,9 +141,12 @@ struct Part {
     std::vector<Address> from;
     std::vector<Address> to;
     std::vector<Address> cc;
+    std::optional<Address> notification; ///< Disposition-notification-to
     Text subject;
     Text message_id;
+    Text property; ///< the answer to GetProperty, whatever it is asked for
     std::vector<std::pair<std::string, std::string>> fields;
+    std::vector<std::pair<std::string, std::string>> last_fields; ///< sent from EndHeader
 
     Part & With(Text Part::*field, std::string value) {
         this->*field = std::move(value);
@@ -185,6 +189,9 @@ class DescribedNote : public OutputNote {
 public:
     explicit DescribedNote(Part message) : message_(std::move(message)) {}
 
+    /// All texts are given in one buffer, which each getter overwrites and frees.
+    bool one_buffer = false;
+
     void Rewind() override {
         OutputNote::Rewind();
         path_.clear();
@@ -203,6 +210,7 @@ protected:
         return 1;
     }
     void EndPart(MimeContext &) override { path_.pop_back(); }
+    void EndHeader(MimeContext &) override { SendAll(part().last_fields); }
 
     int BeginBody(MimeContext &, std::istream ** body) override {
         if (body == nullptr || !part().body) return 0;
@@ -228,6 +236,16 @@ protected:
         if (field == RFC822::To) return Next(part().to, name, address);
         return field == RFC822::cc && Next(part().cc, name, address);
     }
+    int Get_Disposition_notification_to(char const *& name, char const *& address) override {
+        Forget();
+        if (!part().notification) return 0;
+        Lend(part().notification->name, name);
+        Lend(part().notification->address, address);
+        return 1;
+    }
+    int GetProperty(char const *, char const *& value) override {
+        return Give(part().property, value);
+    }
     int Get_Subject(char const *& value) override { return Give(part().subject, value); }
     int Get_Message_Id(char const *& value) override { return Give(part().message_id, value); }
     int Get_Content_Id(char const *& value) override { return Give(part().content_id, value); }
@@ -239,8 +257,7 @@ protected:
     void PutXFields() override {
         if (path_.back().fields_sent) return;
         path_.back().fields_sent = true;
-        for (auto const & [name, value] : part().fields)
-            SendField(name.c_str(), value.c_str());
+        SendAll(part().fields);
     }
 
     /// The part in hand; the message when no part is (the last fragment asks for its id then).
@@ -254,22 +271,43 @@ private:
         std::unique_ptr<std::istringstream> body = nullptr;
     };
 
-    static int Give(Part::Text const & text, char const *& value) {
-        if (text) value = text->c_str();
+    void Forget() {
+        for (auto & text : lent_)
+            std::fill(text.begin(), text.end(), '#');
+        lent_.clear();
+    }
+    void Lend(Part::Text const & text, char const *& value) {
+        value = text ? Lent(*text) : nullptr;
+    }
+    char const * Lent(std::string const & text) {
+        if (!one_buffer) return text.c_str();
+        return lent_.emplace_back(text.c_str(), text.c_str() + text.size() + 1).data();
+    }
+    int Give(Part::Text const & text, char const *& value) {
+        Forget();
+        Lend(text, value);
         return text ? 1 : 0;
+    }
+    void SendAll(std::vector<std::pair<std::string, std::string>> const & fields) {
+        for (auto const & [name, value] : fields) {
+            Forget();
+            SendField(Lent(name), Lent(value));
+        }
     }
     int Next(std::vector<Part::Address> const & list, char const *& name, char const *& address) {
         if (entry_ == list.size()) {
             entry_ = 0;
             return 0;
         }
+        Forget();
         Part::Address const & entry = list[entry_++];
-        name = entry.name ? entry.name->c_str() : nullptr;
-        address = entry.address ? entry.address->c_str() : nullptr;
+        Lend(entry.name, name);
+        Lend(entry.address, address);
         return 1;
     }
 
     Part const message_;
+    std::list<std::vector<char>> lent_;
     std::vector<Level> path_;
     std::size_t entry_ = 0;
 };

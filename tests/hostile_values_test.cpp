@@ -1,0 +1,376 @@
+// tests/hostile_values_test.cpp - with the field guard on no value changes what readers see around
+// it
+//
+// Each hostile value is the answer to every getter of one message. Three readers (Python, our own,
+// and GMime where it is installed) bring what they see into an outline, which has to be that of the
+// same message with a harmless value, but for the values themselves and for what may be left out.
+#include "mime/nls/charset.hpp"
+#include "mime/note/incoming_note.hpp"
+#include "tests/support/files.hpp"
+#include "tests/support/outgoing_notes.hpp"
+#include "tests/support/texts.hpp"
+
+#include <gtest/gtest.h>
+#ifdef VELLUM_TEST_GMIME
+#include <gmime/gmime.h>
+#endif
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace vellum::test;
+
+// the values -----------------------------------------------------------------------
+
+std::string const harmless = "plain";
+
+/// Every sign that means something to a reader, in every surrounding.
+std::vector<std::string> hostile_values() {
+    std::vector<std::string> values;
+    std::string_view const signs[] = {",",
+                                      ";",
+                                      ":",
+                                      "<",
+                                      ">",
+                                      "\"",
+                                      "\\",
+                                      "(",
+                                      ")",
+                                      "[",
+                                      "]",
+                                      "@",
+                                      "/",
+                                      "=",
+                                      "?",
+                                      ".",
+                                      "*",
+                                      "'",
+                                      "--",
+                                      " ",
+                                      "\t",
+                                      "\r",
+                                      "\n",
+                                      "\r\n",
+                                      "\r\n ",
+                                      "\r\n\r\n",
+                                      "\n\n",
+                                      "\r\n \r\n",
+                                      "\x1B",
+                                      "\x0B",
+                                      "\x0C",
+                                      "\x1C",
+                                      "\x7F",
+                                      "\x80",
+                                      "\xE4",
+                                      "\xC2\x85",
+                                      "\xE2\x80\xA8",
+                                      "=?",
+                                      "?=",
+                                      "=0A",
+                                      "=?utf-8?Q?x?=",
+                                      "=?utf-8?Q?=0A?=",
+                                      "=?utf-8?Q?=22?=",
+                                      "=?utf-8?B?DQo=?=",
+                                      "=?utf-7?Q?+AAo-?=",
+                                      "=?x?Q?y?=",
+                                      "=?utf-8?Q?a_b?=\r\n =?utf-8?Q?c?=",
+                                      ""};
+    std::string_view const surroundings[] = {"{}",
+                                             "a{}b",
+                                             "evil@x{}",
+                                             "{} <evil@x>, {}",
+                                             "=?x?{} <evil@x>, {}=?x?=",
+                                             "a{}X-Injected: yes",
+                                             "\"{}\"",
+                                             "\"a{}b\"@x",
+                                             "a{}; evil=1",
+                                             "=?utf-8?Q?{}?=",
+                                             "a@{}",
+                                             "a{}\r\n b"};
+    for (std::string_view const sign : signs) {
+        for (std::string_view const surrounding : surroundings) {
+            std::string value(surrounding);
+            for (std::size_t at = 0; (at = value.find("{}", at)) != value.npos; at += sign.size())
+                value.replace(at, 2, sign);
+            values.push_back(value);
+        }
+    }
+    for (char const * boundary : {"outer", "oute", "outer--", "outer inner", "MIME MULTIPART BOUN"})
+        values.emplace_back(boundary);
+    return values;
+}
+
+/// A message that gives `value` wherever it can.
+Part message_of(std::string const & value) {
+    auto const fill = [&value](Part & part) {
+        part.last_fields = {{"X-Last", "end"}};
+        for (auto const field :
+             {&Part::content_id, &Part::description, &Part::file_name, &Part::disposition,
+              &Part::boundary, &Part::message_id, &Part::subject, &Part::property, &Part::subtype})
+            part.*field = value;
+    };
+    std::vector<Part::Address> const people = {{"First", "first@x.example"},
+                                               {value, "named@x.example"},
+                                               {"Address", value},
+                                               {{}, value},
+                                               {"Last", "last@x.example"}};
+    Part letter = text_part("four");
+    fill(letter);
+    letter.from = letter.to = people;
+    Part unknown = part_of(value, value, "two");
+    Part text = text_part("one");
+    Part inner = multipart("mixed", {text_part("three")});
+    for (Part * part : {&unknown, &text, &inner, &inner.parts[0]})
+        fill(*part);
+    Part message = multipart("mixed", {text, unknown, inner, message_part(letter)});
+    message.parts.push_back(multipart("mixed", {inner}).With(&Part::boundary, "outer"));
+    fill(message);
+    message.from = message.to = people;
+    message.notification = {value, value};
+    message.fields = {{"X-Test", value}};
+    return message;
+}
+
+std::string write(std::string const & value) {
+    DescribedNote note(message_of(value));
+    note.SetFieldGuard(1);
+    note.SetNetworkSplitSize(0);
+    note.SetTextEncoding(value.c_str());
+    return note.SendWhole();
+}
+
+// outlines -------------------------------------------------------------------------
+//
+// A line each: a key and words. "fields" and "params" may lack words of the harmless message;
+// addresses of the test are told from those that came of a value; types may have changed where they
+// were a value; all else is equal.
+
+bool is_subsequence(std::vector<std::string> const & part, std::vector<std::string> const & whole) {
+    auto at = whole.begin();
+    for (auto const & word : part) {
+        at = std::find(at, whole.end(), word);
+        if (at++ == whole.end()) return false;
+    }
+    return true;
+}
+
+/// Takes off the addresses that the test didn't give, and returns their number.
+std::ptrdiff_t take_strangers(std::vector<std::string> & addresses) {
+    auto const first = std::remove_if(addresses.begin(), addresses.end(), [](auto const & word) {
+        return !word.ends_with("@x.example") && word != "address";
+    });
+    std::ptrdiff_t const strangers = addresses.end() - first;
+    addresses.erase(first, addresses.end());
+    return strangers;
+}
+
+bool is_harmless_line(std::string const & line, std::string const & expected) {
+    auto words = split(line, ' ');
+    auto expected_words = split(expected, ' ');
+    if (words[0] != expected_words[0]) return false;
+    if (words[0] == "fields" || words[0] == "params") return is_subsequence(words, expected_words);
+    if (words[0] == "address") {
+        std::ptrdiff_t const strangers = take_strangers(words);
+        return strangers <= take_strangers(expected_words) && words == expected_words;
+    }
+    if (words[0] == "part") {
+        std::string const type = expected_words[1];
+        return type == harmless || words[1] == type;
+    }
+    return line == expected;
+}
+
+std::string difference(std::string const & outline, std::string const & expected) {
+    auto const lines = split(outline, '\n');
+    auto const expected_lines = split(expected, '\n');
+    for (std::size_t i = 0; i < std::min(lines.size(), expected_lines.size()); ++i) {
+        if (!is_harmless_line(lines[i], expected_lines[i]))
+            return lines[i] + "\ninstead of\n" + expected_lines[i];
+    }
+    return lines.size() == expected_lines.size() ? "" : "another number of lines\n" + outline;
+}
+
+void check(std::vector<std::string> const & values, std::vector<std::string> const & outlines) {
+    ASSERT_EQ(values.size(), outlines.size());
+    ASSERT_NE(outlines[0].find("body four"), std::string::npos) << outlines[0];
+    ASSERT_NE(outlines[0].find("first@x.example"), std::string::npos) << outlines[0];
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        EXPECT_EQ(difference(outlines[i], outlines[0]), "")
+            << testing::PrintToString(values[i]) << "\n"
+            << write(values[i]);
+        if (testing::Test::HasFailure()) return;
+    }
+}
+
+class HostileValues : public testing::Test {
+protected:
+    HostileValues() {
+        NLS::PlatformCodePage = 1252;
+        values.insert(values.begin(), harmless);
+    }
+    ~HostileValues() override { NLS::PlatformCodePage = code_page_; }
+
+    std::vector<std::string> values = hostile_values();
+
+private:
+    unsigned long const code_page_ = NLS::PlatformCodePage;
+};
+
+// the readers ----------------------------------------------------------------------
+
+TEST_F(HostileValues, Python) {
+    TemporaryDirectory const directory;
+    auto const name = [](std::size_t i, char const * end) { return std::to_string(i) + end; };
+    for (std::size_t i = 0; i < values.size(); ++i)
+        std::ofstream(directory / name(i, ".eml"), std::ios::binary) << write(values[i]);
+    std::string const path = directory / "";
+    ASSERT_EQ(std::system(("python3 hostile_values.py '" + path + "'").c_str()), 0);
+    std::vector<std::string> outlines;
+    for (std::size_t i = 0; i < values.size(); ++i)
+        outlines.push_back(content_of(directory / name(i, ".outline")));
+    check(values, outlines);
+}
+
+std::string as_word(std::string text) {
+    std::replace(text.begin(), text.end(), ' ', '_');
+    return text;
+}
+
+class OutlineNote : public MimeINote {
+public:
+    using MimeINote::MimeINote;
+    std::string outline;
+
+protected:
+    void BeginPart(MimeContext & context) override {
+        addresses_.clear();
+        outline += "part " + std::string(context.item->type) + "\n";
+    }
+    void Set_From(char const * field, char const *, char const *, char const * address) override {
+        if (address != nullptr) addresses_[field] += " " + as_word(address);
+    }
+    void Set_To(char const * field, char const * body, char const * name,
+                char const * address) override {
+        Set_From(field, body, name, address);
+    }
+    void SetProperty(char const * name, MimeString const & value) override {
+        if (name == std::string("X-Last")) outline += "last " + std::string(value.get_String());
+    }
+    void EndHeader(MimeContext &) override {
+        for (auto const & [field, list] : addresses_)
+            outline += "\naddress" + list;
+        outline += "\n";
+    }
+    void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
+        body_.str("");
+        if (data) *data = &body_;
+    }
+    void EndPart(MimeContext &) override { outline += "body " + body_.str() + "\n"; }
+
+private:
+    std::map<std::string, std::string> addresses_;
+    std::ostringstream body_;
+};
+
+TEST_F(HostileValues, OurOwnReader) {
+    std::vector<std::string> outlines;
+    for (auto const & value : values) {
+        std::istringstream in(write(value));
+        OutlineNote note(in);
+        EXPECT_EQ(note.Receive(), MimeINote::Receive_Complete);
+        outlines.push_back(note.outline);
+    }
+    check(values, outlines);
+}
+
+#ifdef VELLUM_TEST_GMIME
+template <class Object>
+using GObjectPointer =
+    std::unique_ptr<Object, decltype([](Object * object) { g_object_unref(object); })>;
+
+std::string parameters_of(GMimeParamList * list) {
+    std::string words = "params";
+    for (int i = 0; i < g_mime_param_list_length(list); ++i) {
+        GMimeParam * const parameter = g_mime_param_list_get_parameter_at(list, i);
+        words += std::string(" ") + g_mime_param_get_name(parameter);
+    }
+    return words + "\n";
+}
+
+std::string addresses_of(InternetAddressList * list) {
+    std::string words = "address";
+    for (int i = 0; list != nullptr && i < internet_address_list_length(list); ++i) {
+        InternetAddress * const entry = internet_address_list_get_address(list, i);
+        bool const is_mailbox = INTERNET_ADDRESS_IS_MAILBOX(entry);
+        auto * const mailbox = is_mailbox ? INTERNET_ADDRESS_MAILBOX(entry) : nullptr;
+        words += " " + (is_mailbox ? as_word(internet_address_mailbox_get_addr(mailbox)) : "group");
+    }
+    return words + "\n";
+}
+
+std::string outline_of(GMimeObject * part) {
+    std::string text = "fields";
+    GMimeHeaderList * const fields = g_mime_object_get_header_list(part);
+    for (int i = 0; i < g_mime_header_list_get_count(fields); ++i)
+        text +=
+            std::string(" ") + g_mime_header_get_name(g_mime_header_list_get_header_at(fields, i));
+    text += "\n";
+    GMimeContentType * const type = g_mime_object_get_content_type(part);
+    text += std::string("part ") + g_mime_content_type_get_media_type(type) + "\n" +
+            parameters_of(g_mime_content_type_get_parameters(type));
+    if (GMimeContentDisposition * const field = g_mime_object_get_content_disposition(part))
+        text += parameters_of(g_mime_content_disposition_get_parameters(field));
+    char const * const last = g_mime_object_get_header(part, "X-Last");
+    text += std::string("last ") + (last != nullptr ? last : "") + "\n";
+    if (GMIME_IS_MULTIPART(part)) {
+        for (int i = 0; i < g_mime_multipart_get_count(GMIME_MULTIPART(part)); ++i)
+            text += outline_of(g_mime_multipart_get_part(GMIME_MULTIPART(part), i));
+    } else if (GMIME_IS_MESSAGE_PART(part)) {
+        GMimeMessage * const message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(part));
+        if (message != nullptr)
+            text += addresses_of(g_mime_message_get_to(message)) +
+                    outline_of(g_mime_message_get_mime_part(message));
+    } else if (GMIME_IS_PART(part)) {
+        GObjectPointer<GMimeStream> const memory(g_mime_stream_mem_new());
+        g_mime_data_wrapper_write_to_stream(g_mime_part_get_content(GMIME_PART(part)),
+                                            memory.get());
+        GByteArray * const bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(memory.get()));
+        text += "body " + std::string(reinterpret_cast<char *>(bytes->data), bytes->len) + "\n";
+    }
+    return text;
+}
+
+TEST_F(HostileValues, GMime) {
+    g_mime_init();
+    std::vector<std::string> outlines;
+    for (auto const & value : values) {
+        std::string const sent = write(value);
+        GObjectPointer<GMimeStream> const stream(
+            g_mime_stream_mem_new_with_buffer(sent.data(), sent.size()));
+        GObjectPointer<GMimeParser> const parser(g_mime_parser_new_with_stream(stream.get()));
+        GObjectPointer<GMimeMessage> const message(
+            g_mime_parser_construct_message(parser.get(), nullptr));
+        ASSERT_NE(message, nullptr);
+        std::string text;
+        for (auto const kind : {GMIME_ADDRESS_TYPE_FROM, GMIME_ADDRESS_TYPE_TO})
+            text += addresses_of(g_mime_message_get_addresses(message.get(), kind));
+        outlines.push_back(text + outline_of(g_mime_message_get_mime_part(message.get())));
+    }
+    check(values, outlines);
+}
+#else
+TEST_F(HostileValues, GMime) { GTEST_SKIP() << "the build found no gmime-3.0"; }
+#endif
+
+} // namespace
