@@ -82,22 +82,22 @@ bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
     bool const is_text = !line_reader_->Boundary_is_a() && !is_blank_line(line());
     std::ostream * data = nullptr;
     RawStream raw(*this);
-    Begin_body(context, is_text ? previous_position : position, &data, raw);
+    begin_body(context, is_text ? previous_position : position, &data, raw);
     if (data == nullptr) {
-        For_each_text([this](std::string_view text) { Debug(text); });
+        For_each_text([this](std::string_view text) { copy_raw(text); });
     } else {
         if (!line_reader_->Boundary_is_a() && !is_text) {
-            Debug(line());
+            copy_raw(line());
             NewText_Body();
         }
-        Deliver(*data);
+        deliver(*data);
     }
-    End_body(context, previous_position, raw);
+    end_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
 /// Delivers the text from the current line on.
-void MimeReceiver::Deliver(std::ostream & data) {
+void MimeReceiver::deliver(std::ostream & data) {
     Block out_block;
     oSimpleStream out(out_block.data(), size_of(out_block), &data);
     Block stage_block;
@@ -107,17 +107,17 @@ void MimeReceiver::Deliver(std::ostream & data) {
     MIME_TransferDecoding_Engine decoder(MIME_TransferDecoding::Create(transfer_encoding));
     int const restriction = translator ? translator->Query_Buffering_Restrictions(body_charset) : 0;
     if (restriction == NLS_Translator::no_restriction) {
-        Deliver_lines(data, out, stage, decoder, translator.get());
+        deliver_lines(data, out, stage, decoder, translator.get());
     } else if (translator->Takes_Pieces(body_charset)) {
-        Deliver_pieces(out, stage, decoder, *translator);
+        deliver_pieces(out, stage, decoder, *translator);
     } else {
-        Deliver_stored(out, stage, decoder, *translator, restriction);
+        deliver_stored(out, stage, decoder, *translator, restriction);
     }
     out.flush();
 }
 
 /// The translator, if any, can take any piece.
-void MimeReceiver::Deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
+void MimeReceiver::deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
                                  MIME_TransferDecoding_Engine & decoder,
                                  NLS_Translator * translator) {
     std::optional<LineDecoder> lines;
@@ -143,12 +143,12 @@ void MimeReceiver::Deliver_lines(std::ostream & data, oSimpleStream & out, ioSim
         decoder->output = nullptr; // an unfinished group at the end of a body is dropped
         decoder.close();
     }
-    Drop_end_marker(out);
+    drop_end_marker(out);
 }
 
 /// Decodes the text onto the stage; calls `full` behind each step.
 template <typename Full>
-void MimeReceiver::Decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder,
+void MimeReceiver::decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder,
                               Full full) {
     std::optional<LineDecoder> lines;
     if (!!decoder) lines.emplace(*decoder);
@@ -161,15 +161,15 @@ void MimeReceiver::Decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engi
         full();
     });
     if (!!decoder) decoder.close(); // what it held back goes to the stage
-    Drop_end_marker(stage);
+    drop_end_marker(stage);
     stage.rewind();
 }
 
 /// The translator can't take the body line by line, but in pieces that end anywhere.
-void MimeReceiver::Deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
+void MimeReceiver::deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
                                   MIME_TransferDecoding_Engine & decoder,
                                   NLS_Translator & translator) {
-    Decode_all(stage, decoder, [&] {
+    decode_all(stage, decoder, [&] {
         if (stage.oBufCnt() < vellum::translation_piece) return;
         char const last = static_cast<char>(*(stage.oPutPtr(0) - 1)); // it may be the end marker
         stage.oPutPtr(-1);
@@ -182,10 +182,10 @@ void MimeReceiver::Deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
 }
 
 /// The translator has to have the whole body, or pieces of a certain kind.
-void MimeReceiver::Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
+void MimeReceiver::deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
                                   MIME_TransferDecoding_Engine & decoder,
                                   NLS_Translator & translator, int restriction) {
-    Decode_all(stage, decoder, [] {});
+    decode_all(stage, decoder, [] {});
     if (restriction != NLS_Translator::double_byte && restriction != NLS_Translator::shift_states) {
         translator.CharSet_to_CodePage(&stage, &out);
         return;
@@ -202,7 +202,7 @@ void MimeReceiver::Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
 }
 
 /// Text files of some systems end in 0x1A, which is no part of their text.
-void MimeReceiver::Drop_end_marker(oSimpleStream & out) const {
+void MimeReceiver::drop_end_marker(oSimpleStream & out) const {
     constexpr unsigned char end_marker = 0x1A;
     bool const is_plain_text = type == RFC1521::text && subtype == RFC1521::plain &&
                                body_charset != nullptr && body_charset->is_SingleByte();

@@ -34,12 +34,11 @@ std::string_view trimmed(std::string_view line) {
 
 } // namespace
 
-bool FieldList::split(char * line) {
-    char * p = pass_LWSP(line);
-    char * const begin = p;
+bool FieldList::split(char * text) {
+    char * p = line = pass_LWSP(text);
     while (*p != ':' && !ascii::is_blank(*p) && !ascii::is_control(*p))
         ++p;
-    name = p > begin ? Substring{begin, p, '\0'} : Substring{};
+    name = p > line ? Substring{line, p, '\0'} : Substring{};
     p = pass_LWSP(p);
     if (*p != ':') return false;
     ++p;

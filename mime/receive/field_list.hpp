@@ -28,11 +28,12 @@ struct Substring {
 /// One header field, in a line that a FieldQueue holds.
 struct FieldList {
     Substring name;        ///< As the message spells it; null for a line that begins with a colon.
+    char * line = nullptr; ///< From the name, or the colon if there is no name, to its NUL.
     char * body = nullptr; ///< First byte of the body, a C string that its parser edits.
 
-    /// Finds name and body in the NUL-terminated line. False if the line is no field (RFC 822 3.2).
+    /// Finds name and body in the NUL-terminated text. False if it is no field (RFC 822 3.2).
     /// White space and comments may stand in front of the name and of the colon.
-    bool split(char * line);
+    bool split(char * text);
     /// Whether the name is `token`.
     bool is(char const * token) const;
     /// Reports the field: through the parser of its name, or as SetProperty with its encoded words

@@ -21,7 +21,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <ostream>
 #include <utility>
 
@@ -47,16 +46,6 @@ bool is_of_enclosed(FieldList const & field) {
                        [&](char const * name) { return field.is(name); });
 }
 
-/// The field's line from its name, or its colon if it has no name, to its end.
-std::string_view line_of(FieldList const & field) {
-    char const * begin = field.name.begin;
-    if (begin == nullptr) {
-        for (begin = field.body - 1; *begin != ':';)
-            --begin;
-    }
-    return {begin, static_cast<std::size_t>(field.body + std::strlen(field.body) - begin)};
-}
-
 char const * eol_of(int length) { return length == 1 ? "\n" : "\r\n"; }
 
 /// True if there were any to write.
@@ -64,7 +53,7 @@ bool write_fields(ScratchFile & file, FieldQueue & fields, bool of_enclosed, int
     bool has_any = false;
     for (FieldList field; fields.take(field);) {
         if (is_of_enclosed(field) != of_enclosed) continue;
-        file.write(line_of(field));
+        file.write(field.line);
         file.write(eol_of(eol_length));
         has_any = true;
     }

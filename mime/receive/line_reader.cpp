@@ -101,16 +101,16 @@ std::size_t MimeLine::piece_size() const {
 // Header lines ---------------------------------------------------------------
 
 /// The first byte of the next line, be it read ahead or still in the input; or -1.
-int MimeLine::Peek_Line() {
+int MimeLine::peek_line() {
     if (pending == 0) return Peek();
     return vellum::ascii::byte(saved_at_ == pending && is_saved_ ? saved
                                                                  : buffer_->data()[pending]);
 }
 
 /// Puts the next line at the buffer's end, or, if it was read ahead, alone into the buffer.
-long long MimeLine::Next_Physical_Line() {
+long long MimeLine::next_physical_line() {
     if (pending == 0) return Read_to_LF(-1);
-    Restore_Saved();
+    restore_saved();
     buffer_->drop_front(pending);
     pending = 0;
     boundary_next = Boundary_Not;
@@ -119,7 +119,7 @@ long long MimeLine::Next_Physical_Line() {
 }
 
 long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first) {
-    int const c = Peek_Line();
+    int const c = peek_line();
     atEnd = c == -1;
     if (!first && (c == '\r' || c == '\n' || c == -1)) {
         if (lf_lines > crlf_lines && levels_->top() != nullptr) levels_->top()->eol = "\n";
@@ -131,7 +131,7 @@ long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool
     }
     long long total = 0;
     for (bool folded = true; folded;) {
-        long long const taken = Next_Physical_Line();
+        long long const taken = next_physical_line();
         if (taken == 0) break;
         total += taken;
         ++lines;
@@ -139,16 +139,16 @@ long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool
         if (owner_ != nullptr && owner_->debug != nullptr) {
             owner_->debug->write(text.data() + text.size() - taken, taken);
         }
-        if (text.back() == '\n') folded = Unfold();
+        if (text.back() == '\n') folded = unfold();
     }
     *line_begin_ = buffer_->data();
     *line_end_ = buffer_->data() + buffer_->length();
     return total;
 }
 
-/// The buffer ends in a line end, which goes if the next line begins with SP or HT. Gives whether
+/// The buffer ends in a line end, which goes if the next line begins with SP or HT. Returns whether
 /// it does.
-bool MimeLine::Unfold() {
+bool MimeLine::unfold() {
     std::string_view const text = buffer_->view();
     bool const is_crlf = text.size() >= 2 && text[text.size() - 2] == '\r';
     ++(is_crlf ? crlf_lines : lf_lines);
@@ -179,7 +179,7 @@ long long MimeLine::read_body(unsigned long long & lines, bool & atEnd, std::siz
     boundary_previous = boundary_current;
     boundary_current = boundary_next;
     boundary_next = Boundary_Not;
-    long long length = Start_Body_Line(lines, most);
+    long long length = start_body_line(lines, most);
     vellum::BoundaryItem const * const top = levels_->top();
     if (boundary_previous == Boundary_Close && boundary_current == Boundary_Not && top != nullptr) {
         // The line end in front of this line has gone with the closing delimiter before it.
@@ -189,20 +189,20 @@ long long MimeLine::read_body(unsigned long long & lines, bool & atEnd, std::siz
         at_end_flag = true;
     } else if (buffer_->view().back() == '\n') {
         ++lines;
-        length = Look_Ahead(length, lines, most);
+        length = look_ahead(length, lines, most);
     }
-    Hand_Out(static_cast<std::size_t>(length));
+    hand_out(static_cast<std::size_t>(length));
     atEnd = at_end_flag;
     return length;
 }
 
 /// Puts the line, read ahead or not, alone into the buffer.
-long long MimeLine::Start_Body_Line(unsigned long long & lines, std::size_t most) {
+long long MimeLine::start_body_line(unsigned long long & lines, std::size_t most) {
     if (pending == 0) {
         is_saved_ = false;
         buffer_->truncate(0);
     } else {
-        Restore_Saved();
+        restore_saved();
         buffer_->drop_front(pending); // so that a run of lines like "-x" never piles up
         pending = 0;
         if (boundary_current != Boundary_Not) ++lines;
@@ -212,8 +212,8 @@ long long MimeLine::Start_Body_Line(unsigned long long & lines, std::size_t most
 }
 
 /// Reads the next line too if it may be a delimiter. If it is one, the current line gives its line
-/// end up to it; an empty line becomes one with it. Gives the current line's length.
-long long MimeLine::Look_Ahead(long long length, unsigned long long & lines, std::size_t most) {
+/// end up to it; an empty line becomes one with it. Returns the current line's length.
+long long MimeLine::look_ahead(long long length, unsigned long long & lines, std::size_t most) {
     vellum::BoundaryItem const * const top = levels_->top();
     if (boundary_current != Boundary_Not || top == nullptr || Peek() != '-') return length;
     auto const line_length = static_cast<std::size_t>(length);
@@ -236,7 +236,7 @@ long long MimeLine::Look_Ahead(long long length, unsigned long long & lines, std
     return static_cast<long long>(pending);
 }
 
-void MimeLine::Hand_Out(std::size_t length) {
+void MimeLine::hand_out(std::size_t length) {
     char * const data = buffer_->data();
     *line_begin_ = data;
     *line_end_ = data + length;
@@ -246,7 +246,7 @@ void MimeLine::Hand_Out(std::size_t length) {
     data[length] = '\0';
 }
 
-void MimeLine::Restore_Saved() {
+void MimeLine::restore_saved() {
     if (is_saved_) buffer_->data()[saved_at_] = saved;
     is_saved_ = false;
 }
@@ -256,7 +256,7 @@ void MimeLine::Restore_Saved() {
 std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
     if (pending != 0 || boundary_current != Boundary_Not || at_end_flag || exhausted_) return {};
     std::string_view block = Window();
-    block = block.substr(0, Text_Length(block.substr(0, vellum::text_block)));
+    block = block.substr(0, text_length(block.substr(0, vellum::text_block)));
     if (block.empty()) return {};
     lines += count_lf(block);
     Take(block.size());
@@ -267,7 +267,7 @@ std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
 /// ends: each is followed, within the window, by a line that can't be a delimiter. Of a line that
 /// doesn't end in the window, and is large enough to be worth a call, it is all but a CR at its
 /// end.
-std::size_t MimeLine::Text_Length(std::string_view window) const {
+std::size_t MimeLine::text_length(std::string_view window) const {
     if (window.empty()) return 0;
     vellum::BoundaryItem const * const top = levels_->top();
     std::string_view const text = top != nullptr ? top->text : std::string_view();

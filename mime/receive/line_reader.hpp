@@ -51,14 +51,14 @@ public:
     /// end of the input.
     virtual long long Read_to_LF(long long offset);
 
-    /// The next header line, unfolded, with its last line end. Gives the count of input bytes that
-    /// it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it is
-    /// the `first`, and at the end of the input. Adds the lines read to `lines`.
+    /// The next header line, unfolded, with its last line end. Returns the count of input bytes
+    /// that it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it
+    /// is the `first`, and at the end of the input. Adds the lines read to `lines`.
     long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
-    /// Gives back the memory of a header line that was very long. There is no current line then.
+    /// Releases the memory of a header line that was very long. There is no current line then.
     void Forget_Head();
     /// The next body line, with its line end; a delimiter together with the line end in front of
-    /// it, and the line before without. Gives its length, 0 at the end of the input.
+    /// it, and the line before without. Returns its length, 0 at the end of the input.
     long long ReadLine_Body(unsigned long long & lines, bool & atEnd);
     /// The same, but a line of more than 16 KB that can't be a delimiter may come in pieces, of
     /// which the last has the line end.
@@ -91,17 +91,17 @@ protected:
     virtual void Take(std::size_t count) = 0;
 
 private:
-    int Peek_Line();
-    long long Next_Physical_Line();
-    bool Unfold();
+    int peek_line();
+    long long next_physical_line();
+    bool unfold();
     long long read_body(unsigned long long & lines, bool & atEnd, std::size_t most);
-    long long Start_Body_Line(unsigned long long & lines, std::size_t most);
-    long long Look_Ahead(long long length, unsigned long long & lines, std::size_t most);
+    long long start_body_line(unsigned long long & lines, std::size_t most);
+    long long look_ahead(long long length, unsigned long long & lines, std::size_t most);
     void gather(std::size_t start, std::size_t most);
     std::size_t piece_size() const;
-    void Hand_Out(std::size_t length);
-    void Restore_Saved();
-    std::size_t Text_Length(std::string_view window) const;
+    void hand_out(std::size_t length);
+    void restore_saved();
+    std::size_t text_length(std::string_view window) const;
 
     MimeReceiver * owner_;
     std::unique_ptr<vellum::LineBuffer> buffer_;

@@ -33,8 +33,8 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     body_charset = nullptr;
     long long const start = position;
     FieldQueue fields;
-    Read_header(false, fields); // a message/partial here is no fragment, but data
-    long long const header_end = End_of_header();
+    read_header(false, fields); // a message/partial here is no fragment, but data
+    long long const header_end = end_of_header();
 
     bool const has_type = type != nullptr;
     if (!has_type && is_digest(parent)) {
@@ -45,42 +45,42 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
         subtype = RFC1521::plain;
         body_charset = &NLS::US_ASCII;
     }
-    Count_part();
-    Settle_depth();
+    count_part();
+    settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(message_depth, multipart_depth, atomic_count, part_count, &item, &parent);
-    Begin_part(context, start);
+    begin_part(context, start);
     // The level has to be there before the parser of Content-Type gives the top one its delimiter.
-    bool const owns_level = Is_multipart() && !is_too_deep_;
+    bool const owns_level = is_multipart() && !is_too_deep_;
     if (owns_level) line_reader_->Boundary_Push();
-    Report_URL();
-    Dispatch_all(fields, context, has_type, owns_level);
+    report_url();
+    dispatch_all(fields, context, has_type, owns_level);
     if (transfer_encoding == nullptr) {
         transfer_encoding = encoding != nullptr ? encoding : RFC1521::ASCII_7bit;
     }
     context.exact.header_end = header_end;
-    Call(&MimeINote::EndHeader, context);
+    call(&MimeINote::EndHeader, context);
 
     bool const more = Get_message_body(context);
     context.exact.part_end = previous_position;
-    Call(&MimeINote::EndPart, context);
+    call(&MimeINote::EndPart, context);
     return more;
 }
 
 /// Type and subtype are those that the parsers of the header have left, not those of the first
 /// pass.
 bool MimeReceiver::Get_message_body(MimeContext & context) {
-    bool const is_opened = Is_container() && !is_too_deep_ && nesting_ < nesting_limit_;
+    bool const is_opened = is_container() && !is_too_deep_ && nesting_ < nesting_limit_;
     if (!is_opened) return Get_message_body__Data(context);
     ++nesting_;
     bool const more =
-        Is_multipart() ? Get_message_body__MultiPart(context) : Get_message_body__Message(context);
+        is_multipart() ? Get_message_body__MultiPart(context) : Get_message_body__Message(context);
     --nesting_;
     return more;
 }
 
 /// Where a data stream can't be had, `data` is null.
-void MimeReceiver::Begin_body(MimeContext & context, long long start, std::ostream ** data,
+void MimeReceiver::begin_body(MimeContext & context, long long start, std::ostream ** data,
                               RawStream & raw) {
     context.exact.body_start = start;
     context.exact.body_start_line = static_cast<long long>(line_count);
@@ -89,45 +89,45 @@ void MimeReceiver::Begin_body(MimeContext & context, long long start, std::ostre
     raw.begin();
 }
 
-void MimeReceiver::End_body(MimeContext & context, long long end, RawStream & raw) {
+void MimeReceiver::end_body(MimeContext & context, long long end, RawStream & raw) {
     context.exact.body_end = end;
     // The delimiter line that was read has counted for two: itself and the line end before it.
     context.exact.body_end_line = static_cast<long long>(line_count) - (at_end ? 0 : 2);
-    Call(&MimeINote::EndBody, context);
+    call(&MimeINote::EndBody, context);
     raw.end();
 }
 
 bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
-    long long const start = End_of_header();
-    auto const to_debug = [this](std::string_view text) { Debug(text); };
-    Debug("\r\n");
+    long long const start = end_of_header();
+    auto const to_debug = [this](std::string_view text) { copy_raw(text); };
+    copy_raw("\r\n");
     NewLine_Body();
     For_each_text(to_debug); // the preamble
-    Debug(line());
+    copy_raw(line());
     RawStream raw(*this);
-    Begin_body(context, start, nullptr, raw);
+    begin_body(context, start, nullptr, raw);
 
     while (!line_reader_->Boundary_is_2()) {
         Get_message_part(context.message_depth, context.multipart_depth + 1, *context.item,
                          nullptr);
-        Debug(line());
+        copy_raw(line());
     }
     line_reader_->Boundary_Pop(); // from here on the enclosing multipart's delimiters are seen
     NewLine_Body();
     For_each_text(to_debug); // the epilogue
-    End_body(context, position, raw);
+    end_body(context, position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
 bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
     NewLine_Body(); // the blank line behind the header
     RawStream raw(*this);
-    Begin_body(context, position, nullptr, raw);
-    Debug(line());
+    begin_body(context, position, nullptr, raw);
+    copy_raw(line());
     // No new level: the delimiters of the enclosing multipart end the message wherever they occur.
     if (!line_reader_->Boundary_is_a()) {
         Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);
     }
-    End_body(context, previous_position, raw);
+    end_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();
 }

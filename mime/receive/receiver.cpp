@@ -73,15 +73,15 @@ bool MimeReceiver::NewLine_Head(bool first) {
 }
 
 bool MimeReceiver::NewLine_Body() {
-    return Count_body(line_reader_->ReadLine_Body(line_count, at_end));
+    return count_body(line_reader_->ReadLine_Body(line_count, at_end));
 }
 
 /// The same, but a long line may come in pieces.
 bool MimeReceiver::NewText_Body() {
-    return Count_body(line_reader_->ReadText_Body(line_count, at_end));
+    return count_body(line_reader_->ReadText_Body(line_count, at_end));
 }
 
-bool MimeReceiver::Count_body(long long taken) {
+bool MimeReceiver::count_body(long long taken) {
     previous_position = position;
     position += taken;
     return taken > 0;
@@ -98,7 +98,7 @@ std::string_view MimeReceiver::line() const {
     return {line_begin, static_cast<std::size_t>(line_end - line_begin)};
 }
 
-void MimeReceiver::Debug(std::string_view text) {
+void MimeReceiver::copy_raw(std::string_view text) {
     if (debug != nullptr) debug->write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
@@ -106,7 +106,7 @@ void MimeReceiver::Debug(std::string_view text) {
 
 /// The first pass: collects the fields up to the blank line, and looks only at what decides on the
 /// part's kind. True if the type is message/partial.
-bool MimeReceiver::Read_header(bool first, FieldQueue & fields) {
+bool MimeReceiver::read_header(bool first, FieldQueue & fields) {
     bool is_fragment = false;
     FieldList field;
     for (bool more = NewLine_Head(first); more; more = NewLine_Head(false)) {
@@ -124,7 +124,7 @@ bool MimeReceiver::Read_header(bool first, FieldQueue & fields) {
 
 /// The second pass: reports the fields in arrival order. `owns_level`: the top boundary level is
 /// that of this part.
-void MimeReceiver::Dispatch_all(FieldQueue & fields, MimeContext & context, bool has_type,
+void MimeReceiver::dispatch_all(FieldQueue & fields, MimeContext & context, bool has_type,
                                 bool owns_level) {
     struct Scope {
         HeaderRun & run;
@@ -135,7 +135,7 @@ void MimeReceiver::Dispatch_all(FieldQueue & fields, MimeContext & context, bool
         field.Dispatch(this);
     // A further Content-Type may have made it no multipart: what follows is data to its end, and
     // the first one's delimiter mustn't cut it off.
-    if (owns_level && !Is_multipart()) line_reader_->Boundary_Init(nullptr);
+    if (owns_level && !is_multipart()) line_reader_->Boundary_Init(nullptr);
     if (!has_type) note->Set_Content_Type("", type, subtype);
 }
 
@@ -146,39 +146,39 @@ void MimeReceiver::Boundary_Init(char const * boundary) {
 }
 
 /// The blank line that ends the header has not been read yet: the body's walk begins with it.
-long long MimeReceiver::End_of_header() const {
+long long MimeReceiver::end_of_header() const {
     return position + line_reader_->Boundary_EOL_Length();
 }
 
-bool MimeReceiver::Is_multipart() const { return type == RFC1521::multipart; }
+bool MimeReceiver::is_multipart() const { return type == RFC1521::multipart; }
 
 /// A part that encloses others: the kinds that the nesting limit counts.
-bool MimeReceiver::Is_container() const {
-    return Is_multipart() || (type == RFC1521::message && subtype == RFC1521::RFC822);
+bool MimeReceiver::is_container() const {
+    return is_multipart() || (type == RFC1521::message && subtype == RFC1521::RFC822);
 }
 
 /// The numbers of a message with more parts than an int can count stay at the last one.
-void MimeReceiver::Count_part() {
+void MimeReceiver::count_part() {
     auto const count = [](int & number) { number += number < std::numeric_limits<int>::max(); };
     count(part_count);
-    if (!Is_multipart() && type != RFC1521::message) count(atomic_count);
+    if (!is_multipart() && type != RFC1521::message) count(atomic_count);
 }
 
 /// Whether the part whose header was read lies too deep to be opened.
-void MimeReceiver::Settle_depth() { is_too_deep_ = Is_container() && nesting_ >= nesting_limit_; }
+void MimeReceiver::settle_depth() { is_too_deep_ = is_container() && nesting_ >= nesting_limit_; }
 
-void MimeReceiver::Call(void (MimeINote::*operation)(MimeContext &), MimeContext & context) {
+void MimeReceiver::call(void (MimeINote::*operation)(MimeContext &), MimeContext & context) {
     vellum::mirror_positions(context);
     (note->*operation)(context);
 }
 
-void MimeReceiver::Begin_part(MimeContext & context, long long start) {
+void MimeReceiver::begin_part(MimeContext & context, long long start) {
     context.exact.part_start = context.exact.header_start = start;
-    Call(&MimeINote::BeginPart, context);
-    Call(&MimeINote::BeginHeader, context);
+    call(&MimeINote::BeginPart, context);
+    call(&MimeINote::BeginHeader, context);
 }
 
-void MimeReceiver::Report_URL() {
+void MimeReceiver::report_url() {
     if (!url) return;
     std::string const text = *std::exchange(url, std::nullopt);
     note->Set_URL(text.c_str());
@@ -206,8 +206,8 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     long long const start = position;
     line_reader_->Boundary_Push();
     FieldQueue fields;
-    bool const is_fragment = Read_header(true, fields);
-    long long const header_end = End_of_header();
+    bool const is_fragment = read_header(true, fields);
+    long long const header_end = end_of_header();
     if (is_fragment) {
         if (auto const result = Get_fragment(fields, parent)) {
             if (debug != nullptr) debug->flush();
@@ -220,19 +220,19 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
         type = RFC1521::text;
         subtype = RFC1521::plain;
     }
-    Count_part();
-    Settle_depth();
+    count_part();
+    settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
-    Begin_part(context, start);
-    Report_URL();
-    Dispatch_all(fields, context, has_type, true);
+    begin_part(context, start);
+    report_url();
+    dispatch_all(fields, context, has_type, true);
     context.exact.header_end = header_end;
-    Call(&MimeINote::EndHeader, context);
+    call(&MimeINote::EndHeader, context);
 
     if (!headers_only) Get_message_body(context);
     context.exact.part_end = position;
-    Call(&MimeINote::EndPart, context);
+    call(&MimeINote::EndPart, context);
     if (debug != nullptr) debug->flush();
     return headers_only ? MimeINote::Receive_Not_Finished : MimeINote::Receive_Complete;
 }

@@ -68,27 +68,27 @@ private:
     bool NewLine_Head(bool first);
     bool NewLine_Body();
     bool NewText_Body();
-    bool Count_body(long long taken);
+    bool count_body(long long taken);
     std::string_view NewLines_Body();
     std::string_view line() const;
-    void Debug(std::string_view text);
+    void copy_raw(std::string_view text);
     template <typename Take>
     void For_each_text(Take take);
 
     // Headers
-    bool Read_header(bool first, vellum::FieldQueue & fields);
-    void Dispatch_all(vellum::FieldQueue & fields, MimeContext & context, bool has_type,
+    bool read_header(bool first, vellum::FieldQueue & fields);
+    void dispatch_all(vellum::FieldQueue & fields, MimeContext & context, bool has_type,
                       bool owns_level);
-    long long End_of_header() const;
+    long long end_of_header() const;
     bool Query_Content_Type(char const * body);
     void Query_Content_Disposition(char const * body);
-    void Count_part();
-    void Settle_depth();
-    void Call(void (MimeINote::*operation)(MimeContext &), MimeContext & context);
-    void Begin_part(MimeContext & context, long long start);
-    bool Is_container() const;
-    bool Is_multipart() const;
-    void Report_URL();
+    void count_part();
+    void settle_depth();
+    void call(void (MimeINote::*operation)(MimeContext &), MimeContext & context);
+    void begin_part(MimeContext & context, long long start);
+    bool is_container() const;
+    bool is_multipart() const;
+    void report_url();
 
     // Fragments
     std::optional<MimeINote::ReceiveResult> Get_fragment(vellum::FieldQueue & fields,
@@ -99,28 +99,28 @@ private:
     MimeINote::ReceiveResult Receive_joined(vellum::CompleteSet const & set,
                                             MimeContextItem & parent);
 
-    // The walk. Each gives true if there is more to read at this level.
+    // The walk. Each returns true if there is more to read at this level.
     bool Get_message_part(int message_depth, int multipart_depth, MimeContextItem & parent,
                           char const * encoding);
     bool Get_message_body(MimeContext & context);
     bool Get_message_body__MultiPart(MimeContext & context);
     bool Get_message_body__Message(MimeContext & context);
     bool Get_message_body__Data(MimeContext & context);
-    void Begin_body(MimeContext & context, long long start, std::ostream ** data, RawStream & raw);
-    void End_body(MimeContext & context, long long end, RawStream & raw);
+    void begin_body(MimeContext & context, long long start, std::ostream ** data, RawStream & raw);
+    void end_body(MimeContext & context, long long end, RawStream & raw);
 
     // Data
-    void Deliver(std::ostream & data);
-    void Deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
+    void deliver(std::ostream & data);
+    void deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
                        MIME_TransferDecoding_Engine & decoder, NLS_Translator * translator);
     template <typename Full>
-    void Decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder, Full full);
-    void Deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
+    void decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder, Full full);
+    void deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
                         MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator);
-    void Deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
+    void deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
                         MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator,
                         int restriction);
-    void Drop_end_marker(oSimpleStream & out) const;
+    void drop_end_marker(oSimpleStream & out) const;
 
     void Boundary_Init(char const * boundary) override;
 
