@@ -68,6 +68,25 @@ TEST_F(DamagedIndex, IsMadeAnewAfterAnyFlippedByte) {
     }
 }
 
+/// As `cp -a` brings it back: into the same file, with the times.
+TEST_F(DamagedIndex, IsNotTrustedWhenAnOlderOneCameBackWithItsTime) {
+    StoreDirectory const store;
+    for (int number = 1; number <= 4; ++number) {
+        Sample const older{"older", 5};
+        receive(store.prefix(), older.fragment(5));
+        std::string const index = store.read(index_name);
+        struct stat status {};
+        stat(store.path(index_name).c_str(), &status);
+        Sample const sample{"sample " + std::to_string(number), 2};
+        ASSERT_EQ(receive(store.prefix(), sample.fragment(2)).result,
+                  MimeINote::Receive_Fragment_Stored);
+        store.write(index_name, index);
+        timespec const times[] = {status.st_atim, status.st_mtim};
+        utimensat(AT_FDCWD, store.path(index_name).c_str(), times, 0);
+        ASSERT_TRUE(receive(store.prefix(), sample.fragment(1)).is(sample)) << number;
+    }
+}
+
 TEST_F(DamagedIndex, IsMadeAnewFromTheFragments) {
     add_foreign("Msg00009.001", "\x80 0 1 1");                // no whole label
     add_foreign("Msg00009.002", "\x80 0 3 3 message 0\r\nx"); // not what its name says

@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
+#include <ctime>
 #include <fcntl.h>
 #include <numeric>
 #include <sys/stat.h>
@@ -165,10 +167,8 @@ TEST(PartialSet, TakesOnlyItsOwnNumbers) {
         {"beyond its own total takes none", {{3, 2}, {1, 0}, {2, 0}, {3, 3}}, "SSSC123", ""},
         {"beyond the others' total", {{1, 2}, {4, 0}, {2, 2}}, "SSC12", "004"},
         {"a larger total takes it in", {{1, 2}, {3, 3}, {2, 0}}, "SSC123", ""},
-        {"the extremes",
-         {{most, most}, {-most - 1, -most - 1}, {1, 2}, {2, 2}},
-         "SSSC12",
-         "000 FFF"},
+        {"a smaller total than another's", {{3, 3}, {2, 0}, {1, 2}, {2, 3}}, "SSSC123", ""},
+        {"the extremes", {{most, 0}, {-most - 1, -most - 1}, {1, 2}, {2, 2}}, "SSSC12", "000 FFF"},
         {"one name for two numbers", {{1, 0}, {4097, 0}, {2, 2}}, "SOC12", ""},
     };
     for (NumberCase const & row : cases) {
@@ -405,18 +405,104 @@ TEST(PartialStore, DeliversWhatItCannotStoreAsItStands) {
     }
 }
 
+struct LimitCase {
+    char const * name;
+    long long bytes, messages, seconds;
+    char const * left; // of messages 1 to 4 with fragment 2, the third a day old, and a complete 5
+};
+
+TEST(PartialStore, RemovesTheOldestIncompleteSetsBeyondItsLimits) {
+    constexpr long long day = 86400;
+    LimitCase const cases[] = {
+        {"none", 0, 0, 0, "1 2 3 4 5 5 "},
+        {"of no effect", 1 << 20, 4, 2 * day, "1 2 3 4 5 5 "},
+        {"messages", 0, 2, 0, "3 4 5 5 "},
+        {"seconds", 0, 0, day / 2, "1 2 4 5 5 "},
+        {"bytes", 70, 0, 0, "3 4 5 5 "},
+        {"a set too large", 30, 0, 0, "1 2 3 5 5 "},
+        {"all of them", 60, 2, 100, "4 5 5 "},
+        {"below 0", -1, -1, -1, "1 2 3 4 5 5 "},
+    };
+    for (LimitCase const & row : cases) {
+        StoreDirectory const store;
+        auto const sample = [](int i) { return Sample{"id" + std::to_string(i), 2}; };
+        auto const feed = [&](int i, int number, auto const & set_up) {
+            return receive(store.prefix(), sample(i).fragment(number), set_up);
+        };
+        auto const plain = [](FragmentNote &) {};
+        for (int i = 1; i <= 3; ++i)
+            feed(i, 2, plain);
+        auto const name = [](int i) { return "Msg0000" + std::to_string(i) + ".00"; };
+        timespec const old[] = {{0, 0}, {::time(nullptr) - day, 0}};
+        utimensat(AT_FDCWD, store.path(name(3) + '2').c_str(), old, 0);
+        // A complete set whose delivery didn't end is not removed.
+        feed(5, 1, plain);
+        auto const throws = [](FragmentNote & note) { note.on_begin = [] { throw 1; }; };
+        EXPECT_THROW(feed(5, 2, throws), int);
+        Received const got = feed(4, 2, [&](FragmentNote & note) {
+            note.SetPartialLimits(row.bytes, row.messages, row.seconds);
+        });
+        EXPECT_EQ(got.result == stored, row.bytes != 30) << row.name;
+        std::string left;
+        for (auto const & [file, text] : store.files())
+            if (file != "MailPart.Ndx") left += text.substr(text.find("id") + 2, 1) + ' ';
+        std::sort(left.begin(), left.end());
+        std::string expected = row.left;
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(left, expected) << row.name;
+    }
+}
+
+int refuse_directory(char const * call) {
+    return std::string_view(call) == "lock_directory" ? EACCES : 0;
+}
+
+TEST(PartialStore, AcknowledgesNothingWithoutALock) {
+    StoreDirectory const store;
+    Sample const sample{"i", 2};
+    receive(store.prefix(), sample.fragment(1));
+    StoreDirectory::Files const before = store.files();
+    TraceCount const traced(8);
+    platform::set_file_probe(refuse_directory);
+    for (int const number : {1, 2}) {
+        Received const got = receive(store.prefix(), sample.fragment(number));
+        EXPECT_EQ(got.result, not_finished);
+        EXPECT_EQ(got.messages, 0);
+    }
+    platform::set_file_probe(nullptr);
+    EXPECT_EQ(traced.count, 2);
+    EXPECT_EQ(store.files(), before);
+    EXPECT_TRUE(receive(store.prefix(), sample.fragment(2)).is(sample));
+}
+
 TEST(PartialStore, TakesIdsOfAnyBytes) {
     std::string all;
     for (int c = 0; c < 256; ++c)
         all += static_cast<char>(c);
-    std::string const ids[] = {
-        "a",       "A",       " a ",     "a\r\nb",       "a\nb",         "a\\b",
-        "a\\\\nb", "\r\n",    "a\\",     "a\\n",         {"\0", 1},      all + all,
-        "a\\0",    "1\n2\n3", "../../x", "MailPart.Ndx", "\x80 0 1 1 x", std::string(5000, 'y')};
+    std::string const ids[] = {"a",
+                               "A",
+                               " a ",
+                               "a\r\nb",
+                               "a\nb",
+                               "a\\b",
+                               "a\\\\nb",
+                               "\r\n",
+                               "a\\",
+                               "a\\n",
+                               {"\0", 1},
+                               all + all,
+                               "a\\0",
+                               "1\n2\n3",
+                               "../../x",
+                               "MailPart.Ndx",
+                               "\x80 0 1 1 x",
+                               std::string(longest_id, 'y')};
     StoreDirectory const store;
     auto const take = [&](std::string const & id, int number, CompleteSet & set) {
         PartialStore access(store.prefix());
-        NewFragment fragment = access.Begin(make_label(id, number, 2));
+        NewFragment fragment;
+        EXPECT_EQ(access.Begin(make_label(id, number, 2), fragment),
+                  PartialStore::Beginning::begun);
         fragment.file.write("text");
         return access.Commit(std::move(fragment), set);
     };

@@ -118,16 +118,29 @@ public:
     /// and one beyond the total, which waits for a larger total.
     ///
     /// A fragment that the store can't take is delivered as it stands, with its own fields and its
-    /// body as data: one without an id or with an id of more than a megabyte; a second one without
+    /// body as data: one without an id or with an id of more than 4,096 bytes; a second one without
     /// a number; one whose number agrees with another's in its low 12 bits; and each one while
     /// there is no directory that can be written to.
     ///
-    /// Nothing ages. What is not complete stays until somebody removes the files of the fragments,
-    /// and the index MailPart.Ndx with them: it is made anew from the fragments that are left. (A
-    /// fragment that has gone while the index still names it reads as an empty one.) A
-    /// set whose delivery has not finished, as the process died or an operation has thrown, stays
-    /// too, and is delivered when a further copy of any of its fragments is received.
+    /// Receivers lock the directory, so that threads, processes, users and containers may share it
+    /// (but not machines). Where the lock can't be had, or space, descriptors or memory run short,
+    /// nothing is acknowledged: the result is Receive_Not_Finished, and the fragment may be
+    /// received again.
+    ///
+    /// Nothing ages unless SetPartialLimits says so. What is not complete stays until somebody
+    /// removes the files of the fragments, and the index MailPart.Ndx with them: it is made anew
+    /// from the fragments that are left. (A fragment that has gone while the index still names it
+    /// reads as an empty one.) A set whose delivery has not finished, as the process died or an
+    /// operation has thrown, stays too, and is delivered when a further copy of any of its
+    /// fragments is received.
     char const * SetPartialDir(char const * dir);
+    /// Bounds what the incomplete sets of the store take: the bytes of their files together, their
+    /// number, and the seconds since a set's latest fragment came. 0 for no bound, which is so at
+    /// first, and so is a number below 0. A fragment that this note stores beyond them has the
+    /// oldest sets removed whole, by the arrival of their first fragments. A set that is itself too
+    /// large is removed too, and the result is Receive_Not_Finished. Complete sets are never
+    /// removed. With bounds a fragment costs a look at the files of all sets that wait.
+    void SetPartialLimits(long long bytes, long long messages, long long seconds);
     /// A stream that gets a raw copy of what is read: header lines, and the body lines that no
     /// stream of BeginBody takes. When a fragment completes its set, the stream is set back to its
     /// start, and the joined message is written over what was copied. Null for no stream.
@@ -372,6 +385,11 @@ private:
     unsigned long header_limit_ = 0;
     int part_limit_ = 0;
     std::unique_ptr<char[]> partial_directory_;
+    struct PartialLimits {
+        long long bytes = 0;
+        long long messages = 0;
+        long long seconds = 0;
+    } partial_limits_;
     std::ostream * debug_stream_ = nullptr;
     MimeClientCookie * cookie_ = nullptr;          ///< For the next run. OWNS it.
     MimeContextItem const * outermost_ = nullptr;  ///< That of a run; its cookie is in use.

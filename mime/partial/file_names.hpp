@@ -32,7 +32,7 @@ FragmentKey fragment_key(int message, int fragment);
 
 std::string fragment_file_name(FragmentKey key);
 
-/// The key that fragment_file_name makes this name from; none for any other name.
+/// The key that fragment_file_name makes this name from; empty for any other name.
 std::optional<FragmentKey> parse_fragment_file_name(std::string_view name);
 
 /// A name for a file that is being written. `attempt` tells apart those that one thread makes at

@@ -15,7 +15,7 @@ namespace vellum {
 /// What a fragment says of itself.
 struct FragmentLabel {
     int first_number = 0;
-    int number = 0; ///< 0 if the fragment has no number that is one.
+    int number = 0; ///< 0 if the fragment has no number above 0.
     int total = 0;  ///< 0 if it has no total.
     std::string id;
 
@@ -30,14 +30,15 @@ struct FragmentLabel {
 FragmentLabel make_label(std::string_view id, int number, int total);
 
 /// An id longer than this is not kept: it would have to be copied with each change of the index.
-inline constexpr std::size_t longest_id = std::size_t{1} << 20;
+inline constexpr std::size_t longest_id = 4096;
 
 inline bool is_storable_id(std::string_view id) { return !id.empty() && id.size() <= longest_id; }
 
 /// The label's line, with its line end.
 std::string format_label(FragmentLabel const & label);
 
-/// Reads a label from its line, line end included. False, and `label` unspecified, if it is none.
+/// Reads a label from its line, line end included. False, and `label` unspecified, if the line is
+/// no label.
 bool parse_label(std::string_view line, FragmentLabel & label);
 
 enum class LabelFound {

@@ -7,10 +7,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace vellum {
 
-// In memory ------------------------------------------------------------------------
+// A message ------------------------------------------------------------------------
 
 bool MsgList::has_part(int part) const {
     return std::find(parts.begin(), parts.end(), part) != parts.end();
@@ -20,23 +21,6 @@ bool MsgList::is_complete() const {
     if (total < 1 || static_cast<std::size_t>(total) > parts.size()) return false;
     auto const is_of_set = [this](int part) { return part >= 1 && part <= total; };
     return std::count_if(parts.begin(), parts.end(), is_of_set) == total;
-}
-
-MsgList * PartialIndex::find(std::string_view id) {
-    auto const found = std::find_if(messages.begin(), messages.end(),
-                                    [id](MsgList const & each) { return each.id == id; });
-    return found != messages.end() ? &*found : nullptr;
-}
-
-bool PartialIndex::is_taken(FragmentKey key, MsgList const * message, int part) const {
-    for (MsgList const & each : messages) {
-        if (fragment_key(each.number, 0).message != key.message) continue;
-        for (int const other : each.parts) {
-            bool const is_same = &each == message && other == part;
-            if (!is_same && fragment_key(each.number, other) == key) return true;
-        }
-    }
-    return false;
 }
 
 // As text --------------------------------------------------------------------------
@@ -68,79 +52,162 @@ bool take_text(std::string_view & text, std::string_view & value) {
     return true;
 }
 
+/// Takes the lines in front of a message's fragments.
+bool take_head(std::string_view & text, IndexRow & row) {
+    return take_text(text, row.id) && take_count(text, row.number) && take_count(text, row.total) &&
+           take_count(text, row.count) && row.count > 0;
+}
+
+bool take_part(std::string_view & text, std::string_view & path, int & part) {
+    return take_text(text, path) && take_count(text, part);
+}
+
+bool take_row(std::string_view & text, IndexRow & row) {
+    std::string_view const start = text;
+    if (!take_head(text, row)) return false;
+    std::string_view path;
+    int part = 0;
+    for (int i = 0; i < row.count; ++i) {
+        if (!take_part(text, path, part)) return false;
+    }
+    row.text = start.substr(0, start.size() - text.size());
+    return true;
+}
+
+/// Calls `take(path, part)` for each fragment of a row.
+template <typename Take>
+void for_each_part(IndexRow const & row, Take const & take) {
+    std::string_view text = row.text;
+    IndexRow head{};
+    take_head(text, head);
+    std::string_view path;
+    for (int part = 0; take_part(text, path, part);)
+        take(path, part);
+}
+
 bool is_path_of(std::string_view path, std::string_view prefix, FragmentKey key) {
     return path.substr(0, prefix.size()) == prefix &&
            path.substr(prefix.size()) == fragment_file_name(key);
 }
 
-/// All keys of an index: 32 bits each. Twice the same would be one file for two fragments.
-using Keys = std::vector<std::uint32_t>;
-
-bool has_twins(Keys & keys) {
-    std::sort(keys.begin(), keys.end());
-    return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
-}
-
-bool take_part(std::string_view & text, std::string_view prefix, MsgList & message, Keys & keys) {
-    std::string_view path;
-    int number = 0;
-    if (!take_text(text, path) || !take_count(text, number)) return false;
-    FragmentKey const key = fragment_key(message.number, number);
-    message.parts.push_back(number);
-    keys.push_back(static_cast<std::uint32_t>(key.message) << fragment_key_bits |
-                   static_cast<std::uint32_t>(key.fragment));
-    return is_path_of(path, prefix, key);
-}
-
-bool take_message(std::string_view & text, std::string_view prefix, MsgList & message,
-                  Keys & keys) {
-    std::string_view id;
-    int count = 0;
-    if (!take_text(text, id) || !take_count(text, message.number) ||
-        !take_count(text, message.total) || !take_count(text, count) || count == 0) {
-        return false;
-    }
-    message.id = id;
-    for (int i = 0; i < count; ++i) {
-        if (!take_part(text, prefix, message, keys)) return false;
-    }
-    // New fragments go to the front, and so do those that are read.
-    std::reverse(message.parts.begin(), message.parts.end());
-    return true;
-}
+int message_key(int number) { return fragment_key(number, 0).message; }
 
 } // namespace
 
-std::string format_index(PartialIndex const & index, std::string_view prefix) {
-    std::string text;
-    put_number(text, index.first_number);
-    put_number(text, index.sequence_number);
-    put_number(text, index.messages.size());
-    for (MsgList const & message : index.messages) {
-        put_text(text, message.id);
-        put_number(text, message.number);
-        put_number(text, message.total);
-        put_number(text, message.parts.size());
-        for (int const part : message.parts) {
-            put_text(text, prefix, fragment_file_name(fragment_key(message.number, part)));
-            put_number(text, part);
-        }
-    }
-    return text;
+bool PartialIndex::assign(std::string text) {
+    clear();
+    std::string_view rest = texts_.emplace_back(std::move(text));
+    int count = 0;
+    bool is_index = take_number(rest, '\n', first_number) && take_count(rest, sequence_number) &&
+                    take_count(rest, count);
+    for (int i = 0; i < count && is_index; ++i)
+        is_index = take_row(rest, rows_.emplace_back());
+    if (is_index && rest.empty()) return true;
+    clear();
+    return false;
 }
 
-bool parse_index(std::string_view text, std::string_view prefix, PartialIndex & index) {
-    index = {};
-    int count = 0;
-    if (!take_number(text, '\n', index.first_number) || !take_count(text, index.sequence_number) ||
-        !take_count(text, count)) {
-        return false;
+bool PartialIndex::names_its_files() const {
+    // All keys: 32 bits each. Twice the same would be one file for two fragments.
+    std::vector<std::uint32_t> keys;
+    bool is_right = true;
+    for (IndexRow const & row : rows_) {
+        for_each_part(row, [&](std::string_view path, int part) {
+            FragmentKey const key = fragment_key(row.number, part);
+            keys.push_back(static_cast<std::uint32_t>(key.message) << fragment_key_bits |
+                           static_cast<std::uint32_t>(key.fragment));
+            is_right = is_right && is_path_of(path, prefix_, key);
+        });
     }
-    Keys keys;
-    for (int i = 0; i < count; ++i) {
-        if (!take_message(text, prefix, index.messages.emplace_back(), keys)) return false;
+    std::sort(keys.begin(), keys.end());
+    return is_right && std::adjacent_find(keys.begin(), keys.end()) == keys.end();
+}
+
+std::string PartialIndex::text() const {
+    std::size_t size = 64; // the numbers in front
+    for (IndexRow const & row : rows_)
+        size += row.text.size();
+    std::string text;
+    text.reserve(size);
+    put_number(text, first_number);
+    put_number(text, sequence_number);
+    put_number(text, rows_.size());
+    std::string_view run; // lines that lie side by side
+    for (IndexRow const & row : rows_) {
+        if (run.data() + run.size() != row.text.data()) {
+            text += run;
+            run = {row.text.data(), 0};
+        }
+        run = {run.data(), run.size() + row.text.size()};
     }
-    return text.empty() && !has_twins(keys);
+    return text += run;
+}
+
+// The messages ---------------------------------------------------------------------
+
+std::size_t PartialIndex::find(std::string_view id) const {
+    auto const found = std::find_if(rows_.begin(), rows_.end(),
+                                    [id](IndexRow const & row) { return row.id == id; });
+    return found != rows_.end() ? static_cast<std::size_t>(found - rows_.begin()) : nowhere;
+}
+
+MsgList PartialIndex::message(std::size_t place) const {
+    IndexRow const & row = rows_[place];
+    MsgList message{std::string(row.id), row.number, row.total, {}};
+    for_each_part(row, [&](std::string_view, int part) { message.parts.push_back(part); });
+    // New fragments go to the front, and so do those that are read.
+    std::reverse(message.parts.begin(), message.parts.end());
+    return message;
+}
+
+IndexRow PartialIndex::row_of(MsgList const & message) {
+    std::string text;
+    put_text(text, message.id);
+    put_number(text, message.number);
+    put_number(text, message.total);
+    put_number(text, message.parts.size());
+    for (int const part : message.parts) {
+        put_text(text, prefix_, fragment_file_name(fragment_key(message.number, part)));
+        put_number(text, part);
+    }
+    std::string_view rest = texts_.emplace_back(std::move(text));
+    IndexRow row{};
+    take_row(rest, row);
+    return row;
+}
+
+void PartialIndex::add(MsgList const & message) { rows_.push_front(row_of(message)); }
+
+void PartialIndex::replace(std::size_t place, MsgList const & message) {
+    rows_[place] = row_of(message);
+}
+
+void PartialIndex::remove(std::vector<std::size_t> const & places) {
+    auto next = places.begin();
+    std::size_t place = 0;
+    std::erase_if(rows_, [&](IndexRow const &) {
+        bool const is_removed = next != places.end() && *next == place;
+        ++place;
+        if (is_removed) ++next;
+        return is_removed;
+    });
+}
+
+void PartialIndex::clear() {
+    rows_.clear();
+    texts_.clear();
+}
+
+bool PartialIndex::is_taken(FragmentKey key, int message, int part) const {
+    bool is_taken = false;
+    for (IndexRow const & row : rows_) {
+        if (message_key(row.number) != key.message) continue;
+        for_each_part(row, [&](std::string_view, int other) {
+            bool const is_same = row.number == message && other == part;
+            is_taken = is_taken || (!is_same && fragment_key(row.number, other) == key);
+        });
+    }
+    return is_taken;
 }
 
 } // namespace vellum

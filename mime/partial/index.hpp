@@ -14,11 +14,17 @@
 //
 // Which file holds a fragment follows from the two numbers, so it isn't kept in memory, and a file
 // name in the text counts only if it is that one.
+//
+// Cost:       a store may hold 100,000 messages, of which a fragment changes a single one. So the
+//             messages stay the text that was read, and are looked at there. A row knows where a
+//             message's lines are; a message that changes gets new lines; and the text of the index
+//             is put together from what lies side by side.
 #pragma once
 
 #include "mime/partial/file_names.hpp"
 
 #include <cstddef>
+#include <deque>
 #include <list>
 #include <string>
 #include <string_view>
@@ -38,25 +44,62 @@ struct MsgList {
     bool is_complete() const;
 };
 
-struct PartialIndex {
+/// A message as far as it is known without a look at its fragments.
+struct IndexRow {
+    std::string_view text; ///< Its lines in the index.
+    std::string_view id;
+    int number;
+    int total;
+    int count; ///< Of its fragments.
+
+    bool may_be_complete() const { return total >= 1 && count >= total; }
+};
+
+class PartialIndex {
+public:
+    static constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
+
     int first_number = 0;
     int sequence_number = 0; ///< The last message number that was given out.
-    std::list<MsgList> messages;
 
-    /// The message of that id; null if there is none.
-    MsgList * find(std::string_view id);
+    /// `prefix` is what the path of each file of the store begins with.
+    explicit PartialIndex(std::string prefix = {}) : prefix_(std::move(prefix)) {}
 
-    /// Whether a fragment other than fragment `part` of `message` has the file of that key.
-    bool is_taken(FragmentKey key, MsgList const * message, int part) const;
+    /// Takes the text of an index in the place of all that was there. False, and nothing is there,
+    /// for a text that is no index.
+    bool assign(std::string text);
+    /// Whether the text that was assigned names the files that follow from its numbers, each once.
+    bool names_its_files() const;
+
+    /// The newest first. Valid until the next change.
+    std::deque<IndexRow> const & rows() const { return rows_; }
+
+    /// The place in rows() of the message of that id; `nowhere` if there is no such message.
+    std::size_t find(std::string_view id) const;
+    MsgList message(std::size_t place) const;
+
+    void add(MsgList const & message);
+    void replace(std::size_t place, MsgList const & message);
+    /// Removes what is at the places, which are in ascending order.
+    void remove(std::vector<std::size_t> const & places);
+    void clear();
+
+    /// Whether a fragment other than fragment `part` of message number `message` has the file of
+    /// that key.
+    bool is_taken(FragmentKey key, int message, int part) const;
+
+    /// The index as text.
+    std::string text() const;
+
+private:
+    IndexRow row_of(MsgList const & message);
+
+    std::string prefix_;
+    std::list<std::string> texts_; ///< Where the rows' lines are: a text once here never moves.
+    std::deque<IndexRow> rows_;
 };
 
 /// A larger file is not read, so that no file can exhaust the memory.
 inline constexpr std::size_t largest_index = std::size_t{256} << 20;
-
-/// The index as text. `prefix` is what the path of each file of the store begins with.
-std::string format_index(PartialIndex const & index, std::string_view prefix);
-
-/// Reads an index. False, and `index` unspecified, for a text that is none, or not of this store.
-bool parse_index(std::string_view text, std::string_view prefix, PartialIndex & index);
 
 } // namespace vellum

@@ -3,6 +3,7 @@
 
 #include "mime/partial/file_names.hpp"
 
+#include <cerrno>
 #include <utility>
 
 namespace vellum {
@@ -30,10 +31,6 @@ ScratchFile::ScratchFile(std::string const & prefix) {
     file_.lock();
 }
 
-ScratchFile::ScratchFile(ScratchFile && other) noexcept
-    : path_(std::move(other.path_)), file_(std::move(other.file_)),
-      pending_(std::move(other.pending_)), error_(other.error_) {}
-
 ScratchFile & ScratchFile::operator=(ScratchFile && other) noexcept {
     if (this == &other) return *this;
     discard();
@@ -41,6 +38,8 @@ ScratchFile & ScratchFile::operator=(ScratchFile && other) noexcept {
     file_ = std::move(other.file_);
     pending_ = std::move(other.pending_);
     error_ = other.error_;
+    limit_ = other.limit_;
+    written_ = other.written_;
     return *this;
 }
 
@@ -53,6 +52,9 @@ void ScratchFile::discard() {
 }
 
 void ScratchFile::write(std::string_view text) {
+    written_ += static_cast<long long>(text.size());
+    if (limit_ > 0 && written_ > limit_ && error_ == 0) error_ = EFBIG;
+    if (error_ != 0) return;
     if (pending_.size() + text.size() < block_size) {
         pending_ += text;
         return;
@@ -68,11 +70,6 @@ void ScratchFile::flush() {
 
 void ScratchFile::write_through(std::string_view text) {
     if (error_ == 0 && !text.empty()) note_error(file_.write(text));
-}
-
-void ScratchFile::mark(long number) {
-    flush();
-    file_.set_mark(number);
 }
 
 bool ScratchFile::finish() {

@@ -3,6 +3,7 @@
 
 #include "mime/platform/files.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,29 +14,35 @@ namespace vellum {
 /// no other file has, and the file is locked, so that its writer is known to be alive.
 class ScratchFile {
 public:
-    ScratchFile() = default; ///< None.
-    /// Makes a file whose path begins with `prefix`; none if that fails.
+    ScratchFile() = default; ///< No file.
+    /// Makes a file whose path begins with `prefix`; no file if that fails.
     explicit ScratchFile(std::string const & prefix);
-    ScratchFile(ScratchFile && other) noexcept;
+    ScratchFile(ScratchFile && other) noexcept = default;
     ScratchFile & operator=(ScratchFile && other) noexcept;
     /// Removes the file, unless it has its name.
     ~ScratchFile();
 
     explicit operator bool() const { return static_cast<bool>(file_); }
 
-    /// The system's number for the first failure of this file; 0 if there was none.
+    /// The system's number for the first failure of this file; 0 if nothing has failed.
     int error() const { return error_; }
+
+    /// Refuses what would make the file longer than `bytes`, as the system would: EFBIG. 0 for no
+    /// limit.
+    void set_limit(long long bytes) { limit_ = bytes; }
 
     /// Appends to the file. A failure is kept for finish().
     void write(std::string_view text);
 
-    /// Keeps this number with the file (platform::File::set_mark). Nothing may be written after it.
-    void mark(long number);
-
     /// True when all that was written is on the disk. Nothing may be written after it.
     bool finish();
 
-    /// Gives the finished file its name. Whatever bore it is replaced.
+    /// The state of the file, for a mark that is bound to it.
+    std::optional<platform::FileState> state() const { return file_.state(); }
+    /// Keeps this number with the finished file (platform::File::set_mark).
+    void mark(long number) { file_.set_mark(number); }
+
+    /// Gives the finished file its name. Whatever bore the name is replaced.
     bool rename_to(std::string const & path);
 
 private:
@@ -48,6 +55,8 @@ private:
     platform::File file_;
     std::string pending_;
     int error_ = 0;
+    long long limit_ = 0;
+    long long written_ = 0;
 };
 
 } // namespace vellum

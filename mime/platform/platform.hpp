@@ -1,8 +1,8 @@
 // mime/platform/platform.hpp - all that the engine needs of the operating system
 //
-// One source per system stands beside this header (posix.cpp and posix_mutex.cpp; a further system
-// is a twin of these), and no other file of the engine includes a system header. Each function says
-// what a port must guarantee. All are safe to call from any thread.
+// The sources for a system stand beside this header (posix.cpp and posix_mutex.cpp; a further
+// system gets twins of these), and no other file of the engine includes a system header. Each
+// function says what a port must guarantee. All are safe to call from any thread.
 #pragma once
 
 #include <cstdint>
@@ -81,6 +81,13 @@ public:
     /// name in this process. No other user can write, lock or replace anything that carries the
     /// name, and users don't meet in it. Null if it can't be had: see last_error().
     static std::unique_ptr<Mutex> create(char const * name) noexcept;
+
+    /// The mutex of the directory in which files whose path begins with `prefix` lie ("" and a
+    /// prefix without a separator: the current directory). Whoever may read the directory takes
+    /// part in it: all users and, where they see one directory, containers, but not the machines of
+    /// a network file system. Nothing is written there. Each object is a mutex of its own in its
+    /// thread, and keeps out all others. Null for want of memory.
+    static std::unique_ptr<Mutex> of_directory(std::string_view prefix) noexcept;
 
     Mutex(Mutex const &) = delete;
     Mutex & operator=(Mutex const &) = delete;

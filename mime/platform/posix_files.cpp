@@ -1,6 +1,8 @@
 // mime/platform/posix_files.cpp - files on POSIX systems
 #include "mime/platform/files.hpp"
 
+#include "mime/platform/posix_probe.hpp"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -20,14 +22,6 @@ namespace {
 
 std::atomic<FileProbe> current_probe{nullptr};
 
-/// Whether the probe makes the call fail.
-bool is_refused(char const * call) noexcept {
-    FileProbe const probe = current_probe.load();
-    int const error = probe != nullptr ? probe(call) : 0;
-    if (error != 0) errno = error;
-    return error != 0;
-}
-
 /// Calls again as long as a signal has interrupted the call.
 template <typename Call>
 auto uninterrupted(Call call) noexcept {
@@ -38,7 +32,6 @@ auto uninterrupted(Call call) noexcept {
 }
 
 bool sync_descriptor(int descriptor) noexcept {
-    if (is_refused("sync")) return false;
     // EINVAL: something that has no disk behind it.
     return uninterrupted([=] { return ::fsync(descriptor); }) == 0 || errno == EINVAL;
 }
@@ -56,6 +49,83 @@ std::string directory_to_open(std::string_view path) {
 } // namespace
 
 FileProbe set_file_probe(FileProbe probe) noexcept { return current_probe.exchange(probe); }
+
+bool is_refused(char const * call) noexcept {
+    FileProbe const probe = current_probe.load();
+    int const error = probe != nullptr ? probe(call) : 0;
+    if (error != 0) errno = error;
+    return error != 0;
+}
+
+Failure failure_of(int error) noexcept {
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case ENOBUFS:
+    case ENOLCK:
+    case EAGAIN:
+    case EINTR: return Failure::shortage;
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case ENAMETOOLONG: return Failure::absent;
+    case EACCES:
+    case EPERM:
+    case EROFS: return Failure::refusal;
+    default: return Failure::fault;
+    }
+}
+
+// ---- What the system knows of a file ----
+
+namespace {
+
+constexpr std::int64_t nanoseconds(std::int64_t seconds, std::int64_t rest) {
+    return seconds * 1'000'000'000 + rest;
+}
+
+/// `name` is seen from `directory`; an empty name is the open file itself.
+std::optional<FileState> state_of(int directory, char const * name) noexcept {
+#if defined(__linux__)
+    constexpr int flags = AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH;
+    struct statx status {};
+    if (::statx(directory, name, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) return {};
+    auto const time_of = [](statx_timestamp const & time) {
+        return nanoseconds(time.tv_sec, time.tv_nsec);
+    };
+    bool const has_birth = (status.stx_mask & STATX_BTIME) != 0;
+    return FileState{status.stx_ino, has_birth ? time_of(status.stx_btime) : 0,
+                     time_of(status.stx_ctime), time_of(status.stx_mtime),
+                     static_cast<std::int64_t>(status.stx_size)};
+#else
+    struct stat status {};
+    bool const is_open_file = *name == '\0';
+    int const outcome = is_open_file ? ::fstat(directory, &status) : ::lstat(name, &status);
+    if (outcome != 0) return {};
+    auto const time_of = [](timespec const & time) {
+        return nanoseconds(time.tv_sec, time.tv_nsec);
+    };
+#if defined(__APPLE__)
+    return FileState{status.st_ino, time_of(status.st_birthtimespec), time_of(status.st_ctimespec),
+                     time_of(status.st_mtimespec), status.st_size};
+#else
+    return FileState{status.st_ino, 0, time_of(status.st_ctim), time_of(status.st_mtim),
+                     status.st_size};
+#endif
+#endif
+}
+
+} // namespace
+
+std::optional<FileState> look_at(char const * path) noexcept {
+    if (*path == '\0') return {};
+    return state_of(AT_FDCWD, path);
+}
+
+std::optional<FileState> File::state() const noexcept { return state_of(descriptor_, ""); }
 
 // ---- Open files ----
 
@@ -114,23 +184,13 @@ long long File::read(char * buffer, std::size_t size) noexcept {
     return uninterrupted([=, this] { return ::read(descriptor_, buffer, size); });
 }
 
-bool File::sync() noexcept { return sync_descriptor(descriptor_); }
+bool File::sync() noexcept { return !is_refused("sync") && sync_descriptor(descriptor_); }
 
 void File::set_mark(long mark) noexcept {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     std::array<timespec, 2> const times{now, {now.tv_sec, mark}};
     ::futimens(descriptor_, times.data());
-}
-
-long File::mark() const noexcept {
-    struct stat status {};
-    if (::fstat(descriptor_, &status) != 0) return -1;
-#if defined(__APPLE__)
-    return status.st_mtimespec.tv_nsec;
-#else
-    return status.st_mtim.tv_nsec;
-#endif
 }
 
 Wait File::lock() noexcept {
@@ -168,6 +228,7 @@ bool remove(char const * path) noexcept {
 }
 
 bool sync_directory_of(char const * path) {
+    if (is_refused("sync_directory")) return false;
     std::string const directory = directory_to_open(path);
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     int const descriptor = uninterrupted([&] { return ::open(directory.c_str(), flags); });

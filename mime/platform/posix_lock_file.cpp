@@ -1,5 +1,7 @@
-// mime/platform/posix_lock_file.cpp - the file that keeps the processes of a user apart
+// mime/platform/posix_lock_file.cpp - the file that keeps processes apart
 #include "mime/platform/posix_lock_file.hpp"
+
+#include "mime/platform/posix_probe.hpp"
 
 #include <algorithm>
 #include <array>
@@ -60,16 +62,26 @@ bool is_private(int descriptor) {
 
 } // namespace
 
-bool LockFile::open() {
+int LockFile::open_shared_memory() const {
     // The user is asked for each time: a server may change its user behind its start.
     std::array<char, NAME_MAX + 1> path{};
     std::snprintf(path.data(), path.size(), "/vellum-%lu-%s",
                   static_cast<unsigned long>(::geteuid()), name_.c_str());
-    std::lock_guard const guard(fork_guard());
     // shm_open follows no symbolic link, and closes the descriptor on exec.
-    descriptor_ = ::shm_open(path.data(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
+    return ::shm_open(path.data(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR);
+}
+
+int LockFile::open_directory() const {
+    if (is_refused("lock_directory")) return -1;
+    return ::open(name_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+bool LockFile::open() {
+    std::lock_guard const guard(fork_guard());
+    bool const is_shared_memory = kind_ == Kind::shared_memory;
+    descriptor_ = is_shared_memory ? open_shared_memory() : open_directory();
     if (descriptor_ < 0) return false;
-    if (is_private(descriptor_)) return true;
+    if (!is_shared_memory || is_private(descriptor_)) return true;
     int const error = errno;
     forget();
     errno = error;

@@ -1,4 +1,4 @@
-// mime/platform/posix_lock_file.hpp - the file that keeps the processes of a user apart
+// mime/platform/posix_lock_file.hpp - the file that keeps processes apart
 #pragma once
 
 #include "mime/platform/platform.hpp"
@@ -33,13 +33,17 @@ private:
 /// Held while descriptors come and go and while the process forks, so that a child knows them all.
 std::mutex & fork_guard();
 
-/// An advisory lock on an empty file in shared memory, one for each user and name. The system takes
-/// it from a process that dies, however it dies, so there is no state that a killed owner could
-/// leave behind, and nothing in the file to be damaged. The threads of a process are not kept
-/// apart.
+/// An advisory lock on an empty file in shared memory, of which there is one for each user and
+/// name, or on a directory. The system takes the lock from a process that dies, however it dies, so
+/// there is no state that a killed owner could leave behind, and nothing in the file to be damaged.
+/// The threads of a process are not kept apart.
 class LockFile {
 public:
-    explicit LockFile(std::string name) : name_(std::move(name)) {}
+    enum class Kind { shared_memory, directory };
+
+    /// `name` is that of the shared memory, or the directory's path.
+    explicit LockFile(std::string name, Kind kind = Kind::shared_memory)
+        : name_(std::move(name)), kind_(kind) {}
     LockFile(LockFile const &) = delete;
     LockFile & operator=(LockFile const &) = delete;
     ~LockFile() { release(); }
@@ -55,9 +59,12 @@ public:
 
 private:
     bool open();
+    int open_shared_memory() const;
+    int open_directory() const;
     Wait wait(Deadline const & deadline) const;
 
     std::string name_;
+    Kind kind_;
     int descriptor_ = -1; // OWNS; changes under fork_guard()
 };
 

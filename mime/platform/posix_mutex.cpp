@@ -1,7 +1,7 @@
 // mime/platform/posix_mutex.cpp - mutexes on POSIX systems
 //
 // Threads of the process are kept apart by a Lock, which is recursive and knows its owner. A name
-// adds a LockFile, which keeps processes apart.
+// or a directory adds a LockFile, which keeps processes apart.
 //
 // A lock that is held is listed with its owner, so that a thread's end lets go of it, and keeps
 // itself alive. fork() makes a copy of all this whose owners don't exist: the child starts afresh.
@@ -267,6 +267,16 @@ std::unique_ptr<Mutex> Mutex::create(char const * name) noexcept try {
     }
     std::shared_ptr<Lock> lock = Lock::named(file_name);
     return lock ? std::unique_ptr<Mutex>(new Mutex(std::move(lock))) : nullptr;
+} catch (std::bad_alloc const &) {
+    errno = ENOMEM;
+    return nullptr;
+}
+
+std::unique_ptr<Mutex> Mutex::of_directory(std::string_view prefix) noexcept try {
+    std::string_view const part = prefix.substr(0, prefix.rfind('/') + 1);
+    auto file = std::make_unique<LockFile>(std::string(part.empty() ? "." : part),
+                                           LockFile::Kind::directory);
+    return std::unique_ptr<Mutex>(new Mutex(std::make_shared<Lock>(std::move(file))));
 } catch (std::bad_alloc const &) {
     errno = ENOMEM;
     return nullptr;

@@ -64,16 +64,20 @@ bool is_empty_line(std::string_view line) { return line == "\r\n" || line == "\n
 
 } // namespace
 
-/// What becomes of the message if it is a fragment that the store takes. Otherwise none, and
+/// What becomes of the message if it is a fragment that the store takes. Otherwise empty, and
 /// nothing has been read.
 std::optional<MimeINote::ReceiveResult> MimeReceiver::Get_fragment(FieldQueue & fields,
                                                                    MimeContextItem & parent) {
     if (!partial_id || !vellum::is_storable_id(*partial_id) || !May_join()) return std::nullopt;
     if (headers_only) return MimeINote::Receive_Not_Finished;
-    PartialStore store(partial_directory);
-    NewFragment fragment =
-        store.Begin(vellum::make_label(*partial_id, partial_number, partial_total));
-    if (!fragment.file) return std::nullopt;
+    auto const & [bytes, messages, seconds] = note->partial_limits_;
+    PartialStore store(partial_directory, {bytes, messages, seconds});
+    NewFragment fragment;
+    switch (store.Begin(vellum::make_label(*partial_id, partial_number, partial_total), fragment)) {
+    case PartialStore::Beginning::begun: break;
+    case PartialStore::Beginning::refused: return std::nullopt;
+    case PartialStore::Beginning::failed: return MimeINote::Receive_Not_Finished;
+    }
     Copy_fragment(fields, fragment);
     CompleteSet set;
     switch (store.Commit(std::move(fragment), set)) { // the input has been read to its end
@@ -82,7 +86,7 @@ std::optional<MimeINote::ReceiveResult> MimeReceiver::Get_fragment(FieldQueue & 
     case PartialStore::Outcome::complete: break;
     }
     MimeINote::ReceiveResult const result = Receive_joined(set, parent);
-    if (result == MimeINote::Receive_Complete) store.Remove(std::move(set));
+    if (result == MimeINote::Receive_Complete) store.Remove(set);
     return result;
 }
 
@@ -135,19 +139,24 @@ void MimeReceiver::Copy_enclosed_header(ScratchFile & file, bool has_fields) {
 /// Reads the set as a message for the same note.
 MimeINote::ReceiveResult MimeReceiver::Receive_joined(CompleteSet const & set,
                                                       MimeContextItem & parent) {
+    std::array<char, 1024> buffer;
+    vellum::iFileStream joined(set.files, buffer.data(), static_cast<int>(buffer.size()));
+    auto const is_readable = [&] {
+        if (!joined.failed()) return true;
+        vellum::trace({vellum::trace_warning, "mime/receive/fragment_receiver", __LINE__},
+                      "The set that begins with %s can't be read", set.files.front().file.c_str());
+        return false;
+    };
+    joined.peek(); // so that a message is only begun when there is something of it
+    if (!is_readable()) return MimeINote::Receive_Not_Finished;
     if (debug != nullptr) { // the message takes the place of what was captured of the fragment
         debug->clear();
         debug->seekp(0);
         debug->clear(); // a stream that has no places goes on where it is
     }
-    std::array<char, 1024> buffer;
-    vellum::iFileStream joined(set.files, buffer.data(), static_cast<int>(buffer.size()));
     MimeReceiver run(note, &joined, partial_directory.c_str(), false, debug);
     run.joined_by_ = this;
     note->SetCookie(std::exchange(parent.cookie, nullptr)); // the other run takes it over
     MimeINote::ReceiveResult const result = run.Get_message();
-    if (!joined.failed()) return result;
-    vellum::trace({vellum::trace_warning, "mime/receive/fragment_receiver", __LINE__},
-                  "The set that begins with %s can't be read", set.files.front().file.c_str());
-    return MimeINote::Receive_Not_Finished;
+    return is_readable() ? result : MimeINote::Receive_Not_Finished;
 }

@@ -48,6 +48,10 @@ char const * MimeINote::SetPartialDir(char const * dir) {
     return partial_directory_.get();
 }
 
+void MimeINote::SetPartialLimits(long long bytes, long long messages, long long seconds) {
+    partial_limits_ = {bytes, messages, seconds};
+}
+
 std::ostream * MimeINote::SetDebugStream(std::ostream * debug) { return debug_stream_ = debug; }
 
 MimeClientCookie * MimeINote::SetCookie(MimeClientCookie * cookie) {
