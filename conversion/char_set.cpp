@@ -6,6 +6,9 @@
 // unseen, and what the mail calls UTF-8 has to be looked at.
 #include "conversion/char_set.hpp"
 
+#include "conversion/system_set.hpp"
+#include "mime/nls/conversion_interface.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -354,6 +357,7 @@ int number_of_iso_8859(std::string_view key) {
 } // namespace
 
 CharSet const * char_set_of(int number) {
+    if (number >= first_system_number) return system_set_of(number);
     auto const * const found =
         std::find_if(std::begin(char_sets), std::end(char_sets),
                      [&](CharSet const & set) { return set.number == number; });
@@ -373,6 +377,9 @@ int number_of_code_page(unsigned long code_page) {
 }
 
 int number_of_name(std::string_view name) {
+    if (name.starts_with(system_set_prefix)) {
+        return number_of_system_set(name.substr(system_set_prefix.size()));
+    }
     std::string const key = key_of(name);
     for (Name const & row : names) {
         if (row.key == key) return row.number;

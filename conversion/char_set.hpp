@@ -18,6 +18,7 @@ enum class Scheme {
     wide,          ///< units of two or four bytes
     iso_2022_cn,   ///< RFC 1922
     utf_7,         ///< RFC 2152
+    system,        ///< as iconv has it
 };
 
 /// Which bytes make a character, in a set with a table.

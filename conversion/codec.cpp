@@ -1,6 +1,7 @@
 // conversion/codec.cpp - the codec of each scheme
 #include "conversion/codec.hpp"
 
+#include "conversion/iconv_reader.hpp"
 #include "conversion/iconv_writer.hpp"
 #include "conversion/iso_2022_cn.hpp"
 #include "conversion/iso_2022_jp.hpp"
@@ -42,6 +43,8 @@ std::unique_ptr<Codec> open_codec(CharSet const & set) {
     case Scheme::iso_2022_cn:
         return paired(Iso2022CnReader::open(set),
                       IconvWriter::open(set.label, iso_2022_controls, SingleShifts::written_wrong));
+    case Scheme::system:
+        return paired(IconvReader::open(set.label), IconvWriter::open(set.label, ""));
     case Scheme::utf_7:
         return paired(std::make_unique<Utf7Reader>(), IconvWriter::open(set.label, ""));
     }

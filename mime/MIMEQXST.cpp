@@ -131,7 +131,7 @@ NLS_qxStr::NLS_qxStr(char const * name, int code_page, qxtSTRCharSettag local_ta
     if (name == nullptr) return;
     NLS_CharSet * const set = NLS::FindCharSet(name);
     bool const multi_byte = (set != nullptr && set->is_MultiByte()) ||
-                            NLS::BestFitCharSet(nullptr, false)->is_MultiByte();
+                            NLS::Equivalent_CharSet_for(code_page, false)->is_MultiByte();
     auto const open = [&](auto which) {
         return new (std::nothrow) NLS_qxStr_CharSet(language, country, which);
     };
@@ -463,6 +463,15 @@ std::unique_ptr<char[]> copy_of(char const * text) {
     return copied;
 }
 
+/// The component's number of a code page.
+qxtSTRCharSettag tag_of(unsigned long code_page) {
+    auto const * const component = vellum::bound_conversion();
+    int tag = 0;
+    bool const is_known =
+        component != nullptr && component->qxSTRCsidConv(&tag, &code_page, 1) == 0;
+    return is_known ? static_cast<qxtSTRCharSettag>(tag) : qxtSTR_none;
+}
+
 // POSIX has no profile of the user that would tell either.
 constexpr std::size_t language_size = 8;
 std::unique_ptr<char[]> const language(new (std::nothrow) char[language_size]());
@@ -477,18 +486,15 @@ NLS_qxStr_Factory::NLS_qxStr_Factory(char const * directory, char const * table,
                                      char const * library)
     : directory_(copy_of(directory)), table_(copy_of(table)), library_(copy_of(library)) {
     className = ClassName;
-    auto const * const component = vellum::bind_conversion();
-    if (component == nullptr) return;
-    int tag = 0;
-    if (component->qxSTRCsidConv(&tag, &NLS::PlatformCodePage, 1) == 0) {
-        localTag = static_cast<qxtSTRCharSettag>(tag);
-    }
+    if (vellum::bind_conversion() != nullptr) localTag = tag_of(NLS::PlatformCodePage);
 }
 
 NLS_qxStr_Factory::~NLS_qxStr_Factory() = default;
 
 NLS_Translator * NLS_qxStr_Factory::New(char const * name, int code_page) {
+    auto const page = static_cast<unsigned long>(code_page);
+    qxtSTRCharSettag const tag = page == NLS::PlatformCodePage ? localTag : tag_of(page);
     std::unique_ptr<NLS_qxStr> translator(
-        new (std::nothrow) NLS_qxStr(name, code_page, localTag, LanguageSetting, CountrySetting));
+        new (std::nothrow) NLS_qxStr(name, code_page, tag, LanguageSetting, CountrySetting));
     return translator && translator->is_OK() ? translator.release() : nullptr;
 }

@@ -178,7 +178,8 @@ public:
                                char const * library = "Rwqfmp13.DLL");
     ~NLS_qxStr_Factory() override;
 
-    /// Null if there is no component or it doesn't know the set or the local code page.
+    /// Null if there is no component or it doesn't know the set or the code page, which may be any;
+    /// for NLS::PlatformCodePage it is the set `localTag`.
     NLS_Translator * New(char const * charSetName, int codePage) override;
 
     /// The component's number of NLS::PlatformCodePage, or qxtSTR_none. It is asked for when the

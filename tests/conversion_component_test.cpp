@@ -5,6 +5,7 @@
 #include "mime/MIMEQXST.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/nls/conversion_binding.hpp"
+#include "mime/nls/system_charset.hpp"
 #include "mime/note/incoming_note.hpp"
 #include "tests/support/chunked.hpp"
 
@@ -450,6 +451,53 @@ TEST_F(Component, joins_characters_that_the_pieces_of_a_text_cut) {
     oSimpleStream out;
     translator->CodePage_to_CharSet(&in, &out);
     EXPECT_EQ(std::string_view(out.str(), out.oBufCnt()), "a?");
+}
+
+TEST_F(Component, knows_the_sets_of_the_system) {
+    ASSERT_TRUE(open("UTF-8"));
+    struct {
+        char const * name;
+        std::string_view bytes;
+        char const * text; // null for an unknown set
+    } const rows[] = {
+        {"armscii-8", "\xB2", "\xD4\xB1"},
+        {"x-viscii", "\xD5", "\xE1\xBA\xA1"},
+        {"X-Mac-Cyrillic", "\x80", "\xD0\x90"},
+        {"EUC-JISX0213", "\xA4\xAB\xA4\xF7", "\xE3\x81\x8B\xE3\x81\x8B\xE3\x82\x9A"},
+        {"IBM037", "\xC1", "A"},
+        {"no-such-set", "", nullptr},
+        {"x-", "", nullptr},
+        {"UTF-8//TRANSLIT", "", nullptr},
+        {"../UTF-8", "", nullptr},
+        {"a-name-of-a-character-set-that-is-much-too-long-for-it", "", nullptr},
+    };
+    for (auto const & row : rows) {
+        NLS_CharSet const * const set = vellum::system_charset(row.name);
+        ASSERT_EQ(set != nullptr, row.text != nullptr) << row.name;
+        if (set == nullptr) continue;
+        EXPECT_EQ(vellum::system_charset(row.name), set);
+        auto const translator = open(set->name);
+        ASSERT_TRUE(translator) << row.name;
+        EXPECT_EQ(whole(*translator, inbound, row.bytes), row.text) << row.name;
+        EXPECT_EQ(whole(*translator, outbound, row.text), row.bytes) << row.name;
+        expect_equal_pieces(*translator, inbound, row.bytes);
+    }
+    EXPECT_FALSE(open("armscii-8")); // unless it is asked for so
+}
+
+TEST_F(Component, serves_a_code_page_that_is_not_the_platforms) {
+    NLS::PlatformCodePage = utf_8_page;
+    NLS_qxStr_Factory factory;
+    NLS_Translator * cache = nullptr;
+    NLS_Translator * const own = NLS::Create(&NLS::Big5, &cache, &factory);
+    NLS_Translator * const other = NLS::Create(&NLS::Big5, &cache, &factory, 950);
+    ASSERT_NE(other, nullptr);
+    EXPECT_EQ(whole(*own, inbound, "\xA4\xA4"), "\xE4\xB8\xAD");
+    EXPECT_EQ(whole(*other, inbound, "\xA4\xA4"), "\xA4\xA4");
+    EXPECT_EQ(NLS::Create(&NLS::Big5, &cache, &factory), own);
+    EXPECT_EQ(NLS::Create(&NLS::Big5, &cache, &factory, 950), other);
+    EXPECT_EQ(NLS::Create(&NLS::Big5, &cache, &factory, 5), nullptr);
+    delete cache;
 }
 
 // ---- Large texts, threads, messages ----

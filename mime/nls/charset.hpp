@@ -113,6 +113,10 @@ public:
     static NLS_Translator * Create(NLS_CharSet * charSet, NLS_Translator ** cache,
                                    NLS_Translator_Factory * factory);
 
+    /// The same between `codePage` and `charSet`.
+    static NLS_Translator * Create(NLS_CharSet * charSet, NLS_Translator ** cache,
+                                   NLS_Translator_Factory * factory, int codePage);
+
     /// The record named "": no character set was chosen.
     static NLS_CharSet ReservedSet;
 

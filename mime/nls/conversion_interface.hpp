@@ -12,6 +12,7 @@
 #include "mime/ordinal_table.hpp"
 
 #include <cstdint>
+#include <string_view>
 
 /// A component's number for a character set. A component may have any numbers; these few have a
 /// meaning for the engine.
@@ -42,6 +43,10 @@ inline constexpr int tag_to_name = 4;
 
 /// The room that the engine has for a name, its NUL included.
 inline constexpr int longest_name = 48;
+
+/// In front of a name that names a set of the system's C library, in capitals: a component may have
+/// many more of these than it would take a label of mail for.
+inline constexpr std::string_view system_set_prefix = "system:";
 
 /// The options of a translation: always `plain_translation`, and `library_buffer` with it if the
 /// output buffer came from the component.

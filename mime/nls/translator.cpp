@@ -92,8 +92,12 @@ NLS_Translator * made(NLS_Translator_Factory * factory, char const * name, int c
 
 NLS_Translator * NLS::Create(NLS_CharSet * charSet, NLS_Translator ** cache,
                              NLS_Translator_Factory * factory) {
+    return Create(charSet, cache, factory, static_cast<int>(PlatformCodePage));
+}
+
+NLS_Translator * NLS::Create(NLS_CharSet * charSet, NLS_Translator ** cache,
+                             NLS_Translator_Factory * factory, int code_page) {
     if (charSet == nullptr) return nullptr;
-    int const code_page = static_cast<int>(PlatformCodePage);
     if (cache != nullptr) {
         if (NLS_Translator * const ready = cached(*cache, charSet->name, code_page)) return ready;
     }
