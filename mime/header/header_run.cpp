@@ -9,9 +9,9 @@ namespace vellum {
 
 HeaderRun::HeaderRun(MimeINote * client)
     : note(client),
-      rules(client != nullptr && client->reading_ == MimeINote::Reading_Extended
-                ? &extended_reading
-                : &basic_reading) {}
+      rules(client != nullptr && client->reading_ == MimeINote::Reading_Extended ? &extended_reading
+                                                                                 : &basic_reading) {
+}
 
 HeaderRun::~HeaderRun() { delete translator_cache; } // its destructor takes the rest of the list
 
