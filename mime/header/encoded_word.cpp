@@ -3,7 +3,10 @@
 // Grammar:    "=?" charset "?" encoding "?" text "?="
 // Tolerance:  a word may be of any length and stand anywhere, also within a quoted string or amid
 //             other text. White space and comments may stand around charset and encoding.
-// Bounds:     a comment in front of the text holds no "=?", so that no byte is looked at for more
+// Bounds:     text is decoded in pieces of a kilobyte, and each word takes the place of its encoded
+//             form at once, so that a long text is never in memory twice. Only a translator that
+//             can't take pieces gets a word whole.
+//             A comment in front of the text holds no "=?", so that no byte is looked at for more
 //             than one word: "=?(=?(=?(" would have the rest of the field passed for each of them.
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/ascii.hpp"
@@ -22,13 +25,16 @@ namespace vellum {
 
 namespace {
 
-constexpr std::size_t block_size = 1024;
+constexpr int block_size = 1024;
 
+/// A word taken apart, and what its text is decoded with.
 struct EncodedWord {
     std::string charset;
     std::string encoding;
-    std::string text;
+    Span text;
     Position end = 0;
+    NLS_CharSet * set = nullptr;
+    TranslatorInUse translator;
 };
 
 /// The token of the decoder that the word's encoding letter means; null for any other letter.
@@ -68,9 +74,8 @@ bool parse_word(ScanBuffer const & text, Position in, Position limit, EncodedWor
     if (!atom(p, word.charset) || word.charset.empty() || !atom(p, word.encoding)) return false;
     Position const end = text.find('?', p, std::max(p, limit));
     word.end = end + 2;
-    if (word.end > limit || !text.starts_with(end, "?=")) return false;
-    text.copy(p, end, word.text);
-    return true;
+    word.text = Span::of(p, end);
+    return word.end <= limit && text.starts_with(end, "?=");
 }
 
 /// The next thing in [from, to) that has the outer shape of an encoded word.
@@ -88,69 +93,143 @@ bool find_word(ScanBuffer const & text, Position from, Position to, Span & word)
     return false;
 }
 
-/// Appends the word's text to `out`, decoded by `decoder` and translated. False if that fails, and
+/// Decodes the text of a word, a piece at a time.
+class WordDecoder {
+public:
+    WordDecoder(ScanBuffer const & text, EncodedWord const & word)
+        : name_(decoder_name(word.encoding)), decoder_(MIME_TransferDecoding::Create(name_)),
+          text_(text), left_(word.text) {}
+
+    /// There is no such decoder.
+    bool operator!() const { return !decoder_; }
+
+    /// What has not been decoded yet. Who edits the text in front of it moves it along.
+    Span & left() { return left_; }
+
+    /// Writes what the next piece of the text means.
+    void decode_piece(oSimpleStream & out) {
+        Position end = std::min(left_.end, left_.begin + block_size);
+        // The padding of base64 ends the data, and what is behind it has to be left by one call.
+        bool const is_base64 = name_ == RFC1521::base64;
+        if (is_base64 && text_.find('=', left_.begin, end) < end) end = left_.end;
+        piece_.clear();
+        text_.copy(left_.begin, end, piece_);
+        left_.begin = end;
+        if (!is_base64) std::replace(piece_.begin(), piece_.end(), '_', ' ');
+        iSimpleStream source(piece_.data(), piece_.data() + piece_.size(), nullptr);
+        decoder_->decode(&source, &out);
+        if (left_.empty()) decoder_.close();
+    }
+
+private:
+    char const * name_;
+    MIME_TransferDecoding_Engine decoder_;
+    ScanBuffer const & text_;
+    Span left_;
+    std::string piece_;
+};
+
+/// Calls `take` with the word's text, decoded and translated, in pieces. False if that fails, and
 /// nothing came of it that could be shown in place of the word.
-bool convert(EncodedWord & word, MIME_TransferDecoding_Engine & decoder,
-             NLS_Translator & translator, std::string & out) {
-    iSimpleStream source(word.text.data(), word.text.data() + word.text.size(), nullptr);
+template <typename Take>
+bool convert(WordDecoder & decoder, EncodedWord const & word, Take take) {
+    bool const takes_pieces = word.translator->Takes_Pieces(word.set);
     std::array<char, block_size> stage_block;
-    ioSimpleStream stage(stage_block.data(), static_cast<int>(stage_block.size()), 0);
-    decoder->decode(&source, &stage);
-    decoder.close();
-    stage.rewind();
+    ioSimpleStream stage(stage_block.data(), block_size, 0);
     std::array<char, block_size> result_block;
-    oSimpleStream result(result_block.data(), static_cast<int>(result_block.size()), nullptr);
-    bool const has_failed = translator.CharSet_to_CodePage(&stage, &result) != 0;
-    if (has_failed && result.oBufCnt() == 0) return false;
-    out.append(result.str(), result.oBufCnt());
+    ioSimpleStream result(result_block.data(), block_size, 0);
+    bool has_failed = false;
+    bool has_result = false;
+    do {
+        decoder.decode_piece(stage);
+        bool const is_last = decoder.left().empty();
+        if (!takes_pieces && !is_last) continue;
+        stage.rewind();
+        int const status =
+            takes_pieces ? word.translator->CharSet_to_CodePage_Piece(&stage, is_last, &result)
+                         : word.translator->CharSet_to_CodePage(&stage, &result);
+        stage.reInit();
+        has_failed = status != 0;
+        if (result.oBufCnt() == 0) continue;
+        has_result = true;
+        take(std::string_view(result.str(), result.oBufCnt()));
+        result.reInit();
+    } while (!decoder.left().empty() && !has_failed);
+    return has_result || !has_failed;
+}
+
+/// Takes apart the word at `in` and finds what its text needs. False if that can't be had.
+bool open_word(HeaderRun & run, ScanBuffer const & text, Position in, Position limit,
+               EncodedWord & word) {
+    if (run.factories == nullptr || !text.starts_with(in, "=?")) return false;
+    if (!parse_word(text, in, limit, word)) return false;
+    word.set = NLS::FindCharSet(word.charset.c_str());
+    word.translator.reset(NLS::Create(word.set, &run.translator_cache, run.factories));
+    return word.translator != nullptr;
+}
+
+/// Puts the meaning of the word at [place.end, end) in the place of [place.begin, end), piece by
+/// piece; `place` is then the meaning alone. False if the word stays as it stands.
+bool decode_word(HeaderRun & run, ScanBuffer & text, Span & place, Position end) {
+    EncodedWord word;
+    if (!open_word(run, text, place.end, end, word)) return false;
+    WordDecoder decoder(text, word);
+    if (!decoder) return false;
+    Position const behind_text = end - word.text.end;
+    Span & left = decoder.left();
+    Position done = place.begin;
+    bool const is_decoded = convert(decoder, word, [&](std::string_view piece) {
+        text.replace(done, left.begin, piece);
+        done += piece.size();
+        left = Span::of(done, done + left.size());
+    });
+    if (!is_decoded) return false;
+    text.erase(done, left.end + behind_text);
+    place.end = done;
     return true;
 }
 
 } // namespace
 
-Position HeaderScanner::read_Encoded_Word(ScanBuffer const & text, Position in, Position limit,
-                                          std::string & out) {
-    if (run_.factories == nullptr || !text.starts_with(in, "=?")) return in;
+Position HeaderScanner::read_Encoded_Word(Position in, std::string & out) {
     EncodedWord word;
-    if (!parse_word(text, in, limit, word)) return in;
-    NLS_CharSet * const set = NLS::FindCharSet(word.charset.c_str());
-    TranslatorInUse const translator(NLS::Create(set, &run_.translator_cache, run_.factories));
-    if (!translator) return in;
-    char const * const name = decoder_name(word.encoding);
-    MIME_TransferDecoding_Engine decoder(MIME_TransferDecoding::Create(name));
+    if (!open_word(run_, text_, in, text_.size(), word)) return in;
+    WordDecoder decoder(text_, word);
     if (!decoder) return in;
-    if (name == RFC1521::quoted_printable) {
-        std::replace(word.text.begin(), word.text.end(), '_', ' ');
-    }
-    return convert(word, decoder, *translator, out) ? word.end : in;
+    auto const take = [&](std::string_view piece) { out.append(piece); };
+    return convert(decoder, word, take) ? word.end : in;
 }
 
-bool HeaderScanner::read_Encoded_Text(ScanBuffer const & text, Position from, Position to,
-                                      std::string & out) {
+bool HeaderScanner::decode_words(ScanBuffer & text, Span & range) {
     if (run_.factories == nullptr) return false;
     bool found = false;
     bool is_behind_word = false; // a word that was decoded ends at `done`
-    Position done = from;
-    for (Span word; find_word(text, done, to, word); done = word.end) {
-        if (!is_behind_word || !text.is_blank(done, word.begin)) {
-            text.copy(done, word.begin, out);
-            done = word.begin;
-        }
-        is_behind_word = read_Encoded_Word(text, word.begin, word.end, out) != word.begin;
-        if (!is_behind_word) text.copy(done, word.end, out);
+    Position done = range.begin;
+    for (Span word; find_word(text, done, range.end, word);) {
+        Position const behind = range.end - word.end;
+        bool const joins = is_behind_word && text.is_blank(done, word.begin);
+        Span place = Span::of(joins ? done : word.begin, word.begin);
+        is_behind_word = decode_word(run_, text, place, word.end);
+        done = is_behind_word ? place.end : word.end;
+        if (is_behind_word) range.end = done + behind;
         found = found || is_behind_word;
     }
-    if (found) text.copy(done, to, out);
     return found;
 }
 
+void HeaderScanner::decode_words(std::string & text, std::size_t from) {
+    if (text.find("=?", from) == text.npos) return;
+    ScanBuffer buffer(text.data() + from);
+    Span words = Span::of(buffer.pass_blanks(0, buffer.size()), buffer.size());
+    if (!decode_words(buffer, words)) return;
+    text.replace(from, text.npos, buffer.whole() + words.begin, words.size());
+}
+
 bool HeaderScanner::get_Encoded_Text(Span range, Position & next, Span & out) {
-    Position const begin = text_.pass_blanks(range.begin, range.end);
-    std::string decoded;
-    bool const found = read_Encoded_Text(text_, begin, range.end, decoded);
-    if (found) text_.replace(begin, range.end, decoded);
-    next = found ? begin + decoded.size() : range.end;
-    out = Span::of(begin, next);
+    range.begin = text_.pass_blanks(range.begin, range.end);
+    bool const found = decode_words(text_, range);
+    next = range.end;
+    out = range;
     return found;
 }
 

@@ -53,7 +53,7 @@ Position HeaderScanner::read_Comment(Position in, std::string & out) {
     Position p = in;
     for (char c; (c = text_.at(p)) != '\0';) {
         if (c == '=') {
-            Position const behind = read_Encoded_Word(text_, p, text_.size(), out);
+            Position const behind = read_Encoded_Word(p, out);
             if (behind != p) {
                 p = behind;
                 continue;
@@ -113,6 +113,7 @@ bool HeaderScanner::get_QText(Position in, Position & next, Span & out, Quotes q
         return true;
     }
     std::string text;
+    text.reserve(pass_QText(in) - in); // it may be long: no more than it needs
     next = read_QText(in, text);
     out = Span::of(in, in + text.size());
     if (text_.at(next) != '\0') text += ' ';
@@ -164,18 +165,12 @@ Position HeaderScanner::read_QText(Position in, std::string & out) {
         if (c == '\0') break; // a backslash at the very end escapes nothing
         out += c;
     }
-    if (out.find("=?", begin) != std::string::npos) {
-        std::string inner = out.substr(begin);
-        out.resize(begin);
-        ScanBuffer const text(inner.data());
-        Position const first = text.pass_blanks(0, text.size());
-        if (!read_Encoded_Text(text, first, text.size(), out)) out.replace(begin, out.npos, inner);
-    }
+    decode_words(out, begin);
     return text_.at(p) == '"' ? p + 1 : p;
 }
 
 Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string & out) {
-    Position p = read_Encoded_Word(text_, in, text_.size(), out);
+    Position p = read_Encoded_Word(in, out);
     if (p != in) return p;
     if (text_.at(p) == '"') return read_QText(p, out);
     for (char c; atom.has(c = text_.at(p)); ++p)

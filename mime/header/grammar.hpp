@@ -128,11 +128,15 @@ private:
     Position read_Comment(Position in, std::string & out);
     Position read_QText(Position in, std::string & out);
     Position read_Word(Position in, AtomSet const & atom, std::string & out);
-    /// Takes nothing if no word begins at `in` that ends within `limit` and can be decoded.
-    Position read_Encoded_Word(ScanBuffer const & text, Position in, Position limit,
-                               std::string & out);
-    /// True if there was a word; if not, `out` is of no use.
-    bool read_Encoded_Text(ScanBuffer const & text, Position from, Position to, std::string & out);
+    /// Takes nothing if no word begins at `in` that can be decoded.
+    Position read_Encoded_Word(Position in, std::string & out);
+
+    /// Puts the meaning of each encoded word of `range` in the word's place; the range's end moves
+    /// along. True if there was such a word.
+    bool decode_words(ScanBuffer & text, Span & range);
+    /// The same for all of `text` from `from` on. If there was such a word, the white space at that
+    /// place goes.
+    void decode_words(std::string & text, std::size_t from);
 
     ScanBuffer text_;
     HeaderRun & run_;

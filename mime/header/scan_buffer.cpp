@@ -8,6 +8,12 @@
 
 namespace vellum {
 
+namespace {
+
+constexpr std::size_t least_growth = 256;
+
+} // namespace
+
 ScanBuffer::ScanBuffer(char * text) : base_(text), end_(std::strlen(text)), original_size_(end_) {}
 
 bool ScanBuffer::starts_with(Position position, std::string_view text) const {
@@ -100,10 +106,11 @@ void ScanBuffer::close_gap() {
     gap_end_ = gap_begin_;
 }
 
-/// Makes the gap at least `needed` bytes wide, and then some: the size at least doubles.
+/// Makes the gap at least `needed` bytes wide, and then some, in proportion to the text: not much,
+/// as the caller's memory stays in use beside this.
 void ScanBuffer::grow(std::size_t needed) {
     std::size_t const kept = behind();
-    std::size_t const capacity = 2 * (size() + needed);
+    std::size_t const capacity = size() + needed + std::max<std::size_t>(size() / 4, least_growth);
     std::unique_ptr<char[]> larger(new char[capacity + 1]);
     std::memcpy(larger.get(), base_, gap_begin_);
     std::memcpy(larger.get() + capacity - kept, base_ + gap_end_, kept);
