@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstring>
 #include <random>
 #include <string>
 #include <string_view>
@@ -26,19 +27,23 @@ class Counter : public MimeINote {
 public:
     using MimeINote::MimeINote;
     std::size_t addresses = 0;
+    std::size_t body_bytes = 0; ///< Of all bodies of address fields.
 
 protected:
-    void Set_From(char const *, char const *, char const *, char const * address) override {
+    void Set_From(char const *, char const * body, char const *, char const * address) override {
         if (address != nullptr) ++addresses;
+        if (body != nullptr) body_bytes += std::strlen(body);
     }
-    void Set_To(char const *, char const *, char const *, char const * address) override {
-        if (address != nullptr) ++addresses;
+    void Set_To(char const * field, char const * body, char const * phrase,
+                char const * address) override {
+        Set_From(field, body, phrase, address);
     }
 };
 
 struct Cost {
     std::size_t moved;
     std::size_t addresses;
+    std::size_t body_bytes;
 };
 
 /// The field stands in an enclosed message, since a fragment at the top would go to the store.
@@ -50,7 +55,7 @@ Cost cost_of(std::string_view name, std::string_view body) {
     note.SetNLS(new TestFactory, 1);
     MimeReceiver run(&note, &input, nullptr, false, nullptr);
     run.Get_message();
-    return {run.header_bytes_moved, note.addresses};
+    return {run.header_bytes_moved, note.addresses, note.body_bytes};
 }
 
 /// The text over and over, up to a size.
@@ -142,7 +147,27 @@ TEST(HeaderCost, of_many_addresses) {
         Cost const cost = cost_of("To", body);
         EXPECT_EQ(cost.addresses, count);
         EXPECT_LE(cost.moved, 2 * body.size());
+        EXPECT_LE(cost.body_bytes, 9 * body.size());
+        EXPECT_GE(cost.body_bytes, 8 * body.size());
     }
+}
+
+/// The meter counts what an edit moves and writes, no more and no less.
+TEST(HeaderCost, is_counted_to_the_byte) {
+    struct {
+        char const * name;
+        char const * body;
+        std::size_t moved;
+    } const rows[] = {
+        {"From", "a@b", 0},
+        {"From", "a (b) @c", 1 + 2},                       // " " in place of " (b) "; "@c"
+        {"From", "a (b) @cd, e@f", 1 + 3 + 5},             // then "@cd", then ", e@f"
+        {"From", "\"ab\" <c@d>", 1 + 4 + 4},               // " ", then "ab  ", then "<c@d"
+        {"Subject", "a =?x-same?Q?bc?= d", 2 + 2},         // "bc", then the shorter side, " d"
+        {"Content-Disposition", "a; b=\"c\"; d=e", 2 + 5}, // "c ", then the shorter side
+    };
+    for (auto const & row : rows)
+        EXPECT_EQ(cost_of(row.name, row.body).moved, row.moved) << row.name << ": " << row.body;
 }
 
 /// Random pieces, repeated and strung together.

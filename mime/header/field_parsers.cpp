@@ -10,6 +10,8 @@
 #include "mime/header/parameters.hpp"
 #include "mime/note/incoming_note.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -18,6 +20,7 @@ using vellum::HeaderScanner;
 using vellum::ParameterReader;
 using vellum::Position;
 using vellum::run_of;
+using vellum::ScanBuffer;
 using vellum::Span;
 using vellum::Terminated;
 using vellum::token_atom;
@@ -34,23 +37,47 @@ HeaderScanner scanner_for(HeaderRun & run, char const * body) {
 /// may name the operations; to call one, its pointer will do.
 using TextReport = void (MimeINote::*)(char const *);
 
-/// Reports the address list's element in front of `next`. Where nothing was found in it, the body
-/// is the whole field; in a field that has many of those, it only goes up to the element.
-template <typename Report>
-void report_element(HeaderScanner & scanner, Span const & phrase, Span const & address,
-                    Position next, bool is_last, Report report) {
-    if (!phrase && !address) {
-        if (is_last || scanner.text().is_whole_cheap()) {
-            report(scanner.text().whole(), nullptr, nullptr);
+/// Reports the elements of an address list. The body that goes with each begins at the field's
+/// start; but a client may look at every body, and so all of them together stay below eight times
+/// the field: from then on a body begins at its own element.
+class ElementReports {
+public:
+    explicit ElementReports(HeaderScanner & scanner)
+        : text_(scanner.text()), left_(most_bodies * text_.size()) {}
+
+    /// Calls `report` for the element in [begin, next). Where nothing was found in it, the body is
+    /// the whole field; in a field that has many of those, it only goes up to the element.
+    template <typename Report>
+    void operator()(Span const & phrase, Span const & address, Position begin, Position next,
+                    bool is_last, Report report) {
+        if (phrase || address) {
+            Terminated const text(text_, {phrase, address});
+            Position const end = std::min(phrase ? phrase.end : next, address ? address.end : next);
+            report(text.field() + start_of_body(begin, end), text.text(phrase), text.text(address));
+        } else if (is_last || text_.is_whole_cheap()) {
+            char const * const whole = text_.whole();
+            report(whole + start_of_body(begin, text_.size()), nullptr, nullptr);
         } else {
-            Terminated const text(scanner.text(), {Span::of(0, next)});
-            report(text.field(), nullptr, nullptr);
+            Terminated const text(text_, {Span::of(0, next)});
+            report(text.field() + start_of_body(begin, next), nullptr, nullptr);
         }
-        return;
     }
-    Terminated const text(scanner.text(), {phrase, address});
-    report(text.field(), text.text(phrase), text.text(address));
-}
+
+private:
+    static constexpr std::size_t most_bodies = 8;
+
+    Position start_of_body(Position begin, Position end) {
+        if (end <= left_) {
+            left_ -= end;
+            return 0;
+        }
+        left_ = 0;
+        return begin;
+    }
+
+    ScanBuffer & text_;
+    std::size_t left_; ///< What may still be handed out.
+};
 
 /// The field's text behind leading white space and comments, as it stands.
 void report_text(MimeReceiver * receiver, char const * body, TextReport report) {
@@ -103,13 +130,16 @@ void ParseHeaderField::from(MimeReceiver * receiver, char const * body, char con
     run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
+    ElementReports report(scanner);
     for (bool more = true; more;) {
         Span phrase;
         Span address;
+        scanner.get_LWSP(at, at, Blanks::leave);
+        Position const begin = at;
         scanner.get_Mailbox(at, at, phrase, address, strict);
         more = scanner.get_Char(at, at, ',');
-        report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.note->Set_From(name, texts...); });
+        report(phrase, address, begin, at, !more,
+               [&](auto... texts) { run.note->Set_From(name, texts...); });
     }
     run.note->Set_From(name, nullptr, nullptr, nullptr);
 }
@@ -121,13 +151,16 @@ void ParseHeaderField::to(MimeReceiver * receiver, char const * body, char const
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     bool in_group = false;
+    ElementReports report(scanner);
     for (bool more = true; more;) {
         Span phrase;
         Span address;
+        scanner.get_LWSP(at, at, Blanks::leave);
+        Position const begin = at;
         scanner.get_Address(at, at, phrase, address, in_group, strict);
         more = scanner.get_Char(at, at, ',');
-        report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.note->Set_To(name, texts...); });
+        report(phrase, address, begin, at, !more,
+               [&](auto... texts) { run.note->Set_To(name, texts...); });
     }
     run.note->Set_To(name, nullptr, nullptr, nullptr);
 }
@@ -154,13 +187,16 @@ void ParseHeaderField::Disposition_notification_to(MimeReceiver * receiver, char
     HeaderScanner scanner = scanner_for(run, body);
     Position at = 0;
     bool in_group = false;
+    ElementReports report(scanner);
     for (bool more = true; more;) {
         Span phrase;
         Span address;
+        scanner.get_LWSP(at, at, Blanks::leave);
+        Position const begin = at;
         scanner.get_Address(at, at, phrase, address, in_group, true);
         more = in_group && scanner.get_Char(at, at, ',');
-        report_element(scanner, phrase, address, at, !more,
-                       [&](auto... texts) { run.note->Set_Disposition_notification_to(texts...); });
+        report(phrase, address, begin, at, !more,
+               [&](auto... texts) { run.note->Set_Disposition_notification_to(texts...); });
     }
     run.note->Set_Disposition_notification_to(nullptr, nullptr, nullptr);
 }

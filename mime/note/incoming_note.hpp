@@ -230,12 +230,13 @@ protected:
     // nothing else is said.
 
     /// Called   once for each mailbox of From, Sender, Reply-To and their Resent- and X- forms,
-    /// then
-    ///          once more at the end of the field.
-    /// Value    `body`: the field's start, edited, which ends with this mailbox. `phrase`: the
-    ///          display name, decoded.
+    ///          then once more at the end of the field.
+    /// Value    `body`: the field's text, edited, up to this mailbox. It begins at the field's
+    ///          start while all the bodies handed out for one field stay below eight times the
+    ///          field, and at the mailbox's own element from then on; so a client may look at each
+    ///          of them. `phrase`: the display name, decoded.
     /// Null     `phrase`: there is no name. `address`: no address could be read. All three: the
-    /// end.
+    ///          end.
     virtual void Set_From(char const * field, char const * body, char const * phrase,
                           char const * address);
 
