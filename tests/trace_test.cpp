@@ -8,11 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -44,6 +48,41 @@ TEST_F(TraceTest, LineShowsTimeThreadLevelPlaceAndMessage) {
     EXPECT_EQ(written(), "02/03-09:05:07.12 " + std::string(thread) + " E [y.c:17] 5 text\n");
 }
 
+TEST_F(TraceTest, MessageBringsNoControlCharacters) {
+    std::string const text(1000, 't'); // longer than what is formatted at once
+    std::pair<std::string, std::string> const rows[] = {
+        {"a\nb\r\x1B[2J\x7F", "a\\x0Ab\\x0D\\x1B[2J\\x7F\n"},
+        {"\xC3\xA4 \\", "\xC3\xA4 \\\n"},
+        {text + '\t', text + "\\x09\n"},
+        {"", "\n"},
+    };
+    for (auto const & [message, shown] : rows) {
+        TMimeTraceStream const log(path());
+        vellum::trace({4, "y", 17}, "%s", message.c_str());
+        std::string const line = written();
+        EXPECT_EQ(line.substr(line.find(']') + 2), shown);
+    }
+}
+
+TEST_F(TraceTest, ThreadsWriteWholeLines) {
+    TMimeTraceStream const log(path());
+    auto const write_lines = [](char letter) {
+        for (std::size_t i = 0; i < 300; ++i)
+            vellum::trace({4, "y", 17}, "%s", std::string(i * 20, letter).c_str());
+    };
+    std::thread other(write_lines, 'b');
+    write_lines('a');
+    other.join();
+    std::istringstream lines(written());
+    std::size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        std::string const text = line.substr(std::min(line.size(), line.find("] ") + 2));
+        ASSERT_TRUE(line.size() > 30 && line[2] == '/') << line;
+        ASSERT_EQ(text.find_first_not_of(text.empty() ? 'a' : text[0]), std::string::npos) << line;
+    }
+    EXPECT_EQ(count, 600U);
+}
+
 TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
     struct {
         unsigned long level;
@@ -57,7 +96,6 @@ TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
         {16, nullptr, "I [????.???:17]"},
         {32, "", "i [:17]"},
         {64, "y", "? [y:17]"},
-        {128, "y", "? [y:17]"},
         {256, "y", "1 [y:17]"},
         {512, "y", "2 [y:17]"},
         {1024, "y", "* [y:17]"},

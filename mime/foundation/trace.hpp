@@ -28,7 +28,7 @@ public:
     /// Replaces the mask of the levels that are written.
     static void SetLevel(unsigned long mask);
 
-    /// The installed object, not owned; null for none.
+    /// The installed object, not owned; null while no object is installed.
     static TMimeTraceLog * fsDestination;
 
     /// The mask of the levels that are written; 15 at load.
@@ -39,7 +39,8 @@ protected:
 };
 
 /// The destination that comes with the engine: a text file with one line per message, each flushed
-/// before the engine goes on.
+/// before the engine goes on. A line is written whole, whatever other threads write. A control
+/// character of a message is shown as `\xHH`.
 class VELLUM_EXPORT TMimeTraceStream : public TMimeTraceLog {
 public:
     /// Replaces the file at `path`, if this object has become the destination; otherwise it stays
