@@ -110,8 +110,10 @@ bool oSimpleStream::makeRoom() {
     return room() > 0;
 }
 
-/// As much room as the buffer has in all, so that a bulk read has large steps.
+/// As much room as the buffer has in all, so that a bulk read has large steps. But a heap buffer
+/// that nothing empties is filled first: a source that comes in drops would let it grow each time.
 bool oSimpleStream::makeBulkRoom() {
+    if (allocated_ != nullptr && sink_ == nullptr && room() > 0) return true;
     std::size_t const size = static_cast<std::size_t>(end_ - base_);
     Overflow(saturated(size > 0 ? size : first_bulk_request));
     return room() > 0;

@@ -98,7 +98,8 @@ public:
 
     /// All bytes of `in` to its end, read straight into this stream's buffer. Before each read the
     /// `streambuf` form asks `Overflow` for as much room as the buffer has in all, so what was
-    /// pending is handed over, or the buffer grows.
+    /// pending is handed over, or the buffer grows. A heap buffer without a sink is filled before
+    /// it grows.
     oSimpleStream & operator<<(std::istream & in);
     oSimpleStream & operator<<(std::streambuf * in);
 
