@@ -11,12 +11,8 @@
 /// The text of a string and of all its copies. Counts its references itself.
 class MimeStringBuffer {
 public:
-    /// The length is counted when it is first asked for: the reader hands the whole body of an
-    /// address field over with each mailbox in it, and few clients look at it.
-    explicit MimeStringBuffer(char const * text) noexcept
-        : text_(text), length_known_(text == nullptr) {}
     MimeStringBuffer(char const * text, unsigned long length) noexcept
-        : text_(text), length_(length), length_known_(true) {}
+        : text_(text), length_(length) {}
     MimeStringBuffer(MimeStringBuffer const &) = delete;
     MimeStringBuffer & operator=(MimeStringBuffer const &) = delete;
 
@@ -33,7 +29,6 @@ public:
     }
 
     virtual char const * set_String(char const * text, bool owned) noexcept {
-        get_Length(); // it stays that of the old text
         if (owned_ && text_ != text) delete[] text_;
         text_ = text;
         owned_ = owned;
@@ -41,30 +36,24 @@ public:
     }
     virtual char const * get_String() const noexcept { return text_; }
 
-    virtual unsigned long set_Length(unsigned long length) noexcept {
-        length_known_ = true;
-        return length_ = length;
-    }
-    virtual unsigned long get_Length() const noexcept {
-        if (!length_known_) {
-            length_ = static_cast<unsigned long>(std::strlen(text_));
-            length_known_ = true;
-        }
-        return length_;
-    }
+    virtual unsigned long set_Length(unsigned long length) noexcept { return length_ = length; }
+    virtual unsigned long get_Length() const noexcept { return length_; }
 
     virtual bool set_Owned(bool owned) noexcept { return owned_ = owned; }
     virtual bool get_Owned() const noexcept { return owned_; }
 
 private:
     char const * text_;
-    mutable unsigned long length_ = 0;
-    mutable bool length_known_;
+    unsigned long length_;
     bool owned_ = false;
     int references_ = 1;
 };
 
 namespace {
+
+unsigned long length_of(char const * text) {
+    return text != nullptr ? static_cast<unsigned long>(std::strlen(text)) : 0;
+}
 
 char const * name_or_ascii(SymToken const & charSet) {
     return !charSet ? RFC1521::US_ASCII : static_cast<char const *>(charSet);
@@ -83,12 +72,11 @@ MimeString::MimeString(BufferReference buffer, char const * charSet, int codePag
     : buffer_(std::move(buffer)), encoding_(encoding), char_set_(charSet), code_page_(codePage) {}
 
 MimeString::MimeString(char const * text) noexcept
-    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text)), RFC1521::US_ASCII, 0,
-                 RFC1521::ASCII_7bit) {}
+    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text, length_of(text))),
+                 RFC1521::US_ASCII, 0, RFC1521::ASCII_7bit) {}
 
 MimeString::MimeString(char const * text, SymToken charSet) noexcept
-    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text)), name_or_ascii(charSet),
-                 0, nullptr) {}
+    : MimeString(text, length_of(text), charSet) {}
 
 MimeString::MimeString(char const * text, unsigned long length, SymToken charSet) noexcept
     : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text, length)),

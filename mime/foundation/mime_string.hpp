@@ -23,12 +23,10 @@ class MimeStringBuffer;
 /// Strings that share a buffer have to stay in one thread.
 class VELLUM_EXPORT MimeString {
 public:
-    /// The text up to its NUL, "US-ASCII" in "7bit". Takes no time for the length: it is counted
-    /// when it is first asked for (or the text is replaced), so the text has to stay until then.
+    /// The text up to its NUL, which is counted here; "US-ASCII" in "7bit".
     MimeString(char const * text = nullptr) noexcept;
 
-    /// The text up to its NUL (counted late, as above) in `charSet`, "US-ASCII" for a null token.
-    /// No encoding.
+    /// The text up to its NUL in `charSet`, "US-ASCII" for a null token. No encoding.
     MimeString(char const * text, SymToken charSet) noexcept;
 
     /// `length` bytes at `text`, with no need of a NUL, in `charSet` as above. No encoding.
@@ -48,14 +46,14 @@ public:
     /// the last string that shares it, if it was handed over.
     virtual ~MimeString();
 
-    /// Makes `other` the string behind this one and gives this string. A null or empty `other`
+    /// Makes `other` the string behind this one and returns this string. A null or empty `other`
     /// changes nothing and stays the caller's; any other has to be a heap object, OWNED by this
     /// string from now on. To build a longer chain call it on the last string: strings that stand
     /// behind this one already move behind `other`.
     virtual MimeString & Concatenate(MimeString & other);
     virtual MimeString * Concatenate(MimeString * other);
 
-    /// Replaces the text for all strings that share it and gives it. The length stays as it is.
+    /// Replaces the text for all strings that share it and returns it. The length stays as it is.
     /// With a nonzero `own` the buffer OWNS the text, which then comes from `new char[]`. An old
     /// text that was handed over is freed, unless it is the same.
     virtual char const * set_String(char const * text, int own);
@@ -78,7 +76,7 @@ public:
     virtual char const * set_Encoding(char const * encoding);
     virtual char const * get_Encoding() const;
 
-    /// get_String(), in the forms that older interfaces take. Nothing here makes the text writable.
+    /// get_String(), for functions that take a pointer to writable bytes. The text isn't writable.
     operator char *() const;
     operator signed char *() const;
     operator unsigned char *() const;
