@@ -129,8 +129,12 @@ NLS_qxStr::NLS_qxStr(char const * name, int code_page, qxtSTRCharSettag local_ta
     charSetName = name;
     codePage = static_cast<unsigned long>(code_page);
     if (name == nullptr) return;
-    NLS_CharSet * const set = NLS::FindCharSet(name);
-    bool const multi_byte = (set != nullptr && set->is_MultiByte()) ||
+    NLS_CharSet * set = NLS::FindCharSetOfMessage(name);
+    if (set == nullptr) {
+        unlisted_.name = name;
+        set = &unlisted_;
+    }
+    bool const multi_byte = set->is_MultiByte() ||
                             NLS::Equivalent_CharSet_for(code_page, false)->is_MultiByte();
     auto const open = [&](auto which) {
         return new (std::nothrow) NLS_qxStr_CharSet(language, country, which);

@@ -160,6 +160,7 @@ private:
     bool Join(std::string_view piece, CutCharacter & cut, std::unique_ptr<char[]> & joined,
               std::string_view & whole) const;
 
+    NLS_CharSet unlisted_; ///< The set of a name that NLS::CharSetTable doesn't hold.
     CutCharacter cut_;
     // A text in pieces has begun, and not ended.
     bool is_in_text_ = false;  // to the local code page

@@ -137,7 +137,27 @@ TableItem * SymbolTable::LookUp(char const * text, bool copy, bool insert) {
     vellum::WordHash const word = vellum::hash_word(text, vellum::process_hash_key());
     Link * const link = Search(word, text, &roots_[word.bucket]);
     TableItem * const item = link->load(std::memory_order_acquire);
-    return item == nullptr && insert ? Insert(word, text, copy, link) : item;
+    return item == nullptr && insert ? Insert(word, text, copy, link, Origin::client) : item;
+}
+
+namespace {
+
+/// Real mail has a few hundred types and sets in all. Beyond these numbers it is a sender who makes
+/// words up, and nobody will ask for them again.
+constexpr int most_words_of_messages = 10'000;
+constexpr std::size_t longest_word_of_message = 127;
+
+} // namespace
+
+TableItem * SymbolTable::LookUpOfMessage(char const * text) {
+    if (text == nullptr) return nullptr;
+    vellum::WordHash const word = vellum::hash_word(text, vellum::process_hash_key());
+    Link * const link = Search(word, text, &roots_[word.bucket]);
+    TableItem * const item = link->load(std::memory_order_acquire);
+    bool const is_taken =
+        item == nullptr && word.length <= longest_word_of_message &&
+        words_of_messages_.load(std::memory_order_relaxed) < most_words_of_messages;
+    return is_taken ? Insert(word, text, true, link, Origin::message) : item;
 }
 
 /// The link that holds the entry of the word, or the empty one where it belongs. `link` is where
@@ -157,7 +177,7 @@ SymbolTable::Link * SymbolTable::Search(vellum::WordHash const & word, char cons
 }
 
 TableItem * SymbolTable::Insert(vellum::WordHash const & word, char const * text, bool copy,
-                                Link * link) {
+                                Link * link, Origin origin) {
     if (mutex_ == nullptr) return nullptr;
     // A wait that fails doesn't stop the insertion. That is why the entry is published by an
     // exchange: even without the lock no entry gets lost or doubled.
@@ -167,12 +187,16 @@ TableItem * SymbolTable::Insert(vellum::WordHash const & word, char const * text
         link = Search(word, text, link); // again: another thread may have added the word
         if (TableItem * const item = link->load(std::memory_order_acquire)) return item;
         if (made == nullptr) {
+            if (origin == Origin::message && words_of_messages_ >= most_words_of_messages) {
+                return nullptr;
+            }
             made.reset(new (std::nothrow) TableItem(text, copy));
             if (made == nullptr || made->text == nullptr) return nullptr;
             made->order_ = word.order;
         }
         TableItem * empty = nullptr;
         if (link->compare_exchange_strong(empty, made.get(), std::memory_order_acq_rel)) {
+            if (origin == Origin::message) ++words_of_messages_;
             return made.release();
         }
     }

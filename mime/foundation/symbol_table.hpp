@@ -52,8 +52,8 @@ public:
     /// The value word as NLS::CharSetTable uses it: the record of this name, or null.
     NLS_CharSet * CharSet() const noexcept;
 
-    /// Stores `record` if the entry has none yet, and gives the entry's record: the first one
-    /// stays.
+    /// Stores `record` if the entry has no record yet, and returns the entry's record: the first
+    /// one stays.
     NLS_CharSet * OfferCharSet(NLS_CharSet * record) noexcept;
 
     /// The key, spelled as when it was first inserted.
@@ -97,8 +97,14 @@ public:
     /// \param insert a missing word is added, spelled as in `text`, with a null value.
     TableItem * LookUp(char const * text, bool copy, bool insert);
 
+    /// The entry of a word that a message brought, or null: a message decides on no memory that
+    /// stays. A word that is missing is added, copied, only if it has at most 127 bytes, and while
+    /// fewer than 10,000 words have been added by this operation. A word that was refused once is
+    /// refused until it comes in through LookUp. Null for a null text, and when there is no memory.
+    TableItem * LookUpOfMessage(char const * text);
+
     /// Loads the 107 words of the protocol that are compared by pointer, each by the pointer of
-    /// its token member. Gives this table.
+    /// its token member. Returns this table.
     SymbolTable * Init();
 
     /// Whether the field parsers hang on the entries. A true result makes the parsers visible to
@@ -117,10 +123,14 @@ private:
     static constexpr int bucket_count = 32;
 
     Link * Search(vellum::WordHash const & word, char const * text, Link * link);
-    TableItem * Insert(vellum::WordHash const & word, char const * text, bool copy, Link * link);
+    enum class Origin { client, message };
+
+    TableItem * Insert(vellum::WordHash const & word, char const * text, bool copy, Link * link,
+                       Origin origin);
 
     Link roots_[bucket_count]{};
     std::atomic<bool> parsers_installed_{false};
+    std::atomic<int> words_of_messages_{0};
     /// Serialises writers. Null if there was no memory for it; then nothing is inserted.
     std::unique_ptr<TMimeMutexSemaphore> mutex_;
 };
@@ -136,16 +146,23 @@ inline SymbolTable & main_table_at_start_up = main_table();
 
 } // namespace vellum
 
-/// A word of the main table: one pointer to the interned text, or null. Two tokens of one word hold
-/// one pointer, whatever the case of the texts that they were made from. Owns nothing; the text
-/// lives as long as the main table, to the end of the process or the unloading of the library.
+/// An interned word: one pointer to its text, or null. Two tokens of one word hold one pointer,
+/// whatever the case of the texts that they were made from. Owns nothing.
+///
+/// The text of a token that a client makes from a text lives as long as the main table, to the end
+/// of the process or the unloading of the library. So does a word of a message that the table took
+/// (see LookUpOfMessage). The words that it didn't take live as long as the run of Receive that met
+/// them: a token that the reader shows is good in the callbacks of that run. Within the run two
+/// such tokens of one word hold one pointer too; a token that the client makes of that word
+/// meanwhile holds another, and only the texts compare as equal. A client that keeps the word makes
+/// a token of its own from the text, `SymToken(static_cast<char const *>(token))`, or copies it.
 class VELLUM_EXPORT SymToken {
 public:
     /// Interns `text`, with a copy if the word is new. Null stays null (and is what is left when
     /// there is no memory for a new word).
     SymToken(char const * text = nullptr) : text_(Intern(text)) {}
 
-    /// Interns `text` likewise, and gives the interned text.
+    /// Interns `text` likewise, and returns the interned text.
     char const * operator=(char const * text) { return text_ = Intern(text); }
 
     /// Same word, by pointer.
@@ -169,6 +186,14 @@ public:
     operator char const *() const noexcept { return text_; }
 
 private:
+    friend struct MimeContextItem;
+
+    /// The token of a text that is interned already, in the main table or in a run.
+    struct Interned {
+        char const * text;
+    };
+    explicit SymToken(Interned word) noexcept : text_(word.text) {}
+
     static char const * Intern(char const * text);
     bool Equals(char const * text) const noexcept;
 

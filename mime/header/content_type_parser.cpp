@@ -2,12 +2,12 @@
 #include "mime/header/content_type_parser.hpp"
 
 #include "mime/foundation/mime_string.hpp"
-#include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/field_parsers.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/header/parameters.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/nls/message_words.hpp"
 #include "mime/note/incoming_note.hpp"
 
 #include <algorithm>
@@ -23,8 +23,7 @@ namespace {
 
 char const * interned(HeaderScanner & scanner, Span const & word) {
     Terminated const text(scanner.text(), {word});
-    TableItem const * const item = SymbolTable::Main->LookUp(text.text(word), true, true);
-    return item != nullptr ? item->text : nullptr;
+    return scanner.run().words->intern(text.text(word));
 }
 
 char const * default_subtype(char const * type) {
@@ -90,7 +89,7 @@ private:
 
     void text(ParameterReader & parameter) {
         if (!is_first(parameter, RFC1521::charset)) return;
-        run_.body_charset = NLS::FindCharSet(parameter.value());
+        run_.body_charset = run_.words->lasting_char_set(parameter.value());
         report(RFC1521::charset, parameter.value());
     }
 

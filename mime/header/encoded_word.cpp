@@ -15,6 +15,7 @@
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/nls/message_words.hpp"
 #include "mime/nls/translator.hpp"
 
 #include <algorithm>
@@ -163,9 +164,14 @@ bool open_word(HeaderRun & run, ScanBuffer const & text, Position in, Position l
                EncodedWord & word) {
     if (run.factories == nullptr || !text.starts_with(in, "=?")) return false;
     if (!parse_word(text, in, limit, word)) return false;
-    word.set = NLS::FindCharSet(word.charset.c_str());
+    word.set = run.words->char_set(word.charset.c_str());
     word.translator.reset(NLS::Create(word.set, &run.translator_cache, run.factories));
-    return word.translator != nullptr;
+    if (!word.translator) {
+        run.words->give_up(word.set);
+        return false;
+    }
+    run.words->keep(word.set);
+    return true;
 }
 
 /// Puts the meaning of the word at [place.end, end) in the place of [place.begin, end), piece by

@@ -74,6 +74,7 @@ public:
     HeaderScanner & operator=(HeaderScanner const &) = delete;
 
     ScanBuffer & text() { return text_; }
+    HeaderRun & run() const { return run_; }
 
     /// What becomes of a run of white space. The comments in it go in any case.
     enum class Blanks { leave, remove, one };

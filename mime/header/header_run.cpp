@@ -2,13 +2,14 @@
 #include "mime/header/header_run.hpp"
 
 #include "mime/header/reading_rules.hpp"
+#include "mime/nls/message_words.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/note/incoming_note.hpp"
 
 namespace vellum {
 
 HeaderRun::HeaderRun(MimeINote * client)
-    : note(client),
+    : note(client), words(std::make_unique<MessageWords>()),
       rules(client != nullptr && client->reading_ == MimeINote::Reading_Extended ? &extended_reading
                                                                                  : &basic_reading) {
 }

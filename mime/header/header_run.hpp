@@ -7,6 +7,7 @@
 #include "mime/note/defect.hpp"
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -20,10 +21,14 @@ class NLS_Translator_Factory;
 namespace vellum {
 
 struct ReadingRules;
+class MessageWords;
 
 class HeaderRun {
 public:
     MimeINote * note; ///< Called back. Not owned.
+
+    /// The types and character sets that the message names. Never null.
+    std::unique_ptr<MessageWords> const words;
 
     // Of the part whose header is parsed. The texts are interned; null means not known (yet).
     char const * type = nullptr;

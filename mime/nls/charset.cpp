@@ -84,6 +84,13 @@ NLS_CharSet * NLS::FindCharSet(char const * name) {
     return make_dynamic(name) ? registered(table, name) : nullptr;
 }
 
+NLS_CharSet * NLS::FindCharSetOfMessage(char const * name) {
+    TableItem const * const item = vellum::char_set_table().LookUpOfMessage(name);
+    if (item == nullptr) return nullptr;
+    NLS_CharSet * const known = item->CharSet();
+    return known != nullptr ? known : FindCharSet(name);
+}
+
 NLS_CharSet * NLS::BestFitCharSet(NLS_Translator_Factory * factory, bool inHeader) {
     int const code_page = static_cast<int>(PlatformCodePage);
     for (; factory != nullptr; factory = factory->next) {

@@ -95,6 +95,10 @@ public:
     /// here copies the name, is a multi-byte set of its own in base64, and is never freed.
     static NLS_CharSet * FindCharSet(char const * name);
 
+    /// The same for a name that a message brought, or null: a new record is made only while
+    /// SymbolTable::LookUpOfMessage takes the name.
+    static NLS_CharSet * FindCharSetOfMessage(char const * name);
+
     /// The character set for text in PlatformCodePage: the preferred record of the first suggestion
     /// that a factory of the chain makes (`factory` may be null), else Equivalent_CharSet_for.
     ///

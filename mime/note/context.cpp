@@ -12,8 +12,8 @@ void MimeClientCookie::Delete() { delete this; }
 
 MimeContextItem::MimeContextItem(char const * type_text, char const * subtype_text,
                                  char const * disposition_text, MimeClientCookie * client_cookie)
-    : type(type_text), subtype(subtype_text), disposition(disposition_text), cookie(client_cookie) {
-}
+    : type(SymToken::Interned{type_text}), subtype(SymToken::Interned{subtype_text}),
+      disposition(SymToken::Interned{disposition_text}), cookie(client_cookie) {}
 
 MimeContextItem::~MimeContextItem() {
     if (MimeClientCookie * const old = std::exchange(cookie, nullptr)) old->Delete();

@@ -23,13 +23,16 @@ public:
 /// One level of a message. While reading, what the first look at its header found: the values don't
 /// change when the header's fields are reported later. While writing, type and subtype are null
 /// until Get_Content_Type has answered, and the disposition stays null.
+///
+/// While reading, the texts of `type` and `subtype` live as long as the run of Receive: see
+/// SymToken for how to keep them longer.
 struct VELLUM_EXPORT MimeContextItem {
     SymToken type;             ///< Media type.
     SymToken subtype;          ///< Media subtype; null when Content-Type named none.
     SymToken disposition;      ///< A known token; null without a Content-Disposition.
     MimeClientCookie * cookie; ///< The client's state for this level, or null. OWNS it.
 
-    /// The strings are interned texts or null.
+    /// The strings are interned texts or null, kept as pointers.
     MimeContextItem(char const * type, char const * subtype, char const * disposition,
                     MimeClientCookie * cookie);
     /// Calls Delete on the cookie, if there is one.
