@@ -59,7 +59,9 @@ bool AddressField::Append(char const * field, char const * name, char const * ad
 
 void AddressField::WriteField(MimeSender & sender) {
     std::vector<AddressEntry> entries = std::exchange(entries_, {});
-    if (sender.field_guard) {
+    bool const is_nobody = entries.size() == 1 && entries.front().name.empty() &&
+                           is_empty_group(entries.front().address);
+    if (sender.field_guard && !is_nobody) {
         entries.erase(std::remove_if(entries.begin(), entries.end(), reads_otherwise),
                       entries.end());
     }
@@ -74,7 +76,7 @@ void AddressField::WriteField(MimeSender & sender) {
         if (entry.address.empty()) continue;
         field.text(" ");
         bool const bare = !named && !always_bracket_;
-        if (!bare || (sender.field_guard && !has_domain(entry.address))) {
+        if (!bare || (sender.field_guard && !is_nobody && !has_domain(entry.address))) {
             field.delimited(entry.address.c_str(), '<', '>', false);
         } else {
             field.raw(entry.address.c_str());

@@ -165,6 +165,14 @@ bool is_address(std::string_view value) {
 
 bool has_domain(std::string_view address) { return domain_sign(address) != std::string_view::npos; }
 
+bool is_empty_group(std::string_view value) {
+    if (value.size() < 3 || value.substr(value.size() - 2) != ":;") return false;
+    std::string_view const name = value.substr(0, value.size() - 2);
+    return name.front() != ' ' && !holds(name, encoded_word_begin) &&
+           std::all_of(name.begin(), name.end(),
+                       [](char c) { return is_atom_byte(c) || c == ' '; });
+}
+
 // encoded words --------------------------------------------------------------------
 
 namespace {

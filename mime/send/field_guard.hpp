@@ -39,13 +39,17 @@ bool is_token(std::string_view value);
 bool is_boundary(std::string_view value);
 
 /// Whether `value` is one address without a display name: a local part (RFC 5322 3.4.1), alone or
-/// with a domain behind "@". Bytes above 0x7F count as
-/// letters. Angle brackets and encoded words are refused within quotes too.
+/// with a domain behind "@". Bytes above 0x7F count as letters. Angle brackets and encoded words
+/// are refused within quotes too.
 bool is_address(std::string_view value);
 
 /// Whether an address of is_address has a domain. Without one it reads as an address in angle
 /// brackets alone.
 bool has_domain(std::string_view address);
+
+/// Whether `value` is a group without members whose name is atoms, as "undisclosed-recipients:;"
+/// (RFC 5322 3.4). Alone in its field it reads as nobody; beside others some readers lose these.
+bool is_empty_group(std::string_view value);
 
 /// Whether `value` is encoded words alone (RFC 2047), divided by blanks and folds, that may stand
 /// in a display name, and in which no line end hides.
