@@ -29,7 +29,7 @@ void check_message(vellum::PartialIndex const & index, vellum::MsgList const & m
 
 void check_index(std::string_view text) {
     vellum::PartialIndex index{std::string(prefix)};
-    if (!index.assign(std::string(text))) return;
+    if (!index.assign(vellum::TextBlock(text))) return;
     bool const is_right = index.names_its_files();
     std::size_t parts = 0;
     for (std::size_t place = 0; place < index.rows().size(); ++place) {
@@ -44,7 +44,7 @@ void check_index(std::string_view text) {
     // What was put in anew names its files, and is read back the same.
     std::string const written = index.text();
     vellum::PartialIndex again{std::string(prefix)};
-    require(again.assign(written) && again.text() == written);
+    require(again.assign(vellum::TextBlock(written)) && again.text() == written);
     require(!is_right || again.names_its_files());
 }
 

@@ -33,7 +33,7 @@ void check_files(StoreDirectory const & store) {
     StoreDirectory::Files const files = store.files();
     if (files.empty()) return;
     PartialIndex index(store.prefix());
-    require(files.contains("MailPart.Ndx") && index.assign(files.at("MailPart.Ndx")));
+    require(files.contains("MailPart.Ndx") && index.assign(TextBlock(files.at("MailPart.Ndx"))));
     require(index.names_its_files());
     std::size_t named = 1;
     for (std::size_t place = 0; place < index.rows().size(); ++place) {

@@ -94,9 +94,9 @@ int message_key(int number) { return fragment_key(number, 0).message; }
 
 } // namespace
 
-bool PartialIndex::assign(std::string text) {
+bool PartialIndex::assign(TextBlock text) {
     clear();
-    std::string_view rest = texts_.emplace_back(std::move(text));
+    std::string_view rest = texts_.emplace_back(std::move(text)).view();
     int count = 0;
     bool is_index = take_number(rest, '\n', first_number) && take_count(rest, sequence_number) &&
                     take_count(rest, count);
@@ -123,24 +123,19 @@ bool PartialIndex::names_its_files() const {
     return is_right && std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
 
-std::string PartialIndex::text() const {
-    std::size_t size = 64; // the numbers in front
-    for (IndexRow const & row : rows_)
-        size += row.text.size();
+/// The numbers in front of the messages.
+std::string PartialIndex::head_text() const {
     std::string text;
-    text.reserve(size);
     put_number(text, first_number);
     put_number(text, sequence_number);
     put_number(text, rows_.size());
-    std::string_view run; // lines that lie side by side
-    for (IndexRow const & row : rows_) {
-        if (run.data() + run.size() != row.text.data()) {
-            text += run;
-            run = {row.text.data(), 0};
-        }
-        run = {run.data(), run.size() + row.text.size()};
-    }
-    return text += run;
+    return text;
+}
+
+std::string PartialIndex::text() const {
+    std::string text;
+    for_each_piece([&text](std::string_view piece) { text += piece; });
+    return text;
 }
 
 // The messages ---------------------------------------------------------------------
@@ -170,7 +165,7 @@ IndexRow PartialIndex::row_of(MsgList const & message) {
         put_text(text, prefix_, fragment_file_name(fragment_key(message.number, part)));
         put_number(text, part);
     }
-    std::string_view rest = texts_.emplace_back(std::move(text));
+    std::string_view rest = texts_.emplace_back(text).view();
     IndexRow row{};
     take_row(rest, row);
     return row;

@@ -26,6 +26,7 @@
 #include <cstddef>
 #include <deque>
 #include <list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,20 @@ struct IndexRow {
     bool may_be_complete() const { return total >= 1 && count >= total; }
 };
 
+/// Bytes in one place, which they keep. Not set to anything when they are made.
+struct TextBlock {
+    explicit TextBlock(std::size_t capacity)
+        : bytes(std::make_unique_for_overwrite<char[]>(capacity)), size(capacity) {}
+    explicit TextBlock(std::string_view text) : TextBlock(text.size()) {
+        text.copy(bytes.get(), text.size());
+    }
+
+    std::string_view view() const { return {bytes.get(), size}; }
+
+    std::unique_ptr<char[]> bytes;
+    std::size_t size;
+};
+
 class PartialIndex {
 public:
     static constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
@@ -67,7 +82,7 @@ public:
 
     /// Takes the text of an index in the place of all that was there. False, and nothing is there,
     /// for a text that is no index.
-    bool assign(std::string text);
+    bool assign(TextBlock text);
     /// Whether the text that was assigned names the files that follow from its numbers, each once.
     bool names_its_files() const;
 
@@ -88,14 +103,29 @@ public:
     /// that key.
     bool is_taken(FragmentKey key, int message, int part) const;
 
+    /// Calls `take` with the index as text, piece by piece.
+    template <typename Take>
+    void for_each_piece(Take const & take) const {
+        take(head_text());
+        std::string_view run; // lines that lie side by side
+        for (IndexRow const & row : rows_) {
+            if (run.data() + run.size() != row.text.data()) {
+                take(run);
+                run = {row.text.data(), 0};
+            }
+            run = {run.data(), run.size() + row.text.size()};
+        }
+        take(run);
+    }
     /// The index as text.
     std::string text() const;
 
 private:
     IndexRow row_of(MsgList const & message);
+    std::string head_text() const;
 
     std::string prefix_;
-    std::list<std::string> texts_; ///< Where the rows' lines are: a text once here never moves.
+    std::list<TextBlock> texts_; ///< Where the rows' lines are.
     std::deque<IndexRow> rows_;
 };
 

@@ -23,32 +23,69 @@ constexpr TraceSite site(unsigned long line) {
     return {trace_warning, "mime/partial/open_store_index", line};
 }
 
-/// A fast hash. Its four lanes don't wait for each other.
-std::uint64_t hash_of(std::string_view text, std::uint64_t seed) {
-    constexpr std::uint64_t factor = 0x9E3779B97F4A7C15U;
-    std::array<std::uint64_t, 4> lanes{seed, ~seed, text.size(), factor};
-    auto const mix = [&](std::string_view piece) {
+/// A fast hash of text that comes in pieces; where it is cut doesn't count. Its four lanes don't
+/// wait for each other.
+class TextHash {
+public:
+    explicit TextHash(std::uint64_t seed) : lanes_{seed, ~seed, 0, factor} {}
+
+    void add(std::string_view text) {
+        size_ += text.size();
+        if (!rest_.empty()) {
+            std::string_view const front = text.substr(0, block - rest_.size());
+            rest_ += front;
+            text.remove_prefix(front.size());
+            if (rest_.size() < block) return;
+            mix(rest_);
+            rest_.clear();
+        }
+        for (; text.size() >= block; text.remove_prefix(block))
+            mix(text.substr(0, block));
+        rest_ = text;
+    }
+
+    std::uint64_t result() {
+        mix(rest_);
+        std::uint64_t hash = size_;
+        for (std::uint64_t const lane : lanes_)
+            hash = std::rotl((hash ^ lane) * factor, 31);
+        return hash;
+    }
+
+private:
+    static constexpr std::uint64_t factor = 0x9E3779B97F4A7C15U;
+    static constexpr std::size_t block = 4 * sizeof(std::uint64_t);
+
+    void mix(std::string_view piece) {
         std::array<std::uint64_t, 4> words{};
         std::memcpy(words.data(), piece.data(), piece.size());
-        for (std::size_t i = 0; i < lanes.size(); ++i)
-            lanes[i] = std::rotl((lanes[i] ^ words[i]) * factor, 29);
-    };
-    constexpr std::size_t block = sizeof lanes;
-    for (; text.size() >= block; text.remove_prefix(block))
-        mix(text.substr(0, block));
-    mix(text);
-    std::uint64_t hash = 0;
-    for (std::uint64_t const lane : lanes)
-        hash = std::rotl((hash ^ lane) * factor, 31);
-    return hash;
+        for (std::size_t i = 0; i < lanes_.size(); ++i)
+            lanes_[i] = std::rotl((lanes_[i] ^ words[i]) * factor, 29);
+    }
+
+    std::array<std::uint64_t, 4> lanes_;
+    std::uint64_t size_ = 0;
+    std::string rest_; ///< Less than a block.
+};
+
+/// What the seal of an index file, for files of this prefix, is made with. It is bound to the very
+/// file: an older index that came back, even with its times, has been made at another moment.
+TextHash seal_hash(std::string_view prefix, platform::FileState const & state) {
+    TextHash hash(state.inode ^ std::rotl(static_cast<std::uint64_t>(state.born), 20));
+    hash.add(prefix);
+    return TextHash(hash.result());
 }
 
-/// The seal of an index file with this text, for files of this prefix. It is bound to the very
-/// file: an older index that came back, even with its times, has been made at another moment.
-long seal_of(std::string_view text, std::string_view prefix, platform::FileState const & state) {
-    std::uint64_t const file = state.inode ^ std::rotl(static_cast<std::uint64_t>(state.born), 20);
+/// The seal from the hash of the index's text.
+long seal_of(TextHash & hash) {
     constexpr std::uint64_t largest = platform::File::largest_mark;
-    return static_cast<long>(1 + hash_of(text, hash_of(prefix, file)) % largest);
+    return static_cast<long>(1 + hash.result() % largest);
+}
+
+bool has_seal(platform::FileState const & state, std::string_view text, std::string_view prefix) {
+    TextHash hash = seal_hash(prefix, state);
+    hash.add(text);
+    return mark_of(state) == seal_of(hash);
 }
 
 /// Whether the file's times let it be the one that was sealed. Where the system doesn't tell when a
@@ -64,11 +101,17 @@ bool has_times_of_seal(platform::FileState const & state) {
 struct IndexFile {
     platform::Opened opened = platform::Opened::failed;
     platform::Failure failure = platform::Failure::fault; ///< If it could not be read.
-    std::string text;
+    TextBlock text{0};
     std::optional<platform::FileState> state;
+
+    void fail(platform::Failure why) {
+        opened = platform::Opened::failed;
+        failure = why;
+    }
 };
 
-/// Reads a file of at most `largest_index` bytes.
+/// Reads a file of at most `largest_index` bytes. A file that is replaced is another file; so one
+/// whose size isn't what the system told was not written by a store.
 IndexFile read_index(std::string const & path) {
     IndexFile index;
     platform::File file;
@@ -76,24 +119,28 @@ IndexFile read_index(std::string const & path) {
     index.failure = platform::failure_of(platform::last_error());
     if (index.opened != platform::Opened::yes) return index;
     index.state = file.state();
-    constexpr std::size_t block = std::size_t{64} << 10;
-    // As a rule a single read: the file's size, and a byte by which its end is seen.
-    std::size_t const size = index.state ? static_cast<std::size_t>(index.state->size) : 0;
-    std::size_t room = std::min(size, largest_index) + 1;
-    for (std::size_t length = 0;; room = block) {
-        index.text.resize(length + room);
-        long long const count = file.read(index.text.data() + length, room);
-        bool const is_too_large = length > largest_index;
-        if (count < 0 || is_too_large) {
-            index.opened = platform::Opened::failed;
-            index.failure = is_too_large ? platform::Failure::fault
-                                         : platform::failure_of(platform::last_error());
+    auto const size = index.state ? index.state->size : -1;
+    if (size < 0 || static_cast<std::uint64_t>(size) > largest_index) {
+        index.fail(platform::Failure::fault);
+        return index;
+    }
+    TextBlock text(static_cast<std::size_t>(size) + 1); // and a byte by which its end is seen
+    std::size_t length = 0;
+    for (long long count = 1; count > 0 && length < text.size;) {
+        count = file.read(text.bytes.get() + length, text.size - length);
+        if (count < 0) {
+            index.fail(platform::failure_of(platform::last_error()));
             return index;
         }
         length += static_cast<std::size_t>(count);
-        index.text.resize(length);
-        if (count == 0) return index;
     }
+    if (length == text.size) {
+        index.fail(platform::Failure::fault);
+        return index;
+    }
+    text.size = length;
+    index.text = std::move(text);
+    return index;
 }
 
 /// The reason for which a store can't be used at all, or not now.
@@ -121,7 +168,7 @@ OpenStore::Opened OpenStore::Load_MsgList() {
     }
     kept_.is_sealed_ = file.opened == platform::Opened::yes && file.state &&
                        has_times_of_seal(*file.state) &&
-                       mark_of(*file.state) == seal_of(file.text, prefix_, *file.state);
+                       has_seal(*file.state, file.text.view(), prefix_);
     if (file.opened == platform::Opened::yes && index().assign(std::move(file.text))) {
         if (kept_.is_sealed_) kept_.state_ = file.state;
         if (kept_.is_sealed_ || (index().names_its_files() && All_agree())) return Opened::yes;
@@ -206,11 +253,15 @@ bool OpenStore::Dump_MsgList() {
 }
 
 bool OpenStore::Write_index(ScratchFile & file) {
-    std::string const text = index().text();
-    file.write(text);
-    if (!file.finish()) return false;
     std::optional<platform::FileState> const state = file.state();
-    if (kept_.is_sealed_ && state) file.mark(seal_of(text, prefix_, *state));
+    std::optional<TextHash> hash;
+    if (kept_.is_sealed_ && state) hash = seal_hash(prefix_, *state);
+    index().for_each_piece([&](std::string_view piece) {
+        file.write(piece);
+        if (hash) hash->add(piece);
+    });
+    if (!file.finish()) return false;
+    if (hash) file.mark(seal_of(*hash));
     return true;
 }
 
