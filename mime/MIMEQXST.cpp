@@ -134,8 +134,8 @@ NLS_qxStr::NLS_qxStr(char const * name, int code_page, qxtSTRCharSettag local_ta
         unlisted_.name = name;
         set = &unlisted_;
     }
-    bool const multi_byte = set->is_MultiByte() ||
-                            NLS::Equivalent_CharSet_for(code_page, false)->is_MultiByte();
+    bool const multi_byte =
+        set->is_MultiByte() || NLS::Equivalent_CharSet_for(code_page, false)->is_MultiByte();
     auto const open = [&](auto which) {
         return new (std::nothrow) NLS_qxStr_CharSet(language, country, which);
     };
