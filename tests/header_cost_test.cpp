@@ -47,15 +47,25 @@ struct Cost {
 };
 
 /// The field stands in an enclosed message, since a fragment at the top would go to the store.
-Cost cost_of(std::string_view name, std::string_view body) {
+Cost cost_of(std::string_view name, std::string_view body,
+             MimeINote::Reading reading = MimeINote::Reading_Basic) {
     std::string text = "Content-Type: message/rfc822\r\n\r\n";
     ExactCopy const message(text.append(name).append(": ").append(body).append("\r\n\r\n"));
     iSimpleStream input(message.begin(), message.end());
     Counter note(input);
     note.SetNLS(new TestFactory, 1);
+    note.SetReading(reading);
     MimeReceiver run(&note, &input, nullptr, false, nullptr);
     run.Get_message();
     return {run.header_bytes_moved, note.addresses, note.body_bytes};
+}
+
+/// Each way of reading moves at most twice the body in each of `readings` looks at it.
+void expect_cheap(std::string_view name, std::string const & body, std::size_t readings = 1) {
+    for (auto const reading : {MimeINote::Reading_Basic, MimeINote::Reading_Extended}) {
+        EXPECT_LE(cost_of(name, body, reading).moved, 2 * readings * body.size())
+            << name << ": " << body.substr(0, 60) << ", reading " << reading;
+    }
 }
 
 /// The text over and over, up to a size.
@@ -73,7 +83,7 @@ TEST(HeaderCost, of_one_unit_over_and_over) {
         "=?a?Q?|=?x-same?Q?a?=|=?x-same?Q?a?= |=?x-same?Q?a_b?= <a@b>,|"
         "\"=?x-same?Q?a_b?= =?x-same?Q?c?=\" <a@b>,|(=?x-same?Q?a?=)|"
         "A (=?x-same?Q?a?=) B <a@b>,|; a=b|;a=\"b\"|;a=\"b\\c\" |; a (c) = (d) b|"
-        ";a==?x-same?Q?b?=|;a|;=";
+        ";a==?x-same?Q?b?=|;a|;=|;a*=''%41|;a*1=b|;*=| a=b (|=?x|<@a,|<@a:b@c>,|[|[a|;;|\"\\";
     for (char const * const name :
          {"From", "To", "X-To-ZR700Fax", "Disposition-notification-to", "Content-Type",
           "Content-Disposition", "Content-Description", "Content-Transfer-Encoding", "Subject",
@@ -81,8 +91,7 @@ TEST(HeaderCost, of_one_unit_over_and_over) {
         for (std::string const & unit : split(units, '|')) {
             for (std::string const start : {"", "(c) ", "a/b (c)"}) {
                 std::string const body = start + filled(unit, megabyte / 16) + " (d) e@f";
-                EXPECT_LE(cost_of(name, body).moved, 2 * body.size())
-                    << name << ": " << start << unit << unit << "...";
+                expect_cheap(name, body);
             }
         }
     }
@@ -114,8 +123,7 @@ TEST(HeaderCost, of_a_megabyte) {
         {"Content-Type", "message/external-body" + filled("; b=\"c\\d\" ", megabyte), 2},
     };
     for (auto const & row : rows) {
-        EXPECT_LE(cost_of(row.name, row.body).moved, 2 * row.readings * row.body.size())
-            << row.name << ": " << row.body.substr(0, 40);
+        expect_cheap(row.name, row.body, row.readings);
     }
 }
 
@@ -131,7 +139,7 @@ TEST(HeaderCost, of_quotes_within_quotes) {
         body = ",\"" + escaped + '"';
     }
     body = '"' + body.substr(2, body.size() - 3) + filled("a ", body.size()) + '"';
-    EXPECT_LE(cost_of("To", body).moved, 2 * body.size());
+    expect_cheap("To", body);
 }
 
 TEST(HeaderCost, of_many_addresses) {
@@ -144,11 +152,13 @@ TEST(HeaderCost, of_many_addresses) {
         commented += "u" + number + " @ example.org (User " + number + "), ";
     }
     for (std::string const & body : {plain, named, commented}) {
-        Cost const cost = cost_of("To", body);
-        EXPECT_EQ(cost.addresses, count);
-        EXPECT_LE(cost.moved, 2 * body.size());
-        EXPECT_LE(cost.body_bytes, 9 * body.size());
-        EXPECT_GE(cost.body_bytes, 8 * body.size());
+        for (auto const reading : {MimeINote::Reading_Basic, MimeINote::Reading_Extended}) {
+            Cost const cost = cost_of("To", body, reading);
+            EXPECT_EQ(cost.addresses, count);
+            EXPECT_LE(cost.moved, 2 * body.size());
+            EXPECT_LE(cost.body_bytes, 9 * body.size());
+            EXPECT_GE(cost.body_bytes, 7 * body.size());
+        }
     }
 }
 
@@ -187,7 +197,8 @@ TEST(HeaderCost, of_random_fields) {
             body += random() % 2 == 0 ? unit : filled(unit, random() % 500);
         }
         for (char const * const name : {"From", "To", "X-To-ZR700Fax", "Content-Disposition"}) {
-            ASSERT_LE(cost_of(name, body).moved, 2 * body.size()) << name << ": " << body;
+            expect_cheap(name, body);
+            ASSERT_FALSE(HasFailure());
         }
     }
 }
@@ -199,8 +210,8 @@ TEST(HeaderCost, of_deep_nesting_on_a_small_stack) {
             for (char const * const unit :
                  {"(", "<", "[", "\"", "A (", "g:", "=?(", "\\(", "A(=?"}) {
                 std::string const deep = filled(unit, megabyte / 4);
-                cost_of(name, deep);
-                cost_of(name, "A " + deep + filled(")", megabyte / 4) + " B <a@b>");
+                expect_cheap(name, deep);
+                expect_cheap(name, "A " + deep + filled(")", megabyte / 4) + " B <a@b>");
             }
         }
     });

@@ -201,7 +201,7 @@ TEST(Grammar, scanners) {
         {"RText", one(&S::get_RText)},
         {"Word", one(&S::get_Word, value_atom, Quotes::remove, true)},
         {"Word as is", one(&S::get_Word, value_atom, Quotes::keep, false)},
-        {"Phrase", one(&S::get_Phrase, phrase_atom)},
+        {"Phrase", one(&S::get_Phrase, phrase_atom, S::Comments::keep)},
         {"LocalPart", one(&S::get_LocalPart)},
         {"DomainLiteral", one(&S::get_DomainLiteral)},
         {"Domain", one(&S::get_Domain)},

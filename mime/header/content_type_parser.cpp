@@ -6,6 +6,7 @@
 #include "mime/header/field_parsers.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/header/parameters.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/message_words.hpp"
 #include "mime/note/incoming_note.hpp"
@@ -64,7 +65,9 @@ public:
     explicit ContentTypeParameters(HeaderRun & run) : run_(run), take_by_type_(for_type(run)) {}
 
     void take(ParameterReader & parameter) {
+        is_reported_ = false;
         if (take_by_type_ != nullptr) (this->*take_by_type_)(parameter);
+        if (!is_reported_ && run_.rules->all_parameters_told) report_any(parameter);
         if (!file_name_ && parameter.is(RFC1521::name)) file_name_ = parameter.value();
     }
 
@@ -124,13 +127,19 @@ private:
         return true;
     }
 
+    void report_any(ParameterReader & parameter) {
+        report(vellum::known_name(parameter), parameter.value());
+    }
+
     void report(char const * attribute, char const * value) {
+        is_reported_ = true;
         run_.note->SetParameter(RFC1521::Content_Type, attribute, value);
     }
 
     HeaderRun & run_;
     Take take_by_type_;
-    bool has_first_ = false; ///< The one parameter of which the first counts has been met.
+    bool has_first_ = false;   ///< The one parameter of which the first counts has been met.
+    bool is_reported_ = false; ///< The parameter that is taken.
     std::optional<std::string> file_name_;
 };
 

@@ -14,13 +14,17 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/message_words.hpp"
 #include "mime/nls/translator.hpp"
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace vellum {
 
@@ -28,14 +32,12 @@ namespace {
 
 constexpr int block_size = 1024;
 
-/// A word taken apart, and what its text is decoded with.
+/// A word taken apart.
 struct EncodedWord {
     std::string charset;
     std::string encoding;
     Span text;
     Position end = 0;
-    NLS_CharSet * set = nullptr;
-    TranslatorInUse translator;
 };
 
 /// The token of the decoder that the word's encoding letter means; null for any other letter.
@@ -106,6 +108,7 @@ public:
 
     /// What has not been decoded yet. Who edits the text in front of it moves it along.
     Span & left() { return left_; }
+    Span const & left() const { return left_; }
 
     /// Writes what the next piece of the text means.
     void decode_piece(oSimpleStream & out) {
@@ -130,80 +133,125 @@ private:
     std::string piece_;
 };
 
-/// Calls `take` with the word's text, decoded and translated, in pieces. False if that fails, and
-/// nothing came of it that could be shown in place of the word.
-template <typename Take>
-bool convert(WordDecoder & decoder, EncodedWord const & word, Take take) {
-    bool const takes_pieces = word.translator->Takes_Pieces(word.set);
-    std::array<char, block_size> stage_block;
-    ioSimpleStream stage(stage_block.data(), block_size, 0);
-    std::array<char, block_size> result_block;
-    ioSimpleStream result(result_block.data(), block_size, 0);
-    bool has_failed = false;
-    bool has_result = false;
-    do {
-        decoder.decode_piece(stage);
-        bool const is_last = decoder.left().empty();
-        if (!takes_pieces && !is_last) continue;
-        stage.rewind();
-        int const status =
-            takes_pieces ? word.translator->CharSet_to_CodePage_Piece(&stage, is_last, &result)
-                         : word.translator->CharSet_to_CodePage(&stage, &result);
-        stage.reInit();
-        has_failed = status != 0;
-        if (result.oBufCnt() == 0) continue;
-        has_result = true;
-        take(std::string_view(result.str(), result.oBufCnt()));
-        result.reInit();
-    } while (!decoder.left().empty() && !has_failed);
-    return has_result || !has_failed;
-}
+/// Converts a word; and by the rule adjacent_words_joined the words that stand beside it in the
+/// same set as one text with it, as senders cut words in the middle of a character.
+class WordConversion {
+public:
+    /// The words stand in front of `limit`.
+    WordConversion(HeaderRun & run, ScanBuffer const & text, Position limit)
+        : run_(run), text_(text), limit_(limit) {}
 
-/// Takes apart the word at `in` and finds what its text needs. False if that can't be had.
-bool open_word(HeaderRun & run, ScanBuffer const & text, Position in, Position limit,
-               EncodedWord & word) {
-    if (run.factories == nullptr || !text.starts_with(in, "=?")) return false;
-    if (!parse_word(text, in, limit, word)) return false;
-    word.set = run.words->char_set(word.charset.c_str());
-    word.translator.reset(NLS::Create(word.set, &run.translator_cache, run.factories));
-    if (!word.translator) {
-        run.words->give_up(word.set);
-        return false;
+    /// Takes the word at `in` that ends within `limit`. False if it isn't complete, or what it
+    /// needs can't be had.
+    bool open(Position in, Position limit) {
+        if (run_.factories == nullptr || !text_.starts_with(in, "=?")) return false;
+        if (!parse_word(text_, in, limit, word_)) return false;
+        set_ = run_.words->char_set(word_.charset.c_str());
+        translator_.reset(NLS::Create(set_, &run_.translator_cache, run_.factories));
+        if (!translator_) {
+            run_.words->give_up(set_);
+            run_.tell(Defect_UnknownCharSet);
+            return false;
+        }
+        run_.words->keep(set_);
+        decoder_.emplace(text_, word_);
+        if (!*decoder_) run_.tell(Defect_BadEncodedWord);
+        return !!*decoder_;
     }
-    run.words->keep(word.set);
-    return true;
-}
 
-/// Puts the meaning of the word at [place.end, end) in the place of [place.begin, end), piece by
-/// piece; `place` is then the meaning alone. False if the word stays as it stands.
-bool decode_word(HeaderRun & run, ScanBuffer & text, Span & place, Position end) {
-    EncodedWord word;
-    if (!open_word(run, text, place.end, end, word)) return false;
-    WordDecoder decoder(text, word);
-    if (!decoder) return false;
-    Position const behind_text = end - word.text.end;
-    Span & left = decoder.left();
-    Position done = place.begin;
-    bool const is_decoded = convert(decoder, word, [&](std::string_view piece) {
-        text.replace(done, left.begin, piece);
-        done += piece.size();
-        left = Span::of(done, done + left.size());
-    });
-    if (!is_decoded) return false;
-    text.erase(done, left.end + behind_text);
-    place.end = done;
-    return true;
-}
+    /// Calls `take` with the text, decoded and translated, in pieces. False if that fails, and
+    /// nothing came of it that could be shown in place of the words.
+    template <typename Take>
+    bool convert(Take take) {
+        bool const takes_pieces = translator_->Takes_Pieces(set_);
+        std::array<char, block_size> result_block;
+        ioSimpleStream result(result_block.data(), block_size, 0);
+        bool has_failed = false;
+        bool has_result = false;
+        for (bool is_last = false; !is_last && !has_failed;) {
+            decoder_->decode_piece(stage_);
+            is_last = decoder_->left().empty() && !follow();
+            if (!takes_pieces && !is_last) continue;
+            stage_.rewind();
+            int const status =
+                takes_pieces ? translator_->CharSet_to_CodePage_Piece(&stage_, is_last, &result)
+                             : translator_->CharSet_to_CodePage(&stage_, &result);
+            stage_.reInit();
+            has_failed = status != 0;
+            if (result.oBufCnt() == 0) continue;
+            has_result = true;
+            take(std::string_view(result.str(), result.oBufCnt()));
+            result.reInit();
+        }
+        if (has_failed) run_.tell(Defect_BadEncodedWord);
+        return has_result || !has_failed;
+    }
+
+    /// Up to where the words have been decoded, and where the last of them ends.
+    Position decoded() const { return decoder_->left().begin; }
+    Position end() const { return word_.end; }
+    Position limit() const { return limit_; }
+
+    /// The text in front of decoded() has been edited; decoded() is now at `place`.
+    void move_to(Position place) {
+        Span & left = decoder_->left();
+        word_.end = place + (word_.end - left.begin);
+        limit_ = place + (limit_ - left.begin);
+        left = Span::of(place, place + left.size());
+    }
+
+private:
+    /// Whether another word stands beside this one, which is then the one to decode.
+    bool follow() {
+        if (!run_.rules->adjacent_words_joined) return false;
+        Position const in = text_.pass_blanks(word_.end, limit_);
+        EncodedWord next;
+        if (!text_.starts_with(in, "=?") || !parse_word(text_, in, limit_, next)) return false;
+        if (!ascii::equal(next.charset, word_.charset)) return false;
+        if (decoder_name(next.encoding) == nullptr) return false;
+        word_ = std::move(next);
+        decoder_.emplace(text_, word_);
+        return !!*decoder_;
+    }
+
+    HeaderRun & run_;
+    ScanBuffer const & text_;
+    Position limit_;
+    EncodedWord word_;
+    NLS_CharSet * set_ = nullptr;
+    TranslatorInUse translator_;
+    // The decoder writes its tail to the stage at its end, which may come by an exception.
+    std::array<char, block_size> stage_block_;
+    ioSimpleStream stage_{stage_block_.data(), block_size, 0};
+    std::optional<WordDecoder> decoder_;
+};
 
 } // namespace
 
 Position HeaderScanner::read_Encoded_Word(Position in, std::string & out) {
-    EncodedWord word;
-    if (!open_word(run_, text_, in, text_.size(), word)) return in;
-    WordDecoder decoder(text_, word);
-    if (!decoder) return in;
+    WordConversion words(run_, text_, text_.size());
+    if (!words.open(in, text_.size())) return in;
     auto const take = [&](std::string_view piece) { out.append(piece); };
-    return convert(decoder, word, take) ? word.end : in;
+    return words.convert(take) ? words.end() : in;
+}
+
+/// Puts the meaning of the word at `word`, and of those that are joined with it, in the place of
+/// all from `begin` on, piece by piece. Returns where the meaning ends, or null if the word stays
+/// as it stands.
+std::optional<Position> HeaderScanner::decode_word(ScanBuffer & text, Position begin,
+                                                   Span const & word, Span & range) {
+    WordConversion words(run_, text, range.end);
+    if (!words.open(word.begin, word.end)) return std::nullopt;
+    Position done = begin;
+    bool const is_decoded = words.convert([&](std::string_view piece) {
+        text.replace(done, words.decoded(), piece);
+        done += piece.size();
+        words.move_to(done);
+    });
+    if (!is_decoded) return std::nullopt;
+    range.end = words.limit() - (words.end() - done);
+    text.erase(done, words.end());
+    return done;
 }
 
 bool HeaderScanner::decode_words(ScanBuffer & text, Span & range) {
@@ -212,12 +260,10 @@ bool HeaderScanner::decode_words(ScanBuffer & text, Span & range) {
     bool is_behind_word = false; // a word that was decoded ends at `done`
     Position done = range.begin;
     for (Span word; find_word(text, done, range.end, word);) {
-        Position const behind = range.end - word.end;
         bool const joins = is_behind_word && text.is_blank(done, word.begin);
-        Span place = Span::of(joins ? done : word.begin, word.begin);
-        is_behind_word = decode_word(run_, text, place, word.end);
-        done = is_behind_word ? place.end : word.end;
-        if (is_behind_word) range.end = done + behind;
+        auto const end = decode_word(text, joins ? done : word.begin, word, range);
+        is_behind_word = end.has_value();
+        done = end.value_or(word.end);
         found = found || is_behind_word;
     }
     return found;

@@ -5,9 +5,11 @@
 #include "mime/foundation/mime_string.hpp"
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
+#include "mime/header/address_list.hpp"
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/header/parameters.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/note/incoming_note.hpp"
 
 #include <algorithm>
@@ -15,8 +17,10 @@
 #include <optional>
 #include <string>
 
+using vellum::AddressList;
 using vellum::HeaderRun;
 using vellum::HeaderScanner;
+using vellum::known_name;
 using vellum::ParameterReader;
 using vellum::Position;
 using vellum::run_of;
@@ -63,6 +67,24 @@ public:
         }
     }
 
+    /// Calls `report` for what an AddressList has found.
+    template <typename Report>
+    void operator()(AddressList const & list, bool is_readable, Report report) {
+        Span const place = list.place();
+        if (!is_readable) {
+            Terminated const text(text_, {place});
+            report(text.text(place), nullptr, nullptr);
+            return;
+        }
+        Span const phrase = list.phrase();
+        Span const address = list.address();
+        Terminated const text(text_, {phrase, address});
+        char const * name = text.text(phrase);
+        if (name == nullptr && !list.comment().empty()) name = list.comment().c_str();
+        Position const start = start_of_body(place.begin, phrase ? phrase.end : address.end);
+        report(text.field() + start, name, text.text(address));
+    }
+
 private:
     static constexpr std::size_t most_bodies = 8;
 
@@ -78,6 +100,44 @@ private:
     ScanBuffer & text_;
     std::size_t left_; ///< What may still be handed out.
 };
+
+/// Reports addresses and groups as far as they can be read. `is_list`: they go on behind a comma
+/// that is in no group.
+template <typename Report>
+void report_addresses(HeaderScanner & scanner, bool strict, bool is_list, Report report) {
+    ElementReports reports(scanner);
+    Position at = 0;
+    bool in_group = false;
+    for (bool more = true; more;) {
+        Span phrase;
+        Span address;
+        scanner.get_LWSP(at, at, Blanks::leave);
+        Position const begin = at;
+        scanner.get_Address(at, at, phrase, address, in_group, strict);
+        more = (is_list || in_group) && scanner.get_Char(at, at, ',');
+        reports(phrase, address, begin, at, !more, report);
+    }
+}
+
+/// Reports a list whose elements stand each for itself. `report_group` gets the name of a group, or
+/// null at its end.
+template <typename Report, typename ReportGroup>
+void report_list(HeaderScanner & scanner, bool strict, Report report, ReportGroup report_group) {
+    using Found = AddressList::Found;
+    ElementReports reports(scanner);
+    AddressList list(scanner, strict);
+    for (Found found = list.next(); found != Found::end; found = list.next()) {
+        if (found == Found::end_of_group) {
+            report_group(nullptr);
+        } else if (found == Found::group) {
+            Span const name = list.phrase();
+            Terminated const text(scanner.text(), {name});
+            report_group(name ? text.text(name) : "");
+        } else {
+            reports(list, found == Found::mailbox, report);
+        }
+    }
+}
 
 /// The field's text behind leading white space and comments, as it stands.
 void report_text(MimeReceiver * receiver, char const * body, TextReport report) {
@@ -129,17 +189,22 @@ void ParseHeaderField::from(MimeReceiver * receiver, char const * body, char con
     HeaderRun & run = run_of(*receiver);
     run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
-    Position at = 0;
-    ElementReports report(scanner);
-    for (bool more = true; more;) {
-        Span phrase;
-        Span address;
-        scanner.get_LWSP(at, at, Blanks::leave);
-        Position const begin = at;
-        scanner.get_Mailbox(at, at, phrase, address, strict);
-        more = scanner.get_Char(at, at, ',');
-        report(phrase, address, begin, at, !more,
-               [&](auto... texts) { run.note->Set_From(name, texts...); });
+    auto const set = [&](auto... texts) { run.note->Set_From(name, texts...); };
+    auto const set_group = [&](char const * group) { run.note->SetGroup(name, group); };
+    if (run.rules->address_lists_resume) {
+        report_list(scanner, strict, set, set_group);
+    } else {
+        ElementReports report(scanner);
+        Position at = 0;
+        for (bool more = true; more;) {
+            Span phrase;
+            Span address;
+            scanner.get_LWSP(at, at, Blanks::leave);
+            Position const begin = at;
+            scanner.get_Mailbox(at, at, phrase, address, strict);
+            more = scanner.get_Char(at, at, ',');
+            report(phrase, address, begin, at, !more, set);
+        }
     }
     run.note->Set_From(name, nullptr, nullptr, nullptr);
 }
@@ -149,18 +214,12 @@ void ParseHeaderField::to(MimeReceiver * receiver, char const * body, char const
     HeaderRun & run = run_of(*receiver);
     run.note->SetProperty(name, MimeString(body));
     HeaderScanner scanner = scanner_for(run, body);
-    Position at = 0;
-    bool in_group = false;
-    ElementReports report(scanner);
-    for (bool more = true; more;) {
-        Span phrase;
-        Span address;
-        scanner.get_LWSP(at, at, Blanks::leave);
-        Position const begin = at;
-        scanner.get_Address(at, at, phrase, address, in_group, strict);
-        more = scanner.get_Char(at, at, ',');
-        report(phrase, address, begin, at, !more,
-               [&](auto... texts) { run.note->Set_To(name, texts...); });
+    auto const set = [&](auto... texts) { run.note->Set_To(name, texts...); };
+    auto const set_group = [&](char const * group) { run.note->SetGroup(name, group); };
+    if (run.rules->address_lists_resume) {
+        report_list(scanner, strict, set, set_group);
+    } else {
+        report_addresses(scanner, strict, true, set);
     }
     run.note->Set_To(name, nullptr, nullptr, nullptr);
 }
@@ -182,21 +241,15 @@ void ParseHeaderField::To_ZR700(MimeReceiver * receiver, char const * body, char
 }
 
 void ParseHeaderField::Disposition_notification_to(MimeReceiver * receiver, char const * body,
-                                                   char const *) {
+                                                   char const * name) {
     HeaderRun & run = run_of(*receiver);
     HeaderScanner scanner = scanner_for(run, body);
-    Position at = 0;
-    bool in_group = false;
-    ElementReports report(scanner);
-    for (bool more = true; more;) {
-        Span phrase;
-        Span address;
-        scanner.get_LWSP(at, at, Blanks::leave);
-        Position const begin = at;
-        scanner.get_Address(at, at, phrase, address, in_group, true);
-        more = in_group && scanner.get_Char(at, at, ',');
-        report(phrase, address, begin, at, !more,
-               [&](auto... texts) { run.note->Set_Disposition_notification_to(texts...); });
+    auto const set = [&](auto... texts) { run.note->Set_Disposition_notification_to(texts...); };
+    auto const set_group = [&](char const * group) { run.note->SetGroup(name, group); };
+    if (run.rules->address_lists_resume) {
+        report_list(scanner, true, set, set_group);
+    } else {
+        report_addresses(scanner, true, false, set);
     }
     run.note->Set_Disposition_notification_to(nullptr, nullptr, nullptr);
 }
@@ -324,10 +377,16 @@ void ParseHeaderField::Content_Disposition(MimeReceiver * receiver, char const *
     scanner.get_Atom(0, at, type, token_atom);
     run.disposition_file_name.reset();
     for (ParameterReader parameter(scanner, at); parameter.next();) {
-        if (!parameter.is(RFC1806::filename)) continue;
+        if (run.rules->all_parameters_told) {
+            run.note->SetParameter(RFC1806::Content_Disposition, known_name(parameter),
+                                   parameter.value());
+        }
+        if (run.disposition_file_name || !parameter.is(RFC1806::filename)) continue;
         run.disposition_file_name = parameter.value();
+        if (!run.rules->all_parameters_told) break;
+    }
+    if (run.disposition_file_name) {
         run.note->SetFileName(RFC1806::Content_Disposition, run.disposition_file_name->c_str());
-        break;
     }
     char const * token = scanner.protocol_word(type);
     if (token == nullptr) {

@@ -6,6 +6,7 @@
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/header/comment.hpp"
 #include "mime/header/header_run.hpp"
+#include "mime/header/reading_rules.hpp"
 
 namespace vellum {
 
@@ -73,16 +74,23 @@ Position HeaderScanner::read_Comment(Position in, std::string & out) {
     return p;
 }
 
-Position HeaderScanner::read_LWSP(Position in, std::string & out) {
+/// A comment that is dropped leaves one blank, with the white space around it.
+Position HeaderScanner::read_LWSP(Position in, std::string & out, Comments comments) {
+    std::size_t const begin = out.size();
+    bool has_dropped = false;
     Position p = in;
     for (char c; is_blank(c = text_.at(p)) || c == '(';) {
-        if (c == '(') {
-            p = read_Comment(p, out);
-        } else {
+        if (c != '(') {
             out += c;
             ++p;
+        } else if (comments == Comments::keep) {
+            p = read_Comment(p, out);
+        } else {
+            p = pass_comment([this](Position each) { return text_.at(each); }, p);
+            has_dropped = true;
         }
     }
+    if (has_dropped) out.replace(begin, out.npos, " ");
     return p;
 }
 
@@ -114,7 +122,7 @@ bool HeaderScanner::get_QText(Position in, Position & next, Span & out, Quotes q
     }
     std::string text;
     text.reserve(pass_QText(in) - in); // it may be long: no more than it needs
-    next = read_QText(in, text);
+    next = read_QText(in, text, quotes);
     out = Span::of(in, in + text.size());
     if (text_.at(next) != '\0') text += ' ';
     text_.replace(in, next, text);
@@ -157,7 +165,7 @@ Position HeaderScanner::pass_QText(Position in) const {
     return text_.at(p) == '"' ? p + 1 : p;
 }
 
-Position HeaderScanner::read_QText(Position in, std::string & out) {
+Position HeaderScanner::read_QText(Position in, std::string & out, Quotes quotes) {
     std::size_t const begin = out.size();
     Position p = in + 1;
     for (char c; (c = text_.at(p)) != '\0' && c != '"'; ++p) {
@@ -165,13 +173,15 @@ Position HeaderScanner::read_QText(Position in, std::string & out) {
         if (c == '\0') break; // a backslash at the very end escapes nothing
         out += c;
     }
-    decode_words(out, begin);
+    if (quotes == Quotes::remove) decode_words(out, begin);
     return text_.at(p) == '"' ? p + 1 : p;
 }
 
-Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string & out) {
+Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string & out,
+                                  bool & is_encoded) {
     Position p = read_Encoded_Word(in, out);
-    if (p != in) return p;
+    is_encoded = p != in;
+    if (is_encoded) return p;
     if (text_.at(p) == '"') return read_QText(p, out);
     for (char c; atom.has(c = text_.at(p)); ++p)
         out += c;
@@ -179,19 +189,31 @@ Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string
 }
 
 // phrase = 1*(word / encoded-word), and the comments between them stay
-bool HeaderScanner::get_Phrase(Position in, Position & next, Span & out, AtomSet const & atom) {
+bool HeaderScanner::get_Phrase(Position in, Position & next, Span & out, AtomSet const & atom,
+                               Comments comments) {
     std::string & text = phrase_;
     text.clear();
     Span phrase;
-    Position p = read_LWSP(in, text);
-    for (;;) {
-        std::size_t const begin = text.size();
-        Position const behind = read_Word(p, atom, text);
+    Position p = read_LWSP(in, text, comments);
+    bool is_behind_word = false; // an encoded word ends at `end`
+    Position last = in;          // where the last word ended, before it was decoded
+    for (std::size_t end = 0;;) {
+        std::size_t begin = text.size();
+        bool is_encoded = false;
+        Position const behind = read_Word(p, atom, text, is_encoded);
         if (behind == p) break;
+        if (is_encoded && is_behind_word && run_.rules->adjacent_words_joined &&
+            text_.is_blank(last, p)) {
+            text.erase(end, begin - end);
+            begin = end;
+        }
+        is_behind_word = is_encoded;
+        end = text.size();
+        last = behind;
         phrase = Span::of(phrase ? phrase.begin : in + begin, in + text.size());
         // As get_QText leaves it: a blank in place of the closing quote.
         if (text_.at(p) == '"' && text_.at(behind) != '\0') text += ' ';
-        p = read_LWSP(behind, text);
+        p = read_LWSP(behind, text, comments);
     }
     if (text.size() != p - in || !text_.starts_with(in, text)) text_.replace(in, p, text);
     next = in + text.size();
@@ -408,6 +430,85 @@ bool HeaderScanner::get_Parameter(Position in, Position & next, Span & attribute
     attribute = name;
     value = text;
     return true;
+}
+
+/// The place of the next ";" that isn't quoted, or the end of the text.
+Position HeaderScanner::pass_to_semicolon(Position in) const {
+    Position p = in;
+    while (text_.at(p) != ';' && p < text_.size())
+        p = text_.at(p) == '"' ? pass_QText(p) : p + 1;
+    return p;
+}
+
+// An unquoted value goes to the next ";", or to where the next parameter begins without a ";" in
+// front: white space, a token, "=". A comment at its end goes.
+bool HeaderScanner::get_open_Value(Position in, Position & next, Span & out) {
+    Position end = in; // behind the last byte that is no white space
+    Position p = in;
+    for (char c; (c = text_.at(p)) != ';' && p < text_.size();) {
+        if (!is_blank(c)) {
+            end = ++p;
+            continue;
+        }
+        p = text_.pass_blanks(p, text_.size());
+        if (ends_in_comment(p)) break;
+        Position name = p;
+        while (token_atom.has(text_.at(name)))
+            ++name;
+        if (name > p && text_.at(name) == '=' && text_.at(name + 1) != '=') break;
+    }
+    next = p;
+    if (end == in) return false;
+    out = Span::of(in, end);
+    return true;
+}
+
+/// Whether a comment at `in` is the last thing in front of a ";" or of the end. What is within one
+/// that isn't is not looked at again, by whatever value, as comments nest.
+bool HeaderScanner::ends_in_comment(Position in) {
+    if (text_.at(in) != '(' || text_.size() - in > behind_comment_) return false;
+    Position p = pass_comment([this](Position each) { return text_.at(each); }, in);
+    behind_comment_ = text_.size() - p;
+    p = text_.pass_blanks(p, text_.size());
+    return p == text_.size() || text_.at(p) == ';';
+}
+
+bool HeaderScanner::find_Parameter(Position in, Position & next, Span & attribute, Span & value) {
+    for (Position p = skip(in); p < text_.size(); p = skip(p)) {
+        if (text_.at(p) == ';') {
+            ++p;
+            continue;
+        }
+        Span name;
+        if (!get_Atom(p, p, name, token_atom)) {
+            p = pass_to_semicolon(p);
+            run_.tell(Defect_BadParameter);
+            continue;
+        }
+        if (!get_Char(p, p, '=')) { // another parameter may begin here
+            run_.tell(Defect_BadParameter);
+            continue;
+        }
+        bool const is_plain = text_.find('*', name.begin, name.end) == name.end;
+        p = skip(p);
+        Span text;
+        if (get_QText(p, next, text, is_plain ? Quotes::remove : Quotes::remove_undecoded)) {
+            attribute = name;
+            value = text;
+            return true;
+        }
+        if (get_open_Value(p, p, text)) {
+            Position const behind = text_.size() - p;
+            if (is_plain) get_Encoded_Text(text, next, text);
+            next = text_.size() - behind;
+            attribute = name;
+            value = text;
+            return true;
+        }
+        run_.tell(Defect_BadParameter);
+    }
+    next = text_.size();
+    return false;
 }
 
 bool HeaderScanner::is(Span const & span, std::string_view word) {

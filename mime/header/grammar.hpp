@@ -19,6 +19,7 @@
 #include "mime/header/scan_buffer.hpp"
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -78,8 +79,11 @@ public:
 
     /// What becomes of a run of white space. The comments in it go in any case.
     enum class Blanks { leave, remove, one };
-    /// Whether a quoted string loses its quotes and backslashes.
-    enum class Quotes { keep, remove };
+    /// Whether a quoted string loses its quotes and backslashes, and has its encoded words decoded.
+    enum class Quotes { keep, remove, remove_undecoded };
+
+    /// Whether the comments between the words of a phrase stay part of it.
+    enum class Comments { keep, drop };
 
     bool get_Char(Position in, Position & next, char c);
     bool get_LWSP(Position in, Position & next, Blanks blanks);
@@ -88,7 +92,8 @@ public:
     bool get_RText(Position in, Position & next, Span & out);
     bool get_Word(Position in, Position & next, Span & out, AtomSet const & atom, Quotes quotes,
                   bool encoded);
-    bool get_Phrase(Position in, Position & next, Span & out, AtomSet const & atom);
+    bool get_Phrase(Position in, Position & next, Span & out, AtomSet const & atom,
+                    Comments comments = Comments::keep);
     bool get_LocalPart(Position in, Position & next, Span & out);
     bool get_DomainLiteral(Position in, Position & next, Span & out);
     bool get_SubDomain(Position in, Position & next, Span & out);
@@ -101,12 +106,19 @@ public:
     bool get_Address(Position in, Position & next, Span & phrase, Span & address, bool & in_group,
                      bool strict);
     bool get_Parameter(Position in, Position & next, Span & attribute, Span & value);
+    /// The same by the rule parameters_resume: passes over what can't be read, and tells of it. Of
+    /// an attribute with a "*" the value is not decoded (RFC 2231).
+    bool find_Parameter(Position in, Position & next, Span & attribute, Span & value);
 
     /// Decodes all encoded words of `range`, and drops the white space between two of them. True
     /// if there was one; `out` is the text without leading white space in any case.
     bool get_Encoded_Text(Span range, Position & next, Span & out);
     /// The same, for all of the text.
     bool get_Encoded_Text(Position & next, Span & out);
+
+    /// The same, for a text of its own from `from` on. If there was a word, the white space at that
+    /// place goes.
+    void decode_words(std::string & text, std::size_t from);
 
     /// Whether the span is `word`, without regard to case.
     bool is(Span const & span, std::string_view word);
@@ -115,32 +127,37 @@ public:
     char const * protocol_word(Span const & word);
 
 private:
+    friend class AddressList;
+
     Position skip(Position in);
     bool get_Domains(Position in, Position & next, Span & out);
     bool find_Mailbox(Position in, Position & next, Span & phrase, Span & address, bool strict,
                       Position & behind_phrase);
     bool end_of_group(Position & next, bool & in_group);
+    bool get_open_Value(Position in, Position & next, Span & out);
+    bool ends_in_comment(Position in);
+    Position pass_to_semicolon(Position in) const;
 
     Position pass_QText(Position in) const;
 
     // Readers: each leaves the text as it is, appends to `out` what it means, and gives the place
     // behind what it took.
-    Position read_LWSP(Position in, std::string & out);
+    Position read_LWSP(Position in, std::string & out, Comments comments);
     Position read_Comment(Position in, std::string & out);
-    Position read_QText(Position in, std::string & out);
-    Position read_Word(Position in, AtomSet const & atom, std::string & out);
+    Position read_QText(Position in, std::string & out, Quotes quotes = Quotes::remove);
+    Position read_Word(Position in, AtomSet const & atom, std::string & out, bool & is_encoded);
     /// Takes nothing if no word begins at `in` that can be decoded.
     Position read_Encoded_Word(Position in, std::string & out);
 
+    std::optional<Position> decode_word(ScanBuffer & text, Position begin, Span const & word,
+                                        Span & range);
     /// Puts the meaning of each encoded word of `range` in the word's place; the range's end moves
     /// along. True if there was such a word.
     bool decode_words(ScanBuffer & text, Span & range);
-    /// The same for all of `text` from `from` on. If there was such a word, the white space at that
-    /// place goes.
-    void decode_words(std::string & text, std::size_t from);
 
     ScanBuffer text_;
     HeaderRun & run_;
+    std::size_t behind_comment_ = std::string::npos; ///< See ends_in_comment().
     std::string phrase_; ///< The phrase that is being read; kept for its memory.
 };
 

@@ -1,21 +1,261 @@
 // mime/header/parameters.cpp - the parameters of Content-Type and Content-Disposition, one by one
-// (RFC 2045 5.1)
+// (RFC 2045 5.1), and those that RFC 2231 has cut or encoded, put together
 #include "mime/header/parameters.hpp"
+
+#include "mime/foundation/ascii.hpp"
+#include "mime/foundation/symbol_table.hpp"
+#include "mime/header/header_run.hpp"
+#include "mime/header/reading_rules.hpp"
+#include "mime/header/text_translation.hpp"
+
+#include <algorithm>
+#include <limits>
 
 namespace vellum {
 
+namespace {
+
+/// A hostile field has millions of pieces. These take 4 MB with what puts them in order.
+constexpr std::size_t most_pieces = 100000;
+constexpr std::uint32_t plain = 0;
+constexpr std::uint32_t single = 1;
+constexpr std::uint32_t first_number = 2;
+constexpr std::uint32_t most_number = 1U << 28;
+
+int hex_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    c = ascii::to_lower(c);
+    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+}
+
+/// Appends the text with its percent escapes undone (RFC 2231 4). False if a "%" begins no escape;
+/// it stays.
+bool append_unescaped(std::string_view text, std::string & out) {
+    bool is_right = true;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        int const high = text[i] == '%' && i + 2 < text.size() ? hex_value(text[i + 1]) : -1;
+        int const low = high >= 0 ? hex_value(text[i + 2]) : -1;
+        if (low >= 0) {
+            out += static_cast<char>(high * 16 + low);
+            i += 2;
+        } else {
+            if (text[i] == '%') is_right = false;
+            out += text[i];
+        }
+    }
+    return is_right;
+}
+
+/// Takes the set of "set'language'text" from the front of `text`. Null, and nothing is taken, if
+/// there are no two apostrophes.
+std::optional<std::string> take_set(std::string_view & text) {
+    std::size_t const first = text.find('\'');
+    std::size_t const second = first == text.npos ? first : text.find('\'', first + 1);
+    if (second == text.npos) return std::nullopt;
+    std::string set(text.substr(0, first));
+    text.remove_prefix(second + 1);
+    return set;
+}
+
+} // namespace
+
+ParameterReader::ParameterReader(HeaderScanner & scanner, Position at)
+    : scanner_(scanner), at_(at) {
+    ScanBuffer const & field = scanner.text();
+    has_pieces_ = scanner.run().rules->extended_parameters &&
+                  field.find('*', at, field.size()) < field.size() &&
+                  field.size() < std::numeric_limits<std::uint32_t>::max();
+    if (has_pieces_) collect();
+}
+
 bool ParameterReader::next() {
     text_.reset();
-    return scanner_.get_Parameter(at_, at_, attribute_, value_);
+    joined_.reset();
+    if (next_piece_ < pieces_.size()) {
+        take_group();
+        return true;
+    }
+    pieces_ = std::vector<Piece>();
+    next_piece_ = 0;
+    while (read_next()) {
+        if (!has_pieces_ || !is_piece(attribute_)) return true;
+        scanner_.run().tell(Defect_BadParameter); // there are more than can be put in order
+    }
+    return false;
+}
+
+bool ParameterReader::is_piece(Span const & attribute) const {
+    return scanner_.text().find('*', attribute.begin, attribute.end) < attribute.end;
+}
+
+bool ParameterReader::read_next() {
+    if (!scanner_.run().rules->parameters_resume) {
+        return scanner_.get_Parameter(at_, at_, attribute_, value_);
+    }
+    return scanner_.find_Parameter(at_, at_, attribute_, value_);
 }
 
 char const * ParameterReader::name() { return text().text(attribute_); }
 
-char const * ParameterReader::value() { return text().text(value_); }
+char const * ParameterReader::value() { return joined_ ? joined_->c_str() : text().text(value_); }
 
 Terminated const & ParameterReader::text() {
-    if (!text_) text_.emplace(scanner_.text(), std::initializer_list<Span>{attribute_, value_});
+    if (!text_) {
+        Span const value = joined_ ? Span() : value_;
+        text_.emplace(scanner_.text(), std::initializer_list<Span>{attribute_, value});
+    }
     return *text_;
+}
+
+char const * known_name(ParameterReader & parameter) {
+    char const * const name = parameter.name();
+    TableItem const * const item = SymbolTable::Main->LookUp(name, false, false);
+    return item != nullptr && !item->owned ? item->text : name;
+}
+
+// Pieces ---------------------------------------------------------------------------
+
+void ParameterReader::collect() {
+    while (pieces_.size() < most_pieces && read_next()) {
+        if (!add_piece(attribute_, value_)) scanner_.run().tell(Defect_BadParameter);
+    }
+    put_in_order();
+}
+
+// parameter name = attribute ["*" number] ["*"]
+bool ParameterReader::add_piece(Span const & attribute, Span const & value) {
+    std::string_view const whole = scanner_.text().view(attribute.begin, attribute.end);
+    std::string_view rest = whole.substr(std::min(whole.find('*'), whole.size()));
+    if (rest.size() == whole.size()) return false; // no name
+    std::uint32_t number = rest == "*" ? single : plain;
+    bool is_encoded = !rest.empty() && rest.back() == '*';
+    if (rest.size() > 1 && number == plain) {
+        rest.remove_prefix(1);
+        if (is_encoded) rest.remove_suffix(1);
+        number = 0;
+        for (char const c : rest) {
+            if (c < '0' || c > '9' || number > most_number / 10) return false;
+            number = number * 10 + static_cast<std::uint32_t>(c - '0');
+        }
+        number += first_number;
+    }
+    auto const narrow = [](std::size_t n) { return static_cast<std::uint32_t>(n); };
+    pieces_.push_back({narrow(attribute.begin), narrow(value.begin), narrow(value.size()),
+                       2 * number + (is_encoded ? 1 : 0)});
+    return true;
+}
+
+/// The name without what RFC 2231 adds.
+std::string_view ParameterReader::name_of(Piece const & piece) {
+    Position end = piece.name;
+    while (token_atom.has(scanner_.text().at(end)) && scanner_.text().at(end) != '*')
+        ++end;
+    return scanner_.text().view(piece.name, end);
+}
+
+bool ParameterReader::have_one_name(Piece const & a, Piece const & b) {
+    return ascii::equal(name_of(a), name_of(b));
+}
+
+/// Puts the pieces of one name together, in the order of their numbers, and the names in the order
+/// in which they first come.
+void ParameterReader::put_in_order() {
+    scanner_.text().whole(); // so that names are views that stay
+    auto const is_before = [](std::string_view a, std::string_view b) {
+        return std::lexicographical_compare(
+            a.begin(), a.end(), b.begin(), b.end(),
+            [](char x, char y) { return ascii::to_lower(x) < ascii::to_lower(y); });
+    };
+    std::sort(pieces_.begin(), pieces_.end(), [&](Piece const & a, Piece const & b) {
+        if (!have_one_name(a, b)) return is_before(name_of(a), name_of(b));
+        return a.number() != b.number() ? a.number() < b.number() : a.name < b.name;
+    });
+    struct Group {
+        std::uint32_t first_place;
+        std::uint32_t piece;
+    };
+    std::vector<Group> groups;
+    for (std::size_t i = 0; i < pieces_.size(); ++i) {
+        Piece const & piece = pieces_[i];
+        if (i == 0 || !have_one_name(pieces_[i - 1], piece)) {
+            groups.push_back({piece.name, static_cast<std::uint32_t>(i)});
+        }
+        groups.back().first_place = std::min(groups.back().first_place, piece.name);
+    }
+    std::sort(groups.begin(), groups.end(),
+              [](Group const & a, Group const & b) { return a.first_place < b.first_place; });
+    std::vector<Piece> ordered;
+    ordered.reserve(pieces_.size());
+    for (Group const & group : groups) {
+        for (std::size_t i = group.piece; i < pieces_.size(); ++i) {
+            if (i > group.piece && !have_one_name(pieces_[group.piece], pieces_[i])) break;
+            ordered.push_back(pieces_[i]);
+        }
+    }
+    pieces_ = std::move(ordered);
+}
+
+/// Makes the next parameter of what stands at `next_piece_`: each plain one if there is no other
+/// form, else the other form.
+void ParameterReader::take_group() {
+    Piece const first = pieces_[next_piece_];
+    attribute_ = Span::of(first.name, first.name + name_of(first).size());
+    if (next_piece_ >= plain_end_) {
+        std::size_t end = next_piece_ + 1;
+        while (end < pieces_.size() && have_one_name(first, pieces_[end]))
+            ++end;
+        std::size_t form = next_piece_; // where the pieces of RFC 2231 begin
+        while (form < end && pieces_[form].number() == plain)
+            ++form;
+        if (form < end) {
+            join(form, pieces_[form].number() == single ? form + 1 : end);
+            next_piece_ = end;
+            return;
+        }
+        plain_end_ = end;
+    }
+    value_ = Span::of(first.value, Position{first.value} + first.value_size);
+    ++next_piece_;
+}
+
+void ParameterReader::join(std::size_t first, std::size_t end) {
+    HeaderRun & run = scanner_.run();
+    std::size_t size = 0;
+    for (std::size_t i = first; i < end; ++i)
+        size += pieces_[i].value_size;
+    std::string & joined = joined_.emplace();
+    joined.reserve(size);
+    bool is_right = true;
+    bool has_encoded = false;
+    std::optional<std::string> set;
+    std::uint32_t expected = pieces_[first].number() == single ? single : first_number;
+    for (std::size_t i = first; i < end; ++i) {
+        Piece const & piece = pieces_[i];
+        if (piece.number() + 1 == expected) { // once more
+            is_right = false;
+            continue;
+        }
+        if (piece.number() != expected) is_right = false; // pieces are missing
+        expected = piece.number() + 1;
+        std::string_view text =
+            scanner_.text().view(piece.value, Position{piece.value} + piece.value_size);
+        if (piece.is_encoded()) {
+            if (!has_encoded && i == first) {
+                set = take_set(text);
+                if (!set) is_right = false;
+            }
+            has_encoded = true;
+            is_right = append_unescaped(text, joined) && is_right;
+        } else {
+            joined += text;
+        }
+    }
+    if (!is_right) run.tell(Defect_BadParameter);
+    if (set && !set->empty()) {
+        if (!translate_text(run, set->c_str(), joined)) run.tell(Defect_UnknownCharSet);
+    } else if (!has_encoded) {
+        scanner_.decode_words(joined, 0);
+    }
 }
 
 } // namespace vellum

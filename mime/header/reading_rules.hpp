@@ -30,17 +30,17 @@ struct ReadingRules {
     bool all_parameters_told; ///< SetParameter gets every one, of Content-Disposition too.
 
     // Addresses, words, text, dates
-    bool bracketed_address_first;   ///< "name <address>" is tried before a bare address.
-    bool comment_is_name;           ///< addr (Name), where there is no other name.
-    bool routes_passed;             ///< <@a,@b:c@d> (RFC 5322 4.4).
-    bool bracket_ends_at_comma;     ///< A missing ">".
-    bool unreadable_addresses_told; ///< Without an address, with their own text, and the list goes
-                                    ///< on.
-    bool groups_told;               ///< SetGroup, and groups in From too (RFC 6854).
-    bool adjacent_words_joined;     ///< Encoded words side by side are one text in their set.
-    bool eight_bit_text_guessed;    ///< Raw 8-bit text is UTF-8 or of the fallback set (RFC 6532).
-    bool system_sets;               ///< Sets that only the C library knows are translated.
-    bool all_dates;                 ///< RFC 5322 4.3 and other forms that mail has; Set_DateTime.
+    bool bracketed_address_first; ///< "name <address>" is tried before a bare address.
+    bool comment_is_name;         ///< addr (Name), where there is no other name.
+    bool routes_passed;           ///< <@a,@b:c@d> (RFC 5322 4.4).
+    bool bracket_ends_at_comma;   ///< A missing ">".
+    bool address_lists_resume;    ///< An element that can't be read costs only itself, and is told
+                                  ///< without an address.
+    bool groups_told;             ///< SetGroup, and groups in From too (RFC 6854).
+    bool adjacent_words_joined;   ///< Encoded words side by side are one text in their set.
+    bool eight_bit_text_guessed;  ///< Raw 8-bit text is UTF-8 or of the fallback set (RFC 6532).
+    bool system_sets;             ///< Sets that only the C library knows are translated.
+    bool all_dates;               ///< RFC 5322 4.3 and other forms that mail has; Set_DateTime.
 
     // Bodies
     bool lenient_decoding; ///< All rules of DecodingRules.
@@ -67,7 +67,7 @@ inline constexpr ReadingRules extended_reading{
     .comment_is_name = true,
     .routes_passed = true,
     .bracket_ends_at_comma = true,
-    .unreadable_addresses_told = true,
+    .address_lists_resume = true,
     .groups_told = true,
     .adjacent_words_joined = true,
     .eight_bit_text_guessed = true,
