@@ -5,9 +5,9 @@
 
 namespace vellum {
 
-/// The place behind the comment that begins at `p`; `at(i)` gives the text's byte at i and NUL at
-/// its end, where an open comment ends too. Parentheses nest and are counted; one behind a
-/// backslash doesn't count.
+/// Returns the place behind the comment that begins at `p`; `at(i)` returns the text's byte at i,
+/// and NUL at its end, where an open comment ends too. Parentheses nest and are counted; a
+/// parenthesis behind a backslash doesn't count.
 template <typename At>
 std::size_t pass_comment(At at, std::size_t p) {
     std::size_t depth = 0;

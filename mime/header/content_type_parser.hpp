@@ -15,8 +15,8 @@ struct MediaType {
 /// them isn't required.
 MediaType read_media_type(HeaderScanner & scanner, Position & next);
 
-/// The number at the start of `text`, as atoi reads it; one that is too large for an int becomes
-/// the nearest int.
+/// The number at the start of `text`, as atoi reads it; a number that is too large for an int
+/// becomes the nearest int.
 int to_number(char const * text);
 
 } // namespace vellum

@@ -62,7 +62,8 @@ Position pass_syntax(ScanBuffer const & text, Position in, Position limit) {
     return std::min(p, limit);
 }
 
-/// Takes the word at `in`, where "=?" stands, apart. False if it is none that ends within `limit`.
+/// Takes the word at `in`, where "=?" stands, apart. False if no word that ends within `limit`
+/// begins there.
 bool parse_word(ScanBuffer const & text, Position in, Position limit, EncodedWord & word) {
     auto const atom = [&](Position & p, std::string & out) {
         p = pass_syntax(text, p, limit);

@@ -168,7 +168,8 @@ void report_first_atom(MimeReceiver * receiver, char const * body, TextReport re
     (run.note->*report)(Terminated(scanner.text(), {word}).text(word));
 }
 
-/// Calls `report` with the text within angle brackets, or with all of the text if there is none.
+/// Calls `report` with the text within angle brackets, or with all of the text if there are no
+/// brackets.
 template <typename Report>
 void report_id(MimeReceiver * receiver, char const * body, Report report) {
     HeaderRun & run = run_of(*receiver);

@@ -1,11 +1,11 @@
 // mime/header/grammar.hpp - the scanner of a header field's body (RFC 822 3.3 and 6.1, RFC
 // 2045 5.1)
 //
-// Each scanner reads at `in`, sets `next` behind what it took and gives true if it took something;
-// `in` and `next` may be one variable. Nearly all begin by skipping white space and comments. On
-// false, `next` stands behind that skip and the result spans are untouched, but what the scanner
-// has edited stays edited: a comment that was passed is gone for the alternative that follows.
-// Comments go wherever they are skipped; those within a phrase stay part of it.
+// Each scanner reads at `in`, sets `next` behind what it took and returns true if it took
+// something; `in` and `next` may be one variable. Nearly all begin by skipping white space and
+// comments. On false, `next` stands behind that skip and the result spans are untouched, but what
+// the scanner has edited stays edited: a comment that was passed is gone for the alternative that
+// follows. Comments go wherever they are skipped; those within a phrase stay part of it.
 //
 // Input:      the body of one unfolded field; it ends at the first NUL.
 // Tolerance:  8-bit bytes are bytes of an atom. Dots may stand in a phrase, a backslash in an atom,
@@ -140,7 +140,7 @@ private:
 
     Position pass_QText(Position in) const;
 
-    // Readers: each leaves the text as it is, appends to `out` what it means, and gives the place
+    // Readers: each leaves the text as it is, appends to `out` what it means, and returns the place
     // behind what it took.
     Position read_LWSP(Position in, std::string & out, Comments comments);
     Position read_Comment(Position in, std::string & out);

@@ -12,7 +12,7 @@ namespace vellum {
 /// A piece of a field's line; null while nothing was matched.
 struct Substring {
     char * begin = nullptr;
-    char * end = nullptr; ///< One behind the last byte.
+    char * end = nullptr; ///< Behind the last byte.
     char saved = '\0';    ///< The byte that stood at `end` while the piece is terminated.
 
     void terminate() {
@@ -46,9 +46,10 @@ struct FieldList {
 class FieldQueue {
 public:
     /// Appends the field of this line, without the white space at its end; false, and nothing is
-    /// appended, if it is none. `field` is good until the next call. A line ends at its first NUL.
+    /// appended, if the line is no field. `field` is good until the next call. A line ends at its
+    /// first NUL.
     bool append(std::string_view line, FieldList & field);
-    /// The next field, from the first on; false when there is none left, and then the memory is
+    /// The next field, from the first on; false when no field is left, and then the memory is
     /// given back.
     bool take(FieldList & field);
 
