@@ -69,17 +69,11 @@ std::size_t piece_of_lines(std::string_view text) {
     return end == text.npos ? text.size() : end + 2;
 }
 
-/// A header ends at any line that begins with CR. One that goes on with something else is no blank
-/// line, but the first of the body. (A line as long as a piece may not have come whole.)
-bool is_blank_line(std::string_view line) {
-    return line.size() < vellum::line_piece && line.find_first_not_of("\r\n") == line.npos;
-}
-
 } // namespace
 
 bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
     NewText_Body(); // the blank line behind the header
-    bool const is_text = !line_reader_->Boundary_is_a() && !is_blank_line(line());
+    bool const is_text = !line_reader_->Boundary_is_a() && !vellum::is_blank_line(line());
     std::ostream * data = nullptr;
     RawStream raw(*this);
     begin_body(context, is_text ? previous_position : position, &data, raw);

@@ -65,26 +65,128 @@ void FieldList::Dispatch(MimeReceiver * receiver) {
     name.restore();
 }
 
-bool FieldQueue::append(std::string_view line, FieldList & field) {
-    std::size_t const start = lines_.size();
-    line = trimmed(line);
-    std::size_t const size = start + line.size() + 1;
-    if (size > lines_.capacity()) lines_.reserve(std::max(size, 2 * start)); // one move, not two
-    lines_.append(line).push_back('\0');
-    if (field.split(lines_.data() + start)) return true;
-    lines_.resize(start);
-    return false;
+std::size_t unfold(char * text, std::size_t size) {
+    char * const end = text + size;
+    char * to = text;
+    for (char * from = text; from < end;) {
+        auto const left = static_cast<std::size_t>(end - from);
+        char * lf = static_cast<char *>(std::memchr(from, '\n', left));
+        bool const is_fold = lf != nullptr && lf + 1 != end;
+        char * const next = lf != nullptr ? lf + 1 : end;
+        char * const stop = !is_fold ? next : lf > from && lf[-1] == '\r' ? lf - 1 : lf;
+        if (to != from) std::memmove(to, from, static_cast<std::size_t>(stop - from));
+        to += stop - from;
+        from = next;
+    }
+    return static_cast<std::size_t>(to - text);
 }
 
-bool FieldQueue::take(FieldList & field) {
-    if (next_ == lines_.size()) {
-        lines_ = std::string();
-        next_ = 0;
-        return false;
+namespace {
+
+/// The lines unfolded, without the white space at their end.
+std::string unfolded(std::string_view lines) {
+    std::string text(lines);
+    text.resize(unfold(text.data(), text.size()));
+    text.resize(trimmed(text).size());
+    return text;
+}
+
+/// The size of the name at the start of nearly every field, which the colon follows.
+std::size_t plain_name_size(std::string_view lines) {
+    std::size_t size = 0;
+    for (; size < lines.size() && lines[size] != ':'; ++size) {
+        char const c = lines[size];
+        if (ascii::is_blank(c) || ascii::is_control(c) || (size == 0 && c == '('))
+            return lines.npos;
     }
-    char * const line = lines_.data() + next_;
-    next_ += std::strlen(line) + 1;
-    return field.split(line);
+    return size < lines.size() ? size : lines.npos;
+}
+
+} // namespace
+
+bool FieldQueue::is_field(std::string_view lines, std::string & name) {
+    constexpr std::size_t longest = 63;
+    std::size_t const size = plain_name_size(lines);
+    if (size != lines.npos) {
+        name.assign(lines.substr(0, std::min(size, longest)));
+        return true;
+    }
+    std::string text = unfolded(lines);
+    FieldList field;
+    if (!field.split(text.data())) return false;
+    name.assign(field.name.begin,
+                std::min(static_cast<std::size_t>(field.name.end - field.name.begin), longest));
+    return true;
+}
+
+std::string FieldQueue::last_body() const {
+    std::string text = unfolded(std::string_view(lines_).substr(last_));
+    FieldList field;
+    field.split(text.data());
+    return text.erase(0, static_cast<std::size_t>(field.body - text.data()));
+}
+
+void FieldQueue::append(std::string_view lines, long long offset) {
+    constexpr std::size_t most_beside = 21; // two numbers and a NUL
+    bool const has_gap = offset != end_;
+    std::size_t const size = lines_.size() + lines.size() + most_beside;
+    if (size > lines_.capacity()) {
+        lines_.reserve(std::max(size, 2 * lines_.size())); // one move, not two
+    }
+    put_number(lines.size() * 2 + (has_gap ? 1 : 0));
+    if (has_gap) put_number(static_cast<unsigned long long>(offset - end_));
+    last_ = lines_.size();
+    lines_.append(lines);
+    if (lines.back() != '\n') lines_.push_back('\0');
+    end_ = offset + static_cast<long long>(lines.size());
+}
+
+bool FieldQueue::next(RawField & raw) {
+    if (next_ == lines_.size()) return false;
+    unsigned long long const number = get_number();
+    raw.gap_before = number % 2 != 0 ? at_ : -1;
+    if (number % 2 != 0) at_ += static_cast<long long>(get_number());
+    current_ = next_;
+    current_size_ = static_cast<std::size_t>(number / 2);
+    raw.text = {lines_.data() + current_, current_size_};
+    raw.offset = at_;
+    at_ += static_cast<long long>(current_size_);
+    next_ += current_size_ + (raw.text.back() != '\n' ? 1 : 0);
+    return true;
+}
+
+void FieldQueue::take(FieldList & field) {
+    char * const text = lines_.data() + current_;
+    text[trimmed({text, unfold(text, current_size_)}).size()] = '\0';
+    field.split(text);
+}
+
+bool FieldQueue::take_next(FieldList & field) {
+    RawField raw;
+    if (!next(raw)) return false;
+    take(field);
+    return true;
+}
+
+void FieldQueue::rewind() {
+    next_ = 0;
+    at_ = start_;
+}
+
+/// Seven bits a byte, the low ones first; the high bit says that more follow.
+void FieldQueue::put_number(unsigned long long number) {
+    for (; number > 0x7F; number >>= 7)
+        lines_.push_back(static_cast<char>(number % 0x80 + 0x80));
+    lines_.push_back(static_cast<char>(number));
+}
+
+unsigned long long FieldQueue::get_number() {
+    unsigned long long number = 0;
+    for (int shift = 0;; shift += 7) {
+        unsigned long long const byte = static_cast<unsigned char>(lines_[next_++]);
+        number += byte % 0x80 << shift;
+        if (byte < 0x80) return number;
+    }
 }
 
 } // namespace vellum

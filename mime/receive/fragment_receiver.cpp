@@ -51,7 +51,7 @@ char const * eol_of(int length) { return length == 1 ? "\n" : "\r\n"; }
 /// True if there were any to write.
 bool write_fields(ScratchFile & file, FieldQueue & fields, bool of_enclosed, int eol_length) {
     bool has_any = false;
-    for (FieldList field; fields.take(field);) {
+    for (FieldList field; fields.take_next(field);) {
         if (is_of_enclosed(field) != of_enclosed) continue;
         file.write(field.line);
         file.write(eol_of(eol_length));
@@ -104,7 +104,7 @@ void MimeReceiver::Copy_fragment(FieldQueue & fields, NewFragment & fragment) {
     int const number = fragment.label.number;
     bool const has_fields =
         number <= 1 && write_fields(file, fields, false, line_reader_->Boundary_EOL_Length());
-    NewLine_Body(); // the blank line behind the outer header
+    if (!runs_into_body_) NewLine_Body(); // the blank line behind the outer header
     if (number == 1) Copy_enclosed_header(file, has_fields);
     NewLine_Body();
     For_each_text([&file](std::string_view text) { file.write(text); });
@@ -115,10 +115,11 @@ void MimeReceiver::Copy_fragment(FieldQueue & fields, NewFragment & fragment) {
 /// start of a message doesn't end its header.
 void MimeReceiver::Copy_enclosed_header(ScratchFile & file, bool has_fields) {
     FieldQueue enclosed;
-    FieldList field;
+    std::string name;
     std::string blank_line;
     for (bool more = NewLine_Head(true); more; more = NewLine_Head(false)) {
-        if (enclosed.append(line(), field)) {
+        if (FieldQueue::is_field(line(), name)) {
+            enclosed.append(line(), previous_position);
             blank_line.clear();
         } else if (is_empty_line(line())) {
             blank_line = line();

@@ -2,6 +2,7 @@
 #include "mime/receive/line_reader.hpp"
 
 #include "mime/foundation/ascii.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/receive/boundary_stack.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_buffer.hpp"
@@ -13,6 +14,7 @@
 
 using vellum::Boundary_Close;
 using vellum::Boundary_Not;
+using vellum::FoundBoundary;
 
 namespace {
 
@@ -55,7 +57,8 @@ std::size_t count_lf(std::string_view text) {
 MimeLine::MimeLine(char ** begin, char ** end, MimeReceiver * owner, unsigned int size)
     : owner_(owner),
       buffer_(std::make_unique<vellum::LineBuffer>(std::max(size, vellum::line_buffer_size))),
-      line_begin_(begin), line_end_(end), levels_(std::make_unique<vellum::BoundaryStack>()) {
+      line_begin_(begin), line_end_(end), levels_(std::make_unique<vellum::BoundaryStack>()),
+      rules_(owner != nullptr ? owner->rules : &vellum::basic_reading) {
     *line_begin_ = *line_end_ = buffer_->data();
 }
 
@@ -65,6 +68,36 @@ int MimeLine::Peek() {
     if (exhausted_) return -1;
     std::string_view const window = Window();
     return window.empty() ? -1 : vellum::ascii::byte(window.front());
+}
+
+/// The pushed back text, or what the source has at hand.
+std::string_view MimeLine::window() {
+    if (pushed_.empty()) return Window();
+    if (pushed_at_ < pushed_.size()) return std::string_view(pushed_).substr(pushed_at_);
+    pushed_ = std::string(); // not when it was taken: it was still to be looked at then
+    pushed_at_ = 0;
+    return Window();
+}
+
+void MimeLine::take(std::size_t count) {
+    if (pushed_.empty()) {
+        Take(count);
+    } else {
+        pushed_at_ += count;
+    }
+}
+
+int MimeLine::peek() {
+    if (pushed_at_ < pushed_.size()) return vellum::ascii::byte(pushed_[pushed_at_]);
+    return Peek();
+}
+
+void MimeLine::Push_Back(std::string_view text) {
+    std::string all(text);
+    all.append(pushed_, std::min(pushed_at_, pushed_.size()));
+    pushed_ = std::move(all);
+    pushed_at_ = 0;
+    boundary_next = {}; // where a delimiter stands behind the text it is found again
 }
 
 long long MimeLine::Read_to_LF(long long offset) {
@@ -81,28 +114,26 @@ void MimeLine::gather(std::size_t start, std::size_t most) {
     while (!exhausted_) {
         std::string_view const text = buffer_->view().substr(start);
         if (!text.empty() && text.back() == '\n') return;
-        std::string_view window = Window();
-        if (window.empty()) return;
-        if (text.size() >= most && window.front() != '\n') return;
-        window = window.substr(0, text.size() < most ? most - text.size() : 1);
-        window = window.substr(0, std::min(window.find('\n'), window.size() - 1) + 1);
-        exhausted_ = !buffer_->append(window);
-        if (!exhausted_) Take(window.size());
+        std::string_view at_hand = window();
+        if (at_hand.empty()) return;
+        if (text.size() >= most && at_hand.front() != '\n') return;
+        at_hand = at_hand.substr(0, text.size() < most ? most - text.size() : 1);
+        at_hand = at_hand.substr(0, std::min(at_hand.find('\n'), at_hand.size() - 1) + 1);
+        exhausted_ = !buffer_->append(at_hand);
+        if (!exhausted_) take(at_hand.size());
     }
 }
 
 /// The size from which on a line that has not ended can't be a delimiter.
 std::size_t MimeLine::piece_size() const {
-    vellum::BoundaryItem const * const top = levels_->top();
-    std::size_t const delimiter = top != nullptr ? top->text.size() + longest_delimiter_tail : 0;
-    return std::max(vellum::line_piece, delimiter);
+    return std::max(vellum::line_piece, levels_->longest() + longest_delimiter_tail);
 }
 
 // Header lines ---------------------------------------------------------------
 
 /// The first byte of the next line, be it read ahead or still in the input; or -1.
 int MimeLine::peek_line() {
-    if (pending == 0) return Peek();
+    if (pending == 0) return peek();
     return vellum::ascii::byte(saved_at_ == pending && is_saved_ ? saved
                                                                  : buffer_->data()[pending]);
 }
@@ -113,18 +144,28 @@ long long MimeLine::next_physical_line() {
     restore_saved();
     buffer_->drop_front(pending);
     pending = 0;
-    boundary_next = Boundary_Not;
+    boundary_next = {};
     gather(0, whole_line); // it may be the start of a long line
     return static_cast<long long>(buffer_->length());
 }
 
 long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first) {
+    return read_head(lines, atEnd, first, false);
+}
+
+long long MimeLine::ReadField_Head(unsigned long long & lines, bool & atEnd, bool first) {
+    return read_head(lines, atEnd, first, true);
+}
+
+long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool first,
+                              bool as_it_stands) {
     int const c = peek_line();
     atEnd = c == -1;
-    if (!first && (c == '\r' || c == '\n' || c == -1)) {
+    auto const end_header = [this] {
         if (lf_lines > crlf_lines && levels_->top() != nullptr) levels_->top()->eol = "\n";
         return 0;
-    }
+    };
+    if (!first && (c == '\r' || c == '\n' || c == -1)) return end_header();
     if (pending == 0) {
         is_saved_ = false;
         buffer_->truncate(0);
@@ -133,29 +174,43 @@ long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool
     for (bool folded = true; folded;) {
         long long const taken = next_physical_line();
         if (taken == 0) break;
+        if (total == 0 && c == '-' && as_it_stands && starts_with_delimiter()) return end_header();
         total += taken;
         ++lines;
         std::string_view const text = buffer_->view();
-        if (owner_ != nullptr && owner_->debug != nullptr) {
+        if (!as_it_stands && owner_ != nullptr && owner_->debug != nullptr) {
             owner_->debug->write(text.data() + text.size() - taken, taken);
         }
-        if (text.back() == '\n') folded = unfold();
+        if (text.back() == '\n') folded = !ends_line(as_it_stands);
     }
     *line_begin_ = buffer_->data();
     *line_end_ = buffer_->data() + buffer_->length();
     return total;
 }
 
-/// The buffer ends in a line end, which goes if the next line begins with SP or HT. Returns whether
-/// it does.
-bool MimeLine::unfold() {
+/// Whether the line in the buffer is a delimiter that ends the header. It becomes the next body
+/// line then.
+bool MimeLine::starts_with_delimiter() {
+    if (!rules_->delimiter_ends_header) return false;
+    FoundBoundary const found = find(0, {});
+    if (found.kind == Boundary_Not) return false;
+    Push_Back(buffer_->view());
+    buffer_->truncate(0);
+    boundary_next = found;
+    delimiter_lines_ = 1;
+    return true;
+}
+
+/// The buffer ends in a line end, which ends the field unless the next line begins with SP or HT.
+/// It is taken off then, but where the field is wanted as it stands.
+bool MimeLine::ends_line(bool as_it_stands) {
     std::string_view const text = buffer_->view();
     bool const is_crlf = text.size() >= 2 && text[text.size() - 2] == '\r';
     ++(is_crlf ? crlf_lines : lf_lines);
-    int const c = Peek();
-    bool const folded = c == ' ' || c == '\t';
-    if (folded) buffer_->truncate(text.size() - (is_crlf ? 2 : 1));
-    return folded;
+    int const c = peek();
+    if (c != ' ' && c != '\t') return true;
+    if (!as_it_stands) buffer_->truncate(text.size() - (is_crlf ? 2 : 1));
+    return false;
 }
 
 void MimeLine::Forget_Head() {
@@ -178,22 +233,57 @@ long long MimeLine::ReadText_Body(unsigned long long & lines, bool & atEnd) {
 long long MimeLine::read_body(unsigned long long & lines, bool & atEnd, std::size_t most) {
     boundary_previous = boundary_current;
     boundary_current = boundary_next;
-    boundary_next = Boundary_Not;
-    long long length = start_body_line(lines, most);
-    vellum::BoundaryItem const * const top = levels_->top();
-    if (boundary_previous == Boundary_Close && boundary_current == Boundary_Not && top != nullptr) {
+    boundary_next = {};
+    bool const is_known = boundary_current.kind != Boundary_Not;
+    if (!is_known) delimiter_lines_ = 2;
+    long long length = start_body_line(lines, is_known ? whole_line : most);
+    if (boundary_previous.kind == Boundary_Close && !is_known) {
         // The line end in front of this line has gone with the closing delimiter before it.
-        boundary_current = top->Match(buffer_->view(), false);
+        boundary_current = find(0, {});
     }
     if (length == 0) {
         at_end_flag = true;
     } else if (buffer_->view().back() == '\n') {
         ++lines;
         length = look_ahead(length, lines, most);
+    } else if (boundary_current.kind != Boundary_Not) {
+        ++lines; // a delimiter at the end of the input
     }
     hand_out(static_cast<std::size_t>(length));
     atEnd = at_end_flag;
     return length;
+}
+
+/// What the line at that place of the buffer is; a delimiter of a part that is one too many is
+/// text.
+FoundBoundary MimeLine::find(std::size_t at, std::string_view eol_in_front) {
+    FoundBoundary const found = match(at, eol_in_front);
+    if (found.kind != vellum::Boundary_Part || owner_ == nullptr || !owner_->has_all_parts())
+        return found;
+    if (owner_->limit_passed_at < 0) {
+        owner_->limit_passed_at = owner_->position + static_cast<long long>(at);
+    }
+    return {};
+}
+
+/// What the line at that place of the buffer is, behind the line end that stands in front of it.
+/// That is empty where no line end has to be there.
+FoundBoundary MimeLine::match(std::size_t at, std::string_view eol_in_front) {
+    vellum::BoundaryItem const * const top = levels_->top();
+    if (top == nullptr) return {};
+    std::string_view const line = buffer_->view().substr(at);
+    bool const has_eol = !line.empty() && line.back() == '\n';
+    if (!rules_->outer_delimiters) {
+        if (!eol_in_front.empty() && eol_in_front != top->eol) return {};
+        return {top->Match(line, false), top->depth};
+    }
+    if (!has_eol && (!rules_->delimiter_at_end || peek() != -1)) return {};
+    FoundBoundary found = levels_->Find(line);
+    if (found.has_blanks && !rules_->delimiter_blanks) return {};
+    std::string_view const eol_behind = line.ends_with("\r\n") ? "\r\n" : "\n";
+    found.has_other_eol =
+        (!eol_in_front.empty() && eol_in_front != top->eol) || (has_eol && eol_behind != top->eol);
+    return found;
 }
 
 /// Puts the line, read ahead or not, alone into the buffer.
@@ -205,7 +295,7 @@ long long MimeLine::start_body_line(unsigned long long & lines, std::size_t most
         restore_saved();
         buffer_->drop_front(pending); // so that a run of lines like "-x" never piles up
         pending = 0;
-        if (boundary_current != Boundary_Not) ++lines;
+        if (boundary_current.kind != Boundary_Not) ++lines;
     }
     gather(0, most);
     return static_cast<long long>(buffer_->length());
@@ -215,23 +305,25 @@ long long MimeLine::start_body_line(unsigned long long & lines, std::size_t most
 /// end up to it; an empty line becomes one with it. Returns the current line's length.
 long long MimeLine::look_ahead(long long length, unsigned long long & lines, std::size_t most) {
     vellum::BoundaryItem const * const top = levels_->top();
-    if (boundary_current != Boundary_Not || top == nullptr || Peek() != '-') return length;
+    if (boundary_current.kind != Boundary_Not || top == nullptr || peek() != '-') return length;
     auto const line_length = static_cast<std::size_t>(length);
     pending = line_length;
     gather(pending, most);
-    std::size_t const eol_length = top->eol.size();
-    if (line_length >= eol_length) {
-        boundary_next = top->Match(buffer_->view().substr(line_length - eol_length), true);
-    }
-    if (boundary_next == Boundary_Not) return length;
-    if (line_length == eol_length) {
+    std::string_view const line = buffer_->view().substr(0, line_length);
+    bool const is_crlf = line.size() >= 2 && line[line.size() - 2] == '\r';
+    std::string_view const eol =
+        rules_->any_line_end ? std::string_view("\r\n").substr(is_crlf ? 0 : 1) : top->eol;
+    if (!line.ends_with(eol)) return length;
+    boundary_next = find(line_length, eol);
+    if (boundary_next.kind == Boundary_Not) return length;
+    if (line_length == eol.size()) {
         boundary_current = boundary_next;
-        boundary_next = Boundary_Not;
+        boundary_next = {};
         pending = 0;
         ++lines;
         return static_cast<long long>(buffer_->length());
     }
-    pending -= eol_length;
+    pending -= eol.size();
     --lines;
     return static_cast<long long>(pending);
 }
@@ -254,12 +346,13 @@ void MimeLine::restore_saved() {
 // Blocks of body lines --------------------------------------------------------
 
 std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
-    if (pending != 0 || boundary_current != Boundary_Not || at_end_flag || exhausted_) return {};
-    std::string_view block = Window();
+    if (pending != 0 || boundary_current.kind != Boundary_Not || at_end_flag || exhausted_)
+        return {};
+    std::string_view block = window();
     block = block.substr(0, text_length(block.substr(0, vellum::text_block)));
     if (block.empty()) return {};
     lines += count_lf(block);
-    Take(block.size());
+    take(block.size());
     return block;
 }
 
@@ -267,25 +360,35 @@ std::string_view MimeLine::ReadLines_Body(unsigned long long & lines) {
 /// ends: each is followed, within the window, by a line that can't be a delimiter. Of a line that
 /// doesn't end in the window, and is large enough to be worth a call, it is all but a CR at its
 /// end.
-std::size_t MimeLine::text_length(std::string_view window) const {
-    if (window.empty()) return 0;
-    vellum::BoundaryItem const * const top = levels_->top();
-    std::string_view const text = top != nullptr ? top->text : std::string_view();
-    std::size_t end = window.size() - 1; // the byte behind the last line has to be seen
-    for (std::size_t dash = 0; !text.empty(); ++dash) {
-        dash = window.find('-', dash);
-        if (dash == window.npos) break;
-        if (dash == 0 || window[dash - 1] != '\n') continue;
-        std::string_view const line = window.substr(dash, text.size());
-        if (line == text.substr(0, line.size())) {
+std::size_t MimeLine::text_length(std::string_view text) const {
+    if (text.empty()) return 0;
+    std::size_t end = text.size() - 1; // the byte behind the last line has to be seen
+    for (std::size_t dash = 0; levels_->has_delimiters(); ++dash) {
+        dash = text.find('-', dash);
+        if (dash == text.npos) break;
+        if (dash == 0 || text[dash - 1] != '\n') continue;
+        if (may_be_delimiter(text.substr(dash))) {
             end = dash - 1; // the line before it may have to give up its line end
             break;
         }
     }
-    std::size_t const last_lf = window.substr(0, end).rfind('\n');
-    if (last_lf != window.npos) return last_lf + 1;
-    bool const is_piece = window.size() >= smallest_piece && window.find('\n') == window.npos;
-    return is_piece ? window.size() - (window.back() == '\r' ? 1 : 0) : 0;
+    std::size_t const last_lf = text.substr(0, end).rfind('\n');
+    if (last_lf != text.npos) return last_lf + 1;
+    bool const is_piece = text.size() >= smallest_piece && text.find('\n') == text.npos;
+    return is_piece ? text.size() - (text.back() == '\r' ? 1 : 0) : 0;
+}
+
+/// Whether the text begins with a line that is a delimiter, or may become a delimiter when its rest
+/// is there.
+bool MimeLine::may_be_delimiter(std::string_view text) const {
+    if (!rules_->outer_delimiters) {
+        std::string_view const delimiter = levels_->top()->text;
+        return text.substr(0, delimiter.size()) == delimiter.substr(0, text.size()) &&
+               !delimiter.empty();
+    }
+    if (text.size() > 1 && text[1] != '-') return false;
+    std::size_t const lf = text.find('\n');
+    return lf == text.npos || levels_->Find(text.substr(0, lf)).kind != Boundary_Not;
 }
 
 // Boundaries -------------------------------------------------------------------
@@ -293,10 +396,12 @@ std::size_t MimeLine::text_length(std::string_view window) const {
 void MimeLine::Boundary_Push() { levels_->push(); }
 
 void MimeLine::Boundary_Init(char const * boundary) {
-    vellum::BoundaryItem * const top = levels_->top();
-    if (top == nullptr) return;
-    top->text.clear();
-    if (boundary != nullptr) top->text.append("--").append(boundary);
+    levels_->set_text(boundary != nullptr ? std::string("--").append(boundary) : std::string());
+}
+
+/// Whether the innermost level has a delimiter.
+bool MimeLine::Boundary_has_text() const {
+    return levels_->top() != nullptr && !levels_->top()->text.empty();
 }
 
 void MimeLine::Boundary_Pop() { levels_->pop(); }

@@ -17,10 +17,12 @@
 #pragma once
 
 #include "mime/export.hpp"
+#include "mime/receive/boundary_stack.hpp"
 
 #include <cstddef>
 #include <iosfwd>
 #include <memory>
+#include <string>
 #include <string_view>
 
 struct MimeReceiver;
@@ -28,8 +30,8 @@ class TiStreamLite;
 class iSimpleStream;
 
 namespace vellum {
-class BoundaryStack;
 class LineBuffer;
+struct ReadingRules;
 } // namespace vellum
 
 /// The line reader of one run. It hands out a line by setting two pointers of the receiver; they
@@ -55,6 +57,13 @@ public:
     /// that it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it
     /// is the `first`, and at the end of the input. Adds the lines read to `lines`.
     long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
+    /// The same, but as it stands: with its line ends where it is folded, and nothing goes to the
+    /// debug stream. The header may also end in front of a delimiter, which is then the next body
+    /// line.
+    long long ReadField_Head(unsigned long long & lines, bool & atEnd, bool first);
+    /// Puts text in front of what is left of the input. Its lines have been read as header lines,
+    /// and are now to be read again.
+    void Push_Back(std::string_view text);
     /// Releases the memory of a header line that was very long. There is no current line then.
     void Forget_Head();
     /// The next body line, with its line end; a delimiter together with the line end in front of
@@ -78,9 +87,27 @@ public:
 protected:
     friend struct MimeReceiver;
 
-    bool Boundary_is_1() const { return boundary_current == 1; }
-    bool Boundary_is_2() const { return at_end_flag || boundary_current == 2; }
-    bool Boundary_is_a() const { return at_end_flag || boundary_current != 0; }
+    bool Boundary_is_1() const { return boundary_current.kind == vellum::Boundary_Part; }
+    /// Nothing more belongs to the innermost level.
+    bool Boundary_is_2() const { return Boundary_is_close() || Boundary_is_outer(); }
+    bool Boundary_is_a() const { return at_end_flag || boundary_current.kind != 0; }
+    /// The end of the input, or a closing delimiter.
+    bool Boundary_is_close() const {
+        return at_end_flag || boundary_current.kind == vellum::Boundary_Close;
+    }
+    /// The current line is the delimiter of a level around the innermost one.
+    bool Boundary_is_outer() const {
+        return !at_end_flag && boundary_current.kind != vellum::Boundary_Not &&
+               boundary_current.depth < levels_->depth();
+    }
+    /// The header that was read last ended in front of a delimiter.
+    bool Boundary_follows() const { return boundary_next.kind != vellum::Boundary_Not; }
+    /// What the current line is doesn't count for what is read next.
+    void Boundary_Forget() { boundary_current = {}; }
+    bool Boundary_has_text() const;
+    /// How many lines the current delimiter is: itself, and the line in front of it that has no
+    /// other line end.
+    int Boundary_Lines() const { return delimiter_lines_; }
     /// The length of the line end that the top level expects; 2 with an empty stack.
     int Boundary_EOL_Length() const;
 
@@ -91,9 +118,17 @@ protected:
     virtual void Take(std::size_t count) = 0;
 
 private:
+    std::string_view window();
+    void take(std::size_t count);
+    int peek();
     int peek_line();
     long long next_physical_line();
-    bool unfold();
+    long long read_head(unsigned long long & lines, bool & atEnd, bool first, bool as_it_stands);
+    bool starts_with_delimiter();
+    bool ends_line(bool as_it_stands);
+    vellum::FoundBoundary find(std::size_t at, std::string_view eol_in_front);
+    vellum::FoundBoundary match(std::size_t at, std::string_view eol_in_front);
+    bool may_be_delimiter(std::string_view text) const;
     long long read_body(unsigned long long & lines, bool & atEnd, std::size_t most);
     long long start_body_line(unsigned long long & lines, std::size_t most);
     long long look_ahead(long long length, unsigned long long & lines, std::size_t most);
@@ -101,7 +136,7 @@ private:
     std::size_t piece_size() const;
     void hand_out(std::size_t length);
     void restore_saved();
-    std::size_t text_length(std::string_view window) const;
+    std::size_t text_length(std::string_view text) const;
 
     MimeReceiver * owner_;
     std::unique_ptr<vellum::LineBuffer> buffer_;
@@ -116,9 +151,13 @@ private:
     unsigned long long crlf_lines = 0; ///< Header lines that ended in CR LF.
     bool at_end_flag = false;          ///< A body line met the end of the input.
     std::unique_ptr<vellum::BoundaryStack> levels_;
-    int boundary_next = 0;     ///< What the line read ahead is,
-    int boundary_current = 0;  ///< the current line,
-    int boundary_previous = 0; ///< and the one before.
+    vellum::FoundBoundary boundary_next;     ///< What the line read ahead is,
+    vellum::FoundBoundary boundary_current;  ///< the current line,
+    vellum::FoundBoundary boundary_previous; ///< and the one before.
+    int delimiter_lines_ = 2;
+    std::string pushed_;        ///< Text in front of the source's.
+    std::size_t pushed_at_ = 0; ///< How much of it has been taken.
+    vellum::ReadingRules const * rules_;
 };
 
 /// Lines from an istream, taken straight from its buffer. Sets eofbit at the end of the input.

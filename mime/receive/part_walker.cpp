@@ -17,6 +17,10 @@
 #include "mime/receive/raw_stream.hpp"
 #include "mime/receive/text_lines.hpp"
 
+#include <algorithm>
+#include <ostream>
+#include <utility>
+
 using vellum::FieldQueue;
 
 namespace {
@@ -32,8 +36,9 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     transfer_encoding = disposition = type = subtype = nullptr;
     body_charset = nullptr;
     long long const start = position;
-    FieldQueue fields;
-    read_header(false, fields); // a message/partial here is no fragment, but data
+    FieldQueue fields(start);
+    read_header(false, parent.type == RFC1521::message,
+                fields); // a message/partial here is no fragment, but data
     long long const header_end = end_of_header();
 
     bool const has_type = type != nullptr;
@@ -49,7 +54,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(message_depth, multipart_depth, atomic_count, part_count, &item, &parent);
-    begin_part(context, start);
+    begin_header(fields, context, start);
     // The level has to be there before the parser of Content-Type gives the top one its delimiter.
     bool const owns_level = is_multipart() && !is_too_deep_;
     if (owns_level) line_reader_->Boundary_Push();
@@ -70,8 +75,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
 /// Type and subtype are those that the parsers of the header have left, not those of the first
 /// pass.
 bool MimeReceiver::Get_message_body(MimeContext & context) {
-    bool const is_opened = is_container() && !is_too_deep_ && nesting_ < nesting_limit_;
-    if (!is_opened) return Get_message_body__Data(context);
+    if (!is_opened_) return Get_message_body__Data(context);
     ++nesting_;
     bool const more =
         is_multipart() ? Get_message_body__MultiPart(context) : Get_message_body__Message(context);
@@ -87,43 +91,119 @@ void MimeReceiver::begin_body(MimeContext & context, long long start, std::ostre
     vellum::mirror_positions(context);
     note->BeginBody(context, data, &raw.client);
     raw.begin();
+    tell_delimiter(context);
 }
 
 void MimeReceiver::end_body(MimeContext & context, long long end, RawStream & raw) {
     context.exact.body_end = end;
     // The delimiter line that was read has counted for two: itself and the line end before it.
-    context.exact.body_end_line = static_cast<long long>(line_count) - (at_end ? 0 : 2);
+    context.exact.body_end_line =
+        static_cast<long long>(line_count) - (at_end ? 0 : line_reader_->Boundary_Lines());
+    tell_delimiter(context);
+    if (limit_passed_at >= 0) {
+        tell(context, Defect_TooManyParts, std::exchange(limit_passed_at, -1));
+    }
     call(&MimeINote::EndBody, context);
     raw.end();
 }
 
+/// What is not as expected of the delimiter that was read, once.
+void MimeReceiver::tell_delimiter(MimeContext & context) {
+    vellum::FoundBoundary & found = line_reader_->boundary_current;
+    if (at_end || found.kind == vellum::Boundary_Not) return;
+    auto const place = std::min(line().find('-'), line().size());
+    long long const offset = previous_position + static_cast<long long>(place);
+    if (std::exchange(found.has_blanks, false)) tell(context, Defect_DelimiterBlanks, offset);
+    if (std::exchange(found.has_other_eol, false)) tell(context, Defect_LineEndsMixed, offset);
+}
+
+/// The text beside the parts of a multipart. The client is called when there is any.
+class MimeReceiver::SideText {
+public:
+    SideText(MimeReceiver & receiver, MimeContext & context,
+             void (MimeINote::*begin)(MimeContext &, std::ostream **),
+             void (MimeINote::*end)(MimeContext &))
+        : receiver_(receiver), context_(context), begin_(begin), end_(end) {}
+
+    void put(std::string_view text) {
+        if (text.empty()) return;
+        if (!std::exchange(has_begun_, true)) {
+            vellum::mirror_positions(context_);
+            (receiver_.note->*begin_)(context_, &client_);
+        }
+        if (client_ != nullptr) {
+            client_->write(text.data(), static_cast<std::streamsize>(text.size()));
+        }
+    }
+    void finish() {
+        if (has_begun_) receiver_.call(end_, context_);
+    }
+
+private:
+    MimeReceiver & receiver_;
+    MimeContext & context_;
+    void (MimeINote::*begin_)(MimeContext &, std::ostream **);
+    void (MimeINote::*end_)(MimeContext &);
+    std::ostream * client_ = nullptr;
+    bool has_begun_ = false;
+};
+
+/// From the current line on.
+void MimeReceiver::read_side_text(SideText & side) {
+    For_each_text([&](std::string_view text) {
+        copy_raw(text);
+        side.put(text);
+    });
+    side.finish();
+}
+
 bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
     long long const start = end_of_header();
-    auto const to_debug = [this](std::string_view text) { copy_raw(text); };
     copy_raw("\r\n");
     NewLine_Body();
-    For_each_text(to_debug); // the preamble
+    SideText preamble(*this, context, &MimeINote::BeginPreamble, &MimeINote::EndPreamble);
+    if (!line_reader_->Boundary_is_a() && vellum::is_blank_line(line())) {
+        copy_raw(line());
+        NewText_Body();
+    }
+    read_side_text(preamble);
     copy_raw(line());
+    bool const is_found = !at_end && !line_reader_->Boundary_is_outer();
     RawStream raw(*this);
     begin_body(context, start, nullptr, raw);
+    if (!is_found && line_reader_->Boundary_has_text()) {
+        tell(context, Defect_BoundaryNotFound, start);
+    }
 
     while (!line_reader_->Boundary_is_2()) {
         Get_message_part(context.message_depth, context.multipart_depth + 1, *context.item,
                          nullptr);
         copy_raw(line());
     }
+    bool const is_outer = line_reader_->Boundary_is_outer();
+    if (is_found && (is_outer || at_end)) {
+        tell(context, Defect_MultipartUnclosed, is_outer ? previous_position : position);
+    }
     line_reader_->Boundary_Pop(); // from here on the enclosing multipart's delimiters are seen
-    NewLine_Body();
-    For_each_text(to_debug); // the epilogue
+    if (!is_outer) {
+        NewLine_Body();
+        SideText epilogue(*this, context, &MimeINote::BeginEpilogue, &MimeINote::EndEpilogue);
+        read_side_text(epilogue);
+    }
     end_body(context, position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
 bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
-    NewLine_Body(); // the blank line behind the header
+    bool const has_blank_line = !runs_into_body_;
+    if (has_blank_line) {
+        NewLine_Body();
+    } else {
+        line_reader_->Boundary_Forget();
+    }
     RawStream raw(*this);
     begin_body(context, position, nullptr, raw);
-    copy_raw(line());
+    if (has_blank_line) copy_raw(line());
     // No new level: the delimiters of the enclosing multipart end the message wherever they occur.
     if (!line_reader_->Boundary_is_a()) {
         Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);

@@ -1,14 +1,17 @@
 // mime/receive/receiver.cpp - the driver of a run: lines, the two passes over a header, the message
 #include "mime/receive/receiver.hpp"
 
+#include "mime/foundation/ascii.hpp"
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/field_parsers.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/note/position.hpp"
 #include "mime/receive/field_list.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 
+#include <algorithm>
 #include <limits>
 #include <ostream>
 #include <utility>
@@ -24,6 +27,11 @@ HeaderRun & run_of(MimeReceiver & receiver) { return receiver; }
 
 namespace {
 
+bool is_blank(char const * boundary) {
+    std::string_view const text(boundary != nullptr ? boundary : "");
+    return text.find_first_not_of(" \t") == text.npos;
+}
+
 void install_parsers_once() {
     if (!SymbolTable::Main->ParsersInstalled()) Install_Field_Parsers(SymbolTable::Main);
 }
@@ -33,7 +41,9 @@ void install_parsers_once() {
 MimeReceiver::MimeReceiver(MimeINote * client, char const * dir, bool only_headers,
                            std::ostream * debug_stream)
     : HeaderRun(client), debug(debug_stream), headers_only(only_headers),
-      partial_directory(dir != nullptr ? dir : ""), nesting_limit_(client->nesting_limit_) {
+      partial_directory(dir != nullptr ? dir : ""), has_partial_directory_(dir != nullptr),
+      nesting_limit_(client->nesting_limit_), part_limit_(client->part_limit_),
+      header_limit_(client->header_limit_) {
     install_parsers_once();
     factories = client->factories_;
 }
@@ -64,7 +74,15 @@ MimeReceiver::~MimeReceiver() = default;
 // Lines ----------------------------------------------------------------------------
 
 bool MimeReceiver::NewLine_Head(bool first) {
-    long long const taken = line_reader_->ReadLine_Head(line_count, at_end, first);
+    return count_head(line_reader_->ReadLine_Head(line_count, at_end, first));
+}
+
+/// The same, but the field as it stands, and nothing goes to the debug stream.
+bool MimeReceiver::NewField_Head(bool first) {
+    return count_head(line_reader_->ReadField_Head(line_count, at_end, first));
+}
+
+bool MimeReceiver::count_head(long long taken) {
     if (taken > 0) {
         previous_position = position;
         position += taken;
@@ -104,57 +122,222 @@ void MimeReceiver::copy_raw(std::string_view text) {
 
 // Headers --------------------------------------------------------------------------
 
+/// Lines of a header that are no fields.
+struct MimeReceiver::StrayLines {
+    long long start = -1;         ///< Where they begin, or -1.
+    unsigned long long lines = 0; ///< The count of lines in front of them.
+    std::string text;             ///< Where they may begin the body.
+};
+
 /// The first pass: collects the fields up to the blank line, and looks only at what decides on the
-/// part's kind. True if the type is message/partial.
-bool MimeReceiver::read_header(bool first, FieldQueue & fields) {
+/// part's kind. True if the type is message/partial. `first`: a blank line at the start ends
+/// nothing.
+bool MimeReceiver::read_header(bool first, bool begins_message, FieldQueue & fields) {
+    runs_into_body_ = false;
+    header_size_ = 0;
+    early_defects_.clear();
+    StrayLines stray;
     bool is_fragment = false;
-    FieldList field;
-    for (bool more = NewLine_Head(first); more; more = NewLine_Head(false)) {
-        bool const is_field = fields.append(line(), field);
-        line_reader_->Forget_Head();
-        if (!is_field) continue;
-        if (type == nullptr && field.is(RFC1521::Content_Type)) {
-            is_fragment = Query_Content_Type(field.body);
-        } else if (disposition == nullptr && field.is(RFC1806::Content_Disposition)) {
-            Query_Content_Disposition(field.body);
+    unsigned long long lines_before = line_count;
+    for (bool more = NewField_Head(first); more; more = NewField_Head(false)) {
+        if (begins_message && rules->byte_order_mark_passed) pass_byte_order_mark(fields);
+        begins_message = false;
+        if (FieldQueue::is_field(line(), field_name_)) {
+            copy_raw(std::exchange(stray.text, std::string()));
+            stray.start = -1;
+            add_field(fields, is_fragment);
+        } else {
+            add_stray(stray, lines_before);
+            if (stray.text.size() > vellum::most_stray_text) break;
         }
+        line_reader_->Forget_Head();
+        lines_before = line_count;
     }
+    end_header(stray);
     return is_fragment;
+}
+
+/// The mark isn't the first field's, nor does it stand in front of it as a line that was passed
+/// over.
+void MimeReceiver::pass_byte_order_mark(FieldQueue & fields) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    if (!line().starts_with(mark) || !FieldQueue::is_field(line().substr(mark.size()), field_name_))
+        return;
+    early_defects_.push_back({Defect_ByteOrderMark, previous_position});
+    copy_raw(mark);
+    line_begin += mark.size();
+    previous_position += static_cast<long long>(mark.size());
+    fields = FieldQueue(previous_position);
+}
+
+/// The current line is a field.
+void MimeReceiver::add_field(FieldQueue & fields, bool & is_fragment) {
+    copy_raw(line());
+    std::size_t const size = line().size();
+    header_size_ += std::min(size, std::numeric_limits<std::size_t>::max() - header_size_);
+    if (header_limit_ != 0 && header_size_ > header_limit_) {
+        if (header_size_ - size > header_limit_) return; // not the first
+        early_defects_.push_back({Defect_HeaderTooLong, previous_position});
+        return;
+    }
+    fields.append(line(), previous_position);
+    line_reader_->Forget_Head();
+    auto const is = [this](char const * name) { return vellum::ascii::equal(field_name_, name); };
+    if (type == nullptr && is(RFC1521::Content_Type)) {
+        is_fragment = Query_Content_Type(fields.last_body().c_str());
+    } else if (disposition == nullptr && is(RFC1806::Content_Disposition)) {
+        Query_Content_Disposition(fields.last_body().c_str());
+    }
+}
+
+/// The current line is no field.
+void MimeReceiver::add_stray(StrayLines & stray, unsigned long long lines_before) {
+    if (stray.start < 0) {
+        stray.start = previous_position;
+        stray.lines = lines_before;
+    }
+    if (rules->stray_lines_begin_body) {
+        stray.text += line();
+    } else {
+        copy_raw(line());
+    }
+}
+
+/// No field follows the stray lines: they begin the body, or were passed over. A blank line alone,
+/// in front of all, is no text.
+void MimeReceiver::end_header(StrayLines & stray) {
+    bool const is_blank = stray.text.find_first_not_of("\r\n") == stray.text.npos;
+    if (stray.start >= 0 && is_blank) {
+        copy_raw(stray.text);
+        early_defects_.push_back({Defect_StrayLine, stray.start});
+    } else if (stray.start >= 0) {
+        early_defects_.push_back({Defect_HeaderRunsIntoBody, stray.start});
+        line_reader_->Push_Back(stray.text);
+        position = stray.start;
+        line_count = stray.lines;
+        at_end = false;
+        runs_into_body_ = stray.text.front() != '\r' && stray.text.front() != '\n';
+        return;
+    }
+    if (line_reader_->Boundary_follows()) {
+        early_defects_.push_back({Defect_HeaderRunsIntoPart, position});
+    } else if (at_end) {
+        early_defects_.push_back({Defect_HeaderUnfinished, position});
+    }
+}
+
+/// What was met while the header was read, in its order.
+void MimeReceiver::tell_early(FieldQueue & fields, MimeContext & context) {
+    auto early = early_defects_.begin();
+    auto const tell_up_to = [&](long long offset) {
+        for (; early != early_defects_.end() && early->offset < offset; ++early)
+            tell(context, early->what, early->offset);
+    };
+    for (vellum::RawField raw; fields.next(raw);) {
+        if (raw.gap_before < 0) continue;
+        tell_up_to(raw.gap_before);
+        tell(context, Defect_StrayLine, raw.gap_before);
+    }
+    fields.rewind();
+    tell_up_to(std::numeric_limits<long long>::max());
+    early_defects_.clear();
+}
+
+void MimeReceiver::tell(MimeContext & context, MimeDefect what, long long offset) {
+    vellum::mirror_positions(context);
+    note->Defect(context, what, offset);
 }
 
 /// The second pass: reports the fields in arrival order. `owns_level`: the top boundary level is
 /// that of this part.
 void MimeReceiver::dispatch_all(FieldQueue & fields, MimeContext & context, bool has_type,
                                 bool owns_level) {
+    owns_level_ = owns_level;
+    dispatch(fields, context);
+    fields = FieldQueue(); // its memory isn't needed below
+    settle_opening(context);
+    if (!has_type) note->Set_Content_Type("", type, subtype);
+}
+
+void MimeReceiver::dispatch(FieldQueue & fields, MimeContext & context) {
     struct Scope {
         HeaderRun & run;
         ~Scope() { run.current_context = nullptr; }
     } const scope{*this};
     current_context = &context;
-    for (FieldList field; fields.take(field);)
-        field.Dispatch(this);
-    // A further Content-Type may have made it no multipart: what follows is data to its end, and
-    // the first one's delimiter mustn't cut it off.
-    if (owns_level && !is_multipart()) line_reader_->Boundary_Init(nullptr);
-    if (!has_type) note->Set_Content_Type("", type, subtype);
+    type_offset_ = -1;
+    FieldList field;
+    for (vellum::RawField raw; fields.next(raw); field.Dispatch(this)) {
+        field_offset = raw.offset;
+        note->RawField(context, raw.text.data(), raw.text.size(), raw.offset);
+        bool const is_cut = raw.text.find('\0') != raw.text.npos;
+        fields.take(field);
+        if (is_cut) HeaderRun::tell(Defect_FieldCut);
+        if (!field.is(RFC1521::Content_Type)) continue;
+        if (type_offset_ >= 0) HeaderRun::tell(Defect_TypeTwice);
+        if (type_offset_ < 0) type_offset_ = raw.offset;
+    }
 }
+
+/// Whether the part is walked, now that the parsers have had the last word on its type. What is to
+/// be data has no delimiter of its own.
+void MimeReceiver::settle_opening(MimeContext & context) {
+    bool const is_deep = is_too_deep_ || nesting_ >= nesting_limit_;
+    bool const owns_level = owns_level_ || !rules->outer_delimiters;
+    bool const has_boundary = !is_multipart() || (owns_level && line_reader_->Boundary_has_text());
+    long long const offset = type_offset_ < 0 ? context.exact.part_start : type_offset_;
+    if (is_container() && is_deep) {
+        tell(context, Defect_NestedTooDeep, offset);
+    } else if (is_container() && has_all_parts()) {
+        tell(context, Defect_TooManyParts, offset);
+    } else if (!has_boundary) {
+        tell(context, Defect_BoundaryMissing, offset);
+    }
+    is_opened_ = is_container() && !is_deep && !has_all_parts() &&
+                 (has_boundary || !rules->multipart_needs_boundary);
+    if (is_container() && is_encoded()) tell(context, Defect_EncodedContainer, offset);
+    if (!owns_level_ || (is_multipart() && is_opened_)) return;
+    bool const is_of_a_part = line_reader_->levels_->depth() > 1;
+    if (rules->outer_delimiters && is_of_a_part) {
+        line_reader_->Boundary_Pop();
+    } else if (rules->outer_delimiters || !is_multipart()) {
+        // What follows is data to its end, and the first type's delimiter mustn't cut it off.
+        line_reader_->Boundary_Init(nullptr);
+    }
+}
+
+bool MimeReceiver::is_encoded() const {
+    return transfer_encoding == RFC1521::base64 || transfer_encoding == RFC1521::quoted_printable ||
+           transfer_encoding == X::uuencode;
+}
+
+bool MimeReceiver::has_all_parts() const { return part_limit_ != 0 && part_count >= part_limit_; }
 
 void MimeReceiver::Boundary_Init(char const * boundary) {
     // A multipart that is delivered as data has no level of its own: the delimiter on top is that
     // of the multipart around it.
-    if (!is_too_deep_) line_reader_->Boundary_Init(boundary);
+    if (is_too_deep_) return;
+    if (rules->multipart_needs_boundary && is_blank(boundary)) return;
+    if (rules->outer_delimiters && !owns_level_) {
+        line_reader_->Boundary_Push(); // only a further Content-Type has made it a multipart
+        owns_level_ = true;
+    }
+    line_reader_->Boundary_Init(boundary);
 }
 
 /// The blank line that ends the header has not been read yet: the body's walk begins with it.
 long long MimeReceiver::end_of_header() const {
-    return position + line_reader_->Boundary_EOL_Length();
+    return position + (runs_into_body_ ? 0 : line_reader_->Boundary_EOL_Length());
 }
 
 bool MimeReceiver::is_multipart() const { return type == RFC1521::multipart; }
 
 /// A part that encloses others: the kinds that the nesting limit counts.
 bool MimeReceiver::is_container() const {
-    return is_multipart() || (type == RFC1521::message && subtype == RFC1521::RFC822);
+    if (is_multipart() || type != RFC1521::message) return is_multipart();
+    if (subtype == RFC1521::RFC822) return true;
+    return rules->encoded_messages_opened && subtype != nullptr &&
+           vellum::ascii::equal(subtype, "global");
 }
 
 /// The numbers of a message with more parts than an int can count stay at the last one.
@@ -172,10 +355,11 @@ void MimeReceiver::call(void (MimeINote::*operation)(MimeContext &), MimeContext
     (note->*operation)(context);
 }
 
-void MimeReceiver::begin_part(MimeContext & context, long long start) {
+void MimeReceiver::begin_header(FieldQueue & fields, MimeContext & context, long long start) {
     context.exact.part_start = context.exact.header_start = start;
     call(&MimeINote::BeginPart, context);
     call(&MimeINote::BeginHeader, context);
+    tell_early(fields, context);
 }
 
 void MimeReceiver::report_url() {
@@ -205,10 +389,10 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     OutermostLevel parent(*note);
     long long const start = position;
     line_reader_->Boundary_Push();
-    FieldQueue fields;
-    bool const is_fragment = read_header(true, fields);
+    FieldQueue fields(start);
+    bool const is_fragment = read_header(true, true, fields);
     long long const header_end = end_of_header();
-    if (is_fragment) {
+    if (is_fragment && (has_partial_directory_ || !rules->fragments_need_directory)) {
         if (auto const result = Get_fragment(fields, parent)) {
             if (debug != nullptr) debug->flush();
             return *result;
@@ -224,7 +408,8 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(0, 0, atomic_count, part_count, &item, &parent);
-    begin_part(context, start);
+    begin_header(fields, context, start);
+    if (is_fragment) tell(context, Defect_FragmentNotStored, start);
     report_url();
     dispatch_all(fields, context, has_type, true);
     context.exact.header_end = header_end;

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class MIME_TransferDecoding_Engine;
 class MimeLine;
@@ -56,6 +57,11 @@ struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
     int part_count = 0;   ///< Parts begun.
     int atomic_count = 0; ///< Those of them that are neither multipart nor message.
     std::string partial_directory;
+    /// Where the first delimiter of a part beyond the limit was taken for text, or -1.
+    long long limit_passed_at = -1;
+
+    /// Whether the limit of parts has been reached: what follows is data of the last part.
+    bool has_all_parts() const;
 
 private:
     class RawStream;
@@ -66,6 +72,8 @@ private:
 
     // Lines
     bool NewLine_Head(bool first);
+    bool NewField_Head(bool first);
+    bool count_head(long long taken);
     bool NewLine_Body();
     bool NewText_Body();
     bool count_body(long long taken);
@@ -76,17 +84,29 @@ private:
     void For_each_text(Take take);
 
     // Headers
-    bool read_header(bool first, vellum::FieldQueue & fields);
+    struct StrayLines;
+
+    bool read_header(bool first, bool begins_message, vellum::FieldQueue & fields);
+    void pass_byte_order_mark(vellum::FieldQueue & fields);
+    void add_field(vellum::FieldQueue & fields, bool & is_fragment);
+    void add_stray(StrayLines & stray, unsigned long long lines_before);
+    void end_header(StrayLines & stray);
+    void begin_header(vellum::FieldQueue & fields, MimeContext & context, long long start);
     void dispatch_all(vellum::FieldQueue & fields, MimeContext & context, bool has_type,
                       bool owns_level);
+    void dispatch(vellum::FieldQueue & fields, MimeContext & context);
+    void settle_opening(MimeContext & context);
+    void tell(MimeContext & context, MimeDefect what, long long offset);
+    void tell_early(vellum::FieldQueue & fields, MimeContext & context);
+    void tell_delimiter(MimeContext & context);
     long long end_of_header() const;
     bool Query_Content_Type(char const * body);
     void Query_Content_Disposition(char const * body);
     void count_part();
     void settle_depth();
     void call(void (MimeINote::*operation)(MimeContext &), MimeContext & context);
-    void begin_part(MimeContext & context, long long start);
     bool is_container() const;
+    bool is_encoded() const;
     bool is_multipart() const;
     void report_url();
 
@@ -103,6 +123,8 @@ private:
     bool Get_message_part(int message_depth, int multipart_depth, MimeContextItem & parent,
                           char const * encoding);
     bool Get_message_body(MimeContext & context);
+    class SideText;
+    void read_side_text(SideText & side);
     bool Get_message_body__MultiPart(MimeContext & context);
     bool Get_message_body__Message(MimeContext & context);
     bool Get_message_body__Data(MimeContext & context);
@@ -124,9 +146,26 @@ private:
 
     void Boundary_Init(char const * boundary) override;
 
+    bool has_partial_directory_;
     int nesting_limit_;
-    int nesting_ = 0;          ///< Multiparts and message/rfc822 that have been opened.
-    bool is_too_deep_ = false; ///< The part whose header was read is delivered as data.
+    int part_limit_;
+    unsigned long header_limit_;
+    int nesting_ = 0; ///< Multiparts and message/rfc822 that have been opened.
+
+    // Of the part whose header was read last.
+    bool is_too_deep_ = false;    ///< It is delivered as data.
+    bool owns_level_ = false;     ///< The innermost boundary level is its own.
+    bool is_opened_ = false;      ///< It is walked.
+    bool runs_into_body_ = false; ///< No blank line stands between its header and its body.
+    std::string field_name_;      ///< Of the field read last, its first bytes.
+    std::size_t header_size_ = 0; ///< Of its fields.
+    long long type_offset_ = -1;  ///< Where its first Content-Type is.
+    struct EarlyDefect {
+        MimeDefect what;
+        long long offset;
+    };
+    std::vector<EarlyDefect> early_defects_; ///< Waiting for BeginHeader. A few at most.
+
     MimeReceiver const * joined_by_ = nullptr; ///< The run whose fragments this one reads, if any.
     std::unique_ptr<MimeLine> line_reader_;
 };
