@@ -348,21 +348,26 @@ MimeDateTime::MimeDateTime(std::tm const & value, int zone_of_value)
       tm_isdst(value.tm_isdst), zone(zone_of_value) {}
 
 MimeDateTime & MimeDateTime::ParseRFC822(char const * text) {
-    if (text == nullptr) return Current();
-    tm_sec = tm_min = tm_hour = -1;
-    tm_mday = tm_yday = tm_isdst = 0;
-    tm_mon = unknown_month;
-    tm_year = -1;
-    tm_wday = unknown_weekday;
-    zone = no_zone;
+    if (ReadRFC822(text, *this)) return *this;
+    if (text != nullptr) {
+        vellum::trace(unreadable_date, "DateTimeFromRFC822: unrecognized date string=\"%s\"", text);
+    }
+    return Current();
+}
+
+bool MimeDateTime::ReadRFC822(char const * text, MimeDateTime & result) {
+    if (text == nullptr) return false;
+    MimeDateTime date(std::tm{}, no_zone);
+    date.tm_sec = date.tm_min = date.tm_hour = -1;
+    date.tm_mon = unknown_month;
+    date.tm_year = -1;
+    date.tm_wday = unknown_weekday;
 
     bool const is_marked = text[0] == '?' && text[1] == ' ';
-    if (!read_date(is_marked ? text + 2 : text, *this)) {
-        vellum::trace(unreadable_date, "DateTimeFromRFC822: unrecognized date string=\"%s\"", text);
-        return Current();
-    }
-    finish(*this);
-    return *this;
+    if (!read_date(is_marked ? text + 2 : text, date)) return false;
+    finish(date);
+    result = date;
+    return true;
 }
 
 bool MimeDateTime::Read(char const * text, MimeDateTime & result) {

@@ -48,6 +48,10 @@ public:
     /// the latter is traced.
     MimeDateTime & ParseRFC822(char const * text);
 
+    /// The same, but false, with `result` untouched and nothing traced, for a null text and for a
+    /// text in none of the forms.
+    static bool ReadRFC822(char const * text, MimeDateTime & result);
+
     /// Reads what mail writes as a date today, and sets `result` to it, `zone` to the zone of the
     /// text: RFC 5322 3.3 with all obsolete forms of its 4.3 (comments and white space anywhere, no
     /// seconds, years of two and three digits, names of zones), whatever the case; without commas

@@ -98,8 +98,22 @@ private:
 
     void multipart(ParameterReader & parameter) {
         if (!is_first(parameter, RFC1521::boundary)) return;
-        run_.Boundary_Init(parameter.value());
+        run_.Boundary_Init(raw_boundary().value_or(parameter.value()).c_str());
         report(RFC1521::boundary, parameter.value());
+    }
+
+    /// The boundary as it stands in the delimiters, which reach nobody in the client's code page;
+    /// empty if the field itself is as it stands.
+    std::optional<std::string> raw_boundary() {
+        if (run_.raw_body == nullptr) return std::nullopt;
+        std::string text(run_.raw_body);
+        vellum::HeaderScanner scanner(text.data(), run_);
+        vellum::Position at = 0;
+        vellum::read_media_type(scanner, at);
+        for (ParameterReader parameter(scanner, at); parameter.next();) {
+            if (parameter.is(RFC1521::boundary)) return parameter.value();
+        }
+        return std::nullopt;
     }
 
     void partial(ParameterReader & parameter) {

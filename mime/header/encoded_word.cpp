@@ -16,6 +16,7 @@
 #include "mime/header/header_run.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/nls/client_text.hpp"
 #include "mime/nls/message_words.hpp"
 #include "mime/nls/translator.hpp"
 
@@ -148,7 +149,7 @@ public:
         if (run_.factories == nullptr || !text_.starts_with(in, "=?")) return false;
         if (!parse_word(text_, in, limit, word_)) return false;
         set_ = run_.words->char_set(word_.charset.c_str());
-        translator_.reset(NLS::Create(set_, &run_.translator_cache, run_.factories));
+        translator_ = run_.translators().of(set_);
         if (!translator_) {
             run_.words->give_up(set_);
             run_.tell(Defect_UnknownCharSet);

@@ -2,6 +2,7 @@
 #include "mime/header/field_parsers.hpp"
 
 #include "mime/MIMEUTIL.hpp"
+#include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/mime_string.hpp"
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
@@ -181,6 +182,22 @@ void report_id(MimeReceiver * receiver, char const * body, Report report) {
     report(*run.note, Terminated(scanner.text(), {id}).text(id));
 }
 
+/// The word as the table has it, whatever it means there; null for a word that it doesn't have.
+char const * encoding_of(HeaderScanner & scanner, Span const & word) {
+    if (char const * const token = scanner.protocol_word(word)) return token;
+    if (!word || !scanner.run().rules->encoding_names) return nullptr;
+    Terminated const text(scanner.text(), {word});
+    return vellum::encoding_of_alias(text.text(word));
+}
+
+bool is_encoding(char const * token) {
+    for (char const * const encoding : {RFC1521::ASCII_7bit, RFC1521::ASCII_8bit, RFC1521::binary,
+                                        RFC1521::base64, RFC1521::quoted_printable, X::uuencode}) {
+        if (token == encoding) return true;
+    }
+    return false;
+}
+
 } // namespace
 
 // Addresses ------------------------------------------------------------------------
@@ -263,7 +280,17 @@ void ParseHeaderField::Date(MimeReceiver * receiver, char const * body, char con
     Position at = 0;
     scanner.get_LWSP(0, at, Blanks::leave);
     char const * const text = scanner.text().whole();
-    MimeDateTime date(text + at);
+    MimeDateTime date(std::tm{}, 0);
+    if (run.rules->all_dates) {
+        bool const is_date = MimeDateTime::Read(text + at, date);
+        if (!is_date) run.tell(Defect_BadDate);
+        run.note->Set_DateTime(name, text, is_date ? &date : nullptr);
+        return;
+    }
+    if (!MimeDateTime::ReadRFC822(text + at, date)) {
+        run.tell(Defect_BadDate);
+        date.ParseRFC822(text + at); // the present, and a trace
+    }
     date.ConvertUT();
     run.note->Set_Date(name, text, date.GetStructTM());
 }
@@ -363,7 +390,8 @@ void ParseHeaderField::Content_Transfer_Encoding(MimeReceiver * receiver, char c
     Position next = 0;
     Span word;
     scanner.get_Atom(0, next, word, token_atom);
-    char const * const token = scanner.protocol_word(word);
+    char const * const token = encoding_of(scanner, word);
+    if (!is_encoding(token)) run.tell(Defect_UnknownEncoding);
     run.transfer_encoding = token != nullptr ? token : RFC1521::ASCII_7bit;
     run.note->Set_Content_Transfer_Encoding(run.transfer_encoding);
 }

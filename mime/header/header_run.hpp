@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 struct MimeContext;
 class MimeINote;
@@ -21,6 +22,7 @@ class NLS_Translator_Factory;
 namespace vellum {
 
 struct ReadingRules;
+struct TextTranslators;
 class MessageWords;
 
 class HeaderRun {
@@ -57,10 +59,15 @@ public:
 
     NLS_Translator * translator_cache = nullptr;  ///< Head of the list of translators in use. OWNS.
     NLS_Translator_Factory * factories = nullptr; ///< The note's chain; not owned.
+    int code_page;                                ///< The client's.
+    NLS_CharSet * fallback_set;                   ///< Of raw 8-bit text that is no UTF-8.
 
     ReadingRules const * rules; ///< What the run accepts. Not owned.
     MimeContext * current_context =
-        nullptr;                ///< Of the part whose fields are dispatched. Not owned.
+        nullptr; ///< Of the part whose fields are dispatched. Not owned.
+    /// The body of the field that is dispatched, as it arrived, if the parser has got it in another
+    /// code page; else null.
+    char const * raw_body = nullptr;
     long long field_offset = 0; ///< Where the field that is dispatched begins in the input.
 
     /// Reads as the note has been told to; without a note in the basic way, and nothing is told.
@@ -69,6 +76,11 @@ public:
     HeaderRun(HeaderRun const &) = delete;
     HeaderRun & operator=(HeaderRun const &) = delete;
 
+    /// Header text with bytes beyond US-ASCII as the client gets it, in its code page; empty if it
+    /// gets the text as it stands.
+    std::optional<std::string> client_text(std::string_view text);
+    /// The way to the translators into the client's code page, by the rules.
+    TextTranslators translators();
     /// Tells the client of a defect of the field that is dispatched. Nothing without a context.
     void tell(MimeDefect what);
     /// A multipart's Content-Type names its boundary. Here nothing.

@@ -54,6 +54,7 @@
 
 struct MimeReceiver;
 class MimeDateTime;
+class NLS_CharSet;
 class NLS_Translator_Factory;
 class ParseHeaderField;
 class TiStreamLite;
@@ -164,6 +165,14 @@ public:
     int SetNestingLimit(int limit);
     /// How the next runs read; Reading_Basic unless set. Returns the argument.
     int SetReading(Reading reading);
+    /// The code page that the next runs translate text into, in place of NLS::PlatformCodePage,
+    /// which 0 stands for, as at first. The parts of a header are found by bytes of US-ASCII, so
+    /// that a code page has to contain it. Returns the argument.
+    int SetCodePage(int codePage);
+    /// The character set of raw 8-bit text that is no UTF-8, in fields and in bodies without a set
+    /// of their own, in extended reading: windows-1252 unless set, and for null, and where no
+    /// factory serves the set. Returns the set's name, which lives as long as the process.
+    char const * SetFallbackCharSet(char const * name);
     /// The most bytes that the fields of one header may take, folds and line ends included; 0 for
     /// no limit, as at first. Further fields of that header are passed over and told
     /// (Defect_HeaderTooLong). Returns the argument.
@@ -385,6 +394,8 @@ private:
     Reading reading_ = Reading_Basic;
     unsigned long header_limit_ = 0;
     int part_limit_ = 0;
+    int code_page_ = 0;
+    NLS_CharSet * fallback_set_ = nullptr;
     std::unique_ptr<char[]> partial_directory_;
     struct PartialLimits {
         long long bytes = 0;

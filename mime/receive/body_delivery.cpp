@@ -6,17 +6,19 @@
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/foundation/tokens.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/nls/client_text.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/raw_stream.hpp"
 #include "mime/receive/receiver.hpp"
 #include "mime/receive/text_lines.hpp"
+#include "mime/receive/text_watch.hpp"
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <ostream>
 
 namespace {
@@ -33,33 +35,11 @@ public:
                         const_cast<char *>(text.data()) + text.size(), nullptr) {}
 };
 
-/// Decodes text as if each line were a call of its own: what ends the decoder's reading, such as
-/// the padding of base64, ends it for the rest of that line, wherever the text is cut.
-class LineDecoder {
-public:
-    explicit LineDecoder(MIME_TransferDecoding & decoder) : decoder_(decoder) {}
-
-    void decode(std::string_view text, oSimpleStream & out) {
-        while (!text.empty()) {
-            if (is_line_over_) {
-                std::size_t const lf = text.find('\n');
-                if (lf == text.npos) return;
-                text.remove_prefix(lf + 1);
-                is_line_over_ = false;
-                continue;
-            }
-            TextStream source(text);
-            decoder_.decode(&source, &out);
-            if (!source.good()) return; // it has been read to its end
-            text.remove_prefix(text.size() - source.iBufCnt());
-            is_line_over_ = true;
-        }
-    }
-
-private:
-    MIME_TransferDecoding & decoder_;
-    bool is_line_over_ = false; ///< The decoder wants no more of this line.
-};
+constexpr DecodingRules all_decoding_rules{.keep_invalid_escapes = true,
+                                           .drop_blanks_behind_soft_break = true,
+                                           .padding_ends_line_only = true,
+                                           .end_word_ends_data = true,
+                                           .deliver_unfinished_end = true};
 
 /// The piece at the start of `text` that ends at a line end, as far as its size allows. Text with
 /// shift states begins each line in the first state.
@@ -70,6 +50,65 @@ std::size_t piece_of_lines(std::string_view text) {
 }
 
 } // namespace
+
+/// The transfer decoder of a body, if the body has an encoding that is undone.
+///
+/// Text is decoded as if each line were a call of its own: what ends the decoder's reading, such as
+/// the padding of base64, ends it for the rest of that line, wherever the text is cut.
+class MimeReceiver::BodyDecoder {
+public:
+    BodyDecoder(char const * encoding, DecodingRules const & rules)
+        : decoder_(MIME_TransferDecoding::Create(encoding, rules)) {}
+
+    bool operator!() const { return !decoder_; }
+
+    void decode(std::string_view text, oSimpleStream & out) {
+        while (!text.empty()) {
+            if (is_line_over_) {
+                std::size_t const lf = text.find('\n');
+                if (text.substr(0, lf).find_first_not_of(" \t\r=") != text.npos) {
+                    has_rest_ = true;
+                }
+                if (lf == text.npos) return;
+                text.remove_prefix(lf + 1);
+                is_line_over_ = false;
+                continue;
+            }
+            TextStream source(text);
+            decoder_->decode(&source, &out);
+            if (!source.good()) return; // it has been read to its end
+            text.remove_prefix(text.size() - source.iBufCnt());
+            is_line_over_ = true;
+        }
+    }
+
+    /// The body has ended: what the decoder holds back goes to the last stream by the rules, or in
+    /// any case.
+    void finish() {
+        if (!!decoder_) decoder_->Finish();
+    }
+    void flush() {
+        if (!decoder_) return;
+        if (decoder_->output == nullptr) return decoder_->Finish();
+        decoder_->Flush();
+    }
+
+    /// Calls `tell` with each defect that was met; behind the end.
+    template <typename Tell>
+    void tell_defects(Tell tell) const {
+        if (!decoder_) return;
+        DecodingDefects const & met = decoder_->Defects();
+        if (met.bad_character || met.data_behind_padding || has_rest_) tell(Defect_BadBase64);
+        if (met.unfinished_group) tell(Defect_UnfinishedBase64);
+        if (met.bad_escape) tell(Defect_BadQuotedPrintable);
+        if (met.no_begin || met.no_end || met.text_outside) tell(Defect_BadUuencode);
+    }
+
+private:
+    MIME_TransferDecoding_Engine decoder_;
+    bool is_line_over_ = false; ///< The decoder wants no more of this line.
+    bool has_rest_ = false;     ///< And more there was.
+};
 
 bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
     NewText_Body(); // the blank line behind the header
@@ -84,86 +123,126 @@ bool MimeReceiver::Get_message_body__Data(MimeContext & context) {
             copy_raw(line());
             NewText_Body();
         }
-        deliver(*data);
+        deliver(context, *data);
     }
     end_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();
 }
 
 /// Delivers the text from the current line on.
-void MimeReceiver::deliver(std::ostream & data) {
+void MimeReceiver::deliver(MimeContext const & context, std::ostream & data) {
+    using vellum::TextWatch;
+    vellum::TextTranslators const available = translators();
+    bool const is_text = type == RFC1521::text;
+    bool const is_ascii = body_charset == nullptr || *body_charset == NLS::US_ASCII;
+    bool const may_guess = is_text && factories != nullptr && rules->eight_bit_text_guessed;
+    vellum::TranslatorInUse translator;
+    if (!(may_guess && is_ascii)) translator = available.of(body_charset);
+    bool const is_unknown = is_text && !is_ascii && factories != nullptr && !translator;
+    vellum::GuessedText * guessed = nullptr;
+    if (may_guess && !translator) {
+        guessed = new vellum::GuessedText(available);
+        translator.reset(guessed);
+    }
+    TextWatch watch(!is_text || guessed != nullptr             ? TextWatch::Set::any
+                    : is_ascii                                 ? TextWatch::Set::us_ascii
+                    : body_charset->Preferred() == &NLS::UTF_8 ? TextWatch::Set::utf_8
+                                                               : TextWatch::Set::any);
+    bool const shows_bad_text = is_text && translator && !watch.is_on() && available.is_for_utf_8();
+
     Block out_block;
-    oSimpleStream out(out_block.data(), size_of(out_block), &data);
+    vellum::WatchedOutput out(out_block.data(), size_of(out_block), data, shows_bad_text);
     Block stage_block;
     ioSimpleStream stage(stage_block.data(), size_of(stage_block), 0); // outlives the decoder
-    vellum::TranslatorInUse const translator(
-        NLS::Create(body_charset, &translator_cache, factories));
-    MIME_TransferDecoding_Engine decoder(MIME_TransferDecoding::Create(transfer_encoding));
+    BodyDecoder decoder(transfer_encoding,
+                        rules->lenient_decoding ? all_decoding_rules : DecodingRules{});
     int const restriction = translator ? translator->Query_Buffering_Restrictions(body_charset) : 0;
     if (restriction == NLS_Translator::no_restriction) {
-        deliver_lines(data, out, stage, decoder, translator.get());
+        deliver_lines(data, out, stage, decoder, watch, translator.get());
     } else if (translator->Takes_Pieces(body_charset)) {
-        deliver_pieces(out, stage, decoder, *translator);
+        deliver_pieces(out, stage, decoder, watch, *translator);
     } else {
-        deliver_stored(out, stage, decoder, *translator, restriction);
+        deliver_stored(out, stage, decoder, watch, *translator, restriction);
     }
     out.flush();
+
+    decoder.tell_defects([&](MimeDefect what) { tell_of_body(context, what); });
+    if (is_unknown) tell_of_body(context, Defect_UnknownCharSet);
+    if (guessed != nullptr && guessed->has_guessed()) tell_of_body(context, Defect_CharSetGuessed);
+    if (watch.has_bad() || out.has_replacement()) tell_of_body(context, Defect_BadText);
+}
+
+/// The body's start stands for the place, whatever the pieces that the input came in.
+void MimeReceiver::tell_of_body(MimeContext const & context, MimeDefect what) {
+    note->Defect(context, what, context.exact.body_start);
 }
 
 /// The translator, if any, can take any piece.
 void MimeReceiver::deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
-                                 MIME_TransferDecoding_Engine & decoder,
+                                 BodyDecoder & decoder, vellum::TextWatch & watch,
                                  NLS_Translator * translator) {
-    std::optional<LineDecoder> lines;
-    if (!!decoder) lines.emplace(*decoder);
-    For_each_text([&](std::string_view text) {
-        if (!lines && translator == nullptr) {
-            data.write(text.data(), static_cast<std::streamsize>(text.size()));
-            return;
+    bool const needs_stage = translator != nullptr || watch.is_on();
+    auto const pass_stage = [&] {
+        stage.rewind();
+        watch.take({stage.str(), stage.iBufCnt()});
+        if (translator != nullptr) {
+            translator->CharSet_to_CodePage(&stage, &out);
+        } else {
+            out << static_cast<iSimpleStream &>(stage);
         }
-        if (!lines) {
+        stage.reInit();
+    };
+    For_each_text([&](std::string_view text) {
+        if (!decoder) {
+            watch.take(text);
+            if (translator == nullptr) {
+                data.write(text.data(), static_cast<std::streamsize>(text.size()));
+                return;
+            }
             TextStream source(text);
             translator->CharSet_to_CodePage(&source, &out);
-        } else if (translator == nullptr) {
-            lines->decode(text, out);
+        } else if (!needs_stage) {
+            decoder.decode(text, out);
         } else {
-            stage.reInit();
-            lines->decode(text, stage);
-            stage.rewind();
-            translator->CharSet_to_CodePage(&stage, &out);
+            decoder.decode(text, stage);
+            pass_stage();
         }
     });
-    if (!!decoder) {
-        decoder->output = nullptr; // an unfinished group at the end of a body is dropped
-        decoder.close();
-    }
+    decoder.finish();
+    if (stage.oBufCnt() != 0) pass_stage();
     drop_end_marker(out);
 }
 
 /// Decodes the text onto the stage; calls `full` behind each step.
 template <typename Full>
-void MimeReceiver::decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder,
-                              Full full) {
-    std::optional<LineDecoder> lines;
-    if (!!decoder) lines.emplace(*decoder);
+void MimeReceiver::decode_all(ioSimpleStream & stage, BodyDecoder & decoder,
+                              vellum::TextWatch & watch, Full full) {
+    auto const watched = [&](auto step) {
+        std::ptrdiff_t const before = stage.oPutPtr(0) - stage.oBufPtr();
+        step();
+        char const * const end = stage.str() + (stage.oPutPtr(0) - stage.oBufPtr());
+        watch.take({stage.str() + before, end});
+    };
     For_each_text([&](std::string_view text) {
-        if (lines) {
-            lines->decode(text, stage);
-        } else {
-            stage.write(text);
-        }
+        watched([&] {
+            if (!decoder) {
+                stage.write(text);
+            } else {
+                decoder.decode(text, stage);
+            }
+        });
         full();
     });
-    if (!!decoder) decoder.close(); // what it held back goes to the stage
+    watched([&] { decoder.flush(); }); // what it held back goes to the stage
     drop_end_marker(stage);
     stage.rewind();
 }
 
 /// The translator can't take the body line by line, but in pieces that end anywhere.
 void MimeReceiver::deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
-                                  MIME_TransferDecoding_Engine & decoder,
+                                  BodyDecoder & decoder, vellum::TextWatch & watch,
                                   NLS_Translator & translator) {
-    decode_all(stage, decoder, [&] {
+    decode_all(stage, decoder, watch, [&] {
         if (stage.oBufCnt() < vellum::translation_piece) return;
         char const last = static_cast<char>(*(stage.oPutPtr(0) - 1)); // it may be the end marker
         stage.oPutPtr(-1);
@@ -177,9 +256,9 @@ void MimeReceiver::deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
 
 /// The translator has to have the whole body, or pieces of a certain kind.
 void MimeReceiver::deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
-                                  MIME_TransferDecoding_Engine & decoder,
+                                  BodyDecoder & decoder, vellum::TextWatch & watch,
                                   NLS_Translator & translator, int restriction) {
-    decode_all(stage, decoder, [] {});
+    decode_all(stage, decoder, watch, [] {});
     if (restriction != NLS_Translator::double_byte && restriction != NLS_Translator::shift_states) {
         translator.CharSet_to_CodePage(&stage, &out);
         return;

@@ -46,7 +46,7 @@ std::optional<std::string> external_body_url(HeaderScanner & scanner, Position a
 } // namespace
 
 bool MimeReceiver::Query_Content_Type(char const * body) {
-    std::string text(body);
+    std::string text = client_text(body).value_or(body);
     HeaderScanner scanner(text.data(), *this);
     Position at = 0;
     MediaType const found = vellum::read_media_type(scanner, at);

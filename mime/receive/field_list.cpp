@@ -5,9 +5,12 @@
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/header/comment.hpp"
 #include "mime/header/field_parsers.hpp"
+#include "mime/header/header_run.hpp"
+#include "mime/nls/utf_8.hpp"
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 namespace vellum {
 
@@ -52,7 +55,24 @@ bool FieldList::is(char const * token) const {
     return ascii::equal({name.begin, static_cast<std::size_t>(name.end - name.begin)}, token);
 }
 
+/// All that the parsers find in a field is in the client's code page, as they get it so.
 void FieldList::Dispatch(MimeReceiver * receiver) {
+    HeaderRun & run = run_of(*receiver);
+    std::string_view const text(line);
+    if (utf_8::ascii_length(text) == text.size()) return call_parser(receiver);
+    run.tell(Defect_EightBitField);
+    std::optional<std::string> translated = run.client_text(text);
+    FieldList field;
+    if (!translated || !field.split(translated->data())) return call_parser(receiver);
+    run.raw_body = body;
+    struct Scope {
+        HeaderRun & run;
+        ~Scope() { run.raw_body = nullptr; }
+    } const scope{run};
+    field.call_parser(receiver);
+}
+
+void FieldList::call_parser(MimeReceiver * receiver) {
     name.terminate();
     TableItem const * const item = SymbolTable::Main->LookUp(name.begin, false, false);
     name.restore();

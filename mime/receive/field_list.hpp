@@ -39,6 +39,9 @@ struct FieldList {
     /// Reports the field: through the parser of its name, or as SetProperty with its encoded words
     /// decoded.
     void Dispatch(MimeReceiver * receiver);
+
+private:
+    void call_parser(MimeReceiver * receiver);
 };
 
 /// A field as it stands in the message, folds and line end included.

@@ -3,6 +3,7 @@
 
 #include "mime/MIMEUTIL.hpp"
 #include "mime/foundation/tokens.hpp"
+#include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/receiver.hpp"
@@ -76,6 +77,13 @@ int MimeINote::SetNestingLimit(int limit) {
 }
 
 int MimeINote::SetReading(Reading reading) { return reading_ = reading; }
+
+int MimeINote::SetCodePage(int codePage) { return code_page_ = codePage; }
+
+char const * MimeINote::SetFallbackCharSet(char const * name) {
+    fallback_set_ = NLS::FindCharSet(name);
+    return fallback_set_ != nullptr ? fallback_set_->name : nullptr;
+}
 
 unsigned long MimeINote::SetHeaderLimit(unsigned long bytes) { return header_limit_ = bytes; }
 

@@ -16,7 +16,6 @@
 #include <string_view>
 #include <vector>
 
-class MIME_TransferDecoding_Engine;
 class MimeLine;
 class TiStreamLite;
 class iSimpleStream;
@@ -26,6 +25,7 @@ class oSimpleStream;
 namespace vellum {
 class FieldQueue;
 class ScratchFile;
+class TextWatch;
 struct CompleteSet;
 struct FieldList;
 struct NewFragment;
@@ -64,6 +64,7 @@ struct VELLUM_EXPORT MimeReceiver : vellum::HeaderRun {
     bool has_all_parts() const;
 
 private:
+    class BodyDecoder;
     class RawStream;
     class OutermostLevel;
 
@@ -132,17 +133,19 @@ private:
     void end_body(MimeContext & context, long long end, RawStream & raw);
 
     // Data
-    void deliver(std::ostream & data);
+    void deliver(MimeContext const & context, std::ostream & data);
     void deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
-                       MIME_TransferDecoding_Engine & decoder, NLS_Translator * translator);
+                       BodyDecoder & decoder, vellum::TextWatch & watch,
+                       NLS_Translator * translator);
     template <typename Full>
-    void decode_all(ioSimpleStream & stage, MIME_TransferDecoding_Engine & decoder, Full full);
-    void deliver_pieces(oSimpleStream & out, ioSimpleStream & stage,
-                        MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator);
-    void deliver_stored(oSimpleStream & out, ioSimpleStream & stage,
-                        MIME_TransferDecoding_Engine & decoder, NLS_Translator & translator,
-                        int restriction);
+    void decode_all(ioSimpleStream & stage, BodyDecoder & decoder, vellum::TextWatch & watch,
+                    Full full);
+    void deliver_pieces(oSimpleStream & out, ioSimpleStream & stage, BodyDecoder & decoder,
+                        vellum::TextWatch & watch, NLS_Translator & translator);
+    void deliver_stored(oSimpleStream & out, ioSimpleStream & stage, BodyDecoder & decoder,
+                        vellum::TextWatch & watch, NLS_Translator & translator, int restriction);
     void drop_end_marker(oSimpleStream & out) const;
+    void tell_of_body(MimeContext const & context, MimeDefect what);
 
     void Boundary_Init(char const * boundary) override;
 

@@ -1,0 +1,69 @@
+// mime/receive/text_watch.hpp - whether the bytes of a body are text of its set
+#pragma once
+
+#include "mime/foundation/simple_stream.hpp"
+#include "mime/nls/client_text.hpp"
+#include "mime/nls/utf_8.hpp"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vellum {
+
+/// Looks at the decoded bytes of a text in front of the translator, where the set tells by itself
+/// which bytes it has.
+class TextWatch {
+public:
+    enum class Set { any, us_ascii, utf_8 };
+
+    explicit TextWatch(Set set) : set_(set) {}
+
+    bool is_on() const { return set_ != Set::any; }
+    void take(std::string_view text) {
+        if (set_ == Set::utf_8) utf_8_.take(text, nullptr);
+        if (set_ == Set::us_ascii && !has_8bit_)
+            has_8bit_ = utf_8::ascii_length(text) < text.size();
+    }
+    /// At the end of the text. There were bytes that are no text of the set.
+    bool has_bad() {
+        utf_8_.finish(nullptr);
+        return has_8bit_ || utf_8_.has_met_bad();
+    }
+
+private:
+    Set set_;
+    bool has_8bit_ = false;
+    Utf8Repair utf_8_;
+};
+
+/// A stream to the client that looks for U+FFFD in UTF-8, which stands where a translator has met
+/// bytes that are no text of their set.
+class WatchedOutput : public oSimpleStream {
+public:
+    WatchedOutput(char * buffer, int size, std::ostream & sink, bool is_watched)
+        : oSimpleStream(buffer, size, &sink), is_watched_(is_watched) {}
+
+    void Overflow(unsigned int request) override {
+        // All that is pending goes to the sink now.
+        if (is_watched_ && !has_replacement_) look({str(), pending()});
+        oSimpleStream::Overflow(request);
+    }
+    bool has_replacement() const { return has_replacement_; }
+
+private:
+    void look(std::string_view text) {
+        constexpr std::size_t overlap = utf_8::replacement.size() - 1;
+        seam_.append(text.substr(0, overlap));
+        has_replacement_ = has(seam_) || has(text);
+        if (text.size() >= overlap) seam_ = text.substr(text.size() - overlap);
+        if (seam_.size() > overlap) seam_.erase(0, seam_.size() - overlap);
+    }
+    static bool has(std::string_view text) { return text.find(utf_8::replacement) != text.npos; }
+
+    bool is_watched_;
+    bool has_replacement_ = false;
+    std::string seam_; ///< The last bytes that have been looked at.
+};
+
+} // namespace vellum
