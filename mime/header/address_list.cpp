@@ -16,6 +16,7 @@ namespace {
 /// that doesn't begin something else.
 constexpr AtomSet name_atom{"@,;:\\/[]?=>)", ""};
 constexpr AtomSet group_atom{"@\\/[]?=>)", ""};
+constexpr AtomSet word_atom{"@,;:\\/[]?=>)", ""};
 constexpr AtomSet plain_atom{"@\\/?=[]", ""};
 
 } // namespace
@@ -105,12 +106,12 @@ Position AddressList::pass_bracket(Position in) {
     return p < text.size() ? p + 1 : p;
 }
 
-/// The place behind the encoded word that may begin at `in`, which can hold anything that is no
-/// white space; else the next place.
+/// The place behind the encoded word that may begin at `in`, which can hold a separator; else the
+/// next place.
 Position AddressList::pass_encoded_word(Position in) {
     ScanBuffer const & text = scanner_.text();
     Position p = in + 1;
-    for (int marks = 0; p < text.size() && !ascii::is_blank(text.at(p)); ++p) {
+    for (int marks = 0; p < text.size() && word_atom.has(text.at(p)); ++p) {
         if (p == in + 1 && text.at(p) != '?') break;
         if (text.at(p) == '?' && ++marks == 4) return text.at(p + 1) == '=' ? p + 2 : in + 1;
     }
@@ -151,14 +152,22 @@ bool AddressList::read_mailbox(Extent const & found) {
         scanner_.get_Phrase(p, p, phrase_, name_atom, HeaderScanner::Comments::drop);
         is_right = read_bracket(p, behind);
     } else if (!scanner_.get_AddrSpec1(p, p, address_)) {
-        if (p == text.size() - behind) return at_ = p, false;
-        is_right = take_plain_address(p, p, text.size() - behind);
+        if (p == end_of(behind)) return at_ = p, false;
+        is_right = take_plain_address(p, p, end_of(behind));
     }
-    is_right = is_right && address_ && scanner_.skip(p) == text.size() - behind;
-    at_ = text.size() - behind;
+    p = scanner_.skip(p);
+    is_right = is_right && address_ && p == end_of(behind);
+    at_ = std::max(p, end_of(behind));
     if (address_ && address_.end > at_) address_ = Span();
     if (!is_right || !address_) scanner_.run().tell(Defect_BadAddress);
     return true;
+}
+
+/// The end of the element that has `behind` bytes behind it. What is read as a comment or a quoted
+/// string may have begun within an encoded word, and reach beyond the element.
+Position AddressList::end_of(Position behind) const {
+    Position const size = scanner_.text().size();
+    return std::max(begin_, size - std::min(size, behind));
 }
 
 /// The comment's text without its parentheses, decoded.
@@ -179,21 +188,21 @@ bool AddressList::read_bracket(Position & at, Position behind) {
     if (!scanner_.get_Char(p, p, '<')) return false;
     p = scanner_.skip(p);
     if (text.at(p) == '@' && scanner_.run().rules->routes_passed) {
-        Position const end = text.size() - behind;
-        Position const colon = text.find(':', p, end);
+        Position const end = end_of(behind);
+        Position const colon = p < end ? text.find(':', p, end) : end;
         if (colon < end) p = colon + 1;
     }
     Span address;
     Position next = p;
     scanner_.get_AddrSpec0(p, next, address);
     next = scanner_.skip(next);
-    Position const end = text.size() - behind;
+    Position const end = end_of(behind);
     at = next;
     if (address && (text.at(next) == '>' || next == end)) {
         address_ = address;
         return scanner_.get_Char(next, at, '>');
     }
-    Position const bracket = text.find('>', p, end);
+    Position const bracket = p < end ? text.find('>', p, end) : end;
     at = std::min(bracket + 1, end);
     return take_plain_address(p, p, bracket);
 }

@@ -44,6 +44,7 @@ private:
     Found read_group();
     Found end_group(bool is_closed);
     bool read_mailbox(Extent const & extent);
+    Position end_of(Position behind) const;
     void read_comment(Span const & comment);
     bool read_bracket(Position & at, Position behind);
     bool take_plain_address(Position in, Position & next, Position end);
