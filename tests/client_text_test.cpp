@@ -115,7 +115,11 @@ TEST(Field, of_raw_text_is_utf_8_or_of_the_fallback_set) {
         // Without a factory, and in basic reading, it stays as it is.
         Result const raw = read(message, MimeINote::Reading_Extended);
         Result const basic = read(message, MimeINote::Reading_Basic);
-        EXPECT_EQ(basic.lines, raw.lines);
+        std::string lines = raw.lines; // extended reading tells every parameter
+        if (std::size_t const at = lines.find("SetParameter"); at != lines.npos) {
+            lines.erase(at, lines.find('\n', at) + 1 - at);
+        }
+        EXPECT_EQ(basic.lines, lines);
         EXPECT_EQ(basic.defects, extended.defects);
     }
 }

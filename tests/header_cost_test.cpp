@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <random>
@@ -60,10 +61,15 @@ Cost cost_of(std::string_view name, std::string_view body,
     return {run.header_bytes_moved, note.addresses, note.body_bytes};
 }
 
-/// Each way of reading moves at most twice the body in each of `readings` looks at it.
+/// Each way of reading moves at most twice the body in each of `readings` looks at it. A raw byte
+/// that extended reading translates costs up to three bytes more, and their place in the text.
 void expect_cheap(std::string_view name, std::string const & body, std::size_t readings = 1) {
+    bool const is_raw = std::any_of(body.begin(), body.end(),
+                                    [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
     for (auto const reading : {MimeINote::Reading_Basic, MimeINote::Reading_Extended}) {
-        EXPECT_LE(cost_of(name, body, reading).moved, 2 * readings * body.size())
+        bool const is_translated = is_raw && reading == MimeINote::Reading_Extended;
+        std::size_t const most = is_translated ? 6 : 2;
+        EXPECT_LE(cost_of(name, body, reading).moved, most * readings * body.size())
             << name << ": " << body.substr(0, 60) << ", reading " << reading;
     }
 }
