@@ -93,6 +93,11 @@ struct VELLUM_EXPORT MimeContext {
     };
     Exact exact;
 
+    /// How many encoded messages lie around this part whose text was decoded on the way; 0 for
+    /// none. Within them the offsets and lines count the decoded bytes of the innermost one from 0.
+    /// Reading only.
+    int decoded_depth = 0;
+
     /// Every offset and line number starts at -1.
     MimeContext(int message_depth, int multipart_depth, int atomic_count, int part_number,
                 MimeContextItem * item, MimeContextItem * parent_item);

@@ -23,6 +23,10 @@ inline constexpr std::size_t text_block = std::size_t{64} << 10;
 /// that lost a line end has a few; a text that is longer has no header.
 inline constexpr std::size_t most_stray_text = std::size_t{64} << 10;
 
+/// Encoded messages within each other. Nothing that is meant well has more than two or three, and
+/// each level costs a further decoding of what lies within it.
+inline constexpr int most_decoded_levels = 10;
+
 /// The blocks on the stack through which decoded and translated bytes go to the client's stream.
 inline constexpr std::size_t delivery_block = 1024;
 

@@ -10,6 +10,7 @@
 
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/tokens.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/note/position.hpp"
 #include "mime/receive/field_list.hpp"
@@ -54,6 +55,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     settle_depth();
     MimeContextItem item(type, subtype, disposition, nullptr);
     MimeContext context(message_depth, multipart_depth, atomic_count, part_count, &item, &parent);
+    context.decoded_depth = decoded_depth_;
     begin_header(fields, context, start);
     // The level has to be there before the parser of Content-Type gives the top one its delimiter.
     bool const owns_level = is_multipart() && !is_too_deep_;
@@ -196,6 +198,7 @@ bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
 
 bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
     bool const has_blank_line = !runs_into_body_;
+    bool const is_decoded = is_encoded() && rules->encoded_messages_opened;
     if (has_blank_line) {
         NewLine_Body();
     } else {
@@ -206,7 +209,12 @@ bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
     if (has_blank_line) copy_raw(line());
     // No new level: the delimiters of the enclosing multipart end the message wherever they occur.
     if (!line_reader_->Boundary_is_a()) {
-        Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);
+        if (is_decoded) {
+            NewText_Body();
+            walk_encoded(context);
+        } else {
+            Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);
+        }
     }
     end_body(context, previous_position, raw);
     return !line_reader_->Boundary_is_2();

@@ -282,7 +282,8 @@ void MimeReceiver::dispatch(FieldQueue & fields, MimeContext & context) {
 /// Whether the part is walked, now that the parsers have had the last word on its type. What is to
 /// be data has no delimiter of its own.
 void MimeReceiver::settle_opening(MimeContext & context) {
-    bool const is_deep = is_too_deep_ || nesting_ >= nesting_limit_;
+    bool const is_deep = is_too_deep_ || nesting_ >= nesting_limit_ ||
+                         (is_encoded() && decoded_depth_ >= vellum::most_decoded_levels);
     bool const owns_level = owns_level_ || !rules->outer_delimiters;
     bool const has_boundary = !is_multipart() || (owns_level && line_reader_->Boundary_has_text());
     long long const offset = type_offset_ < 0 ? context.exact.part_start : type_offset_;
@@ -297,10 +298,10 @@ void MimeReceiver::settle_opening(MimeContext & context) {
                  (has_boundary || !rules->multipart_needs_boundary);
     if (is_container() && is_encoded()) tell(context, Defect_EncodedContainer, offset);
     if (!owns_level_ || (is_multipart() && is_opened_)) return;
-    bool const is_of_a_part = line_reader_->levels_->depth() > 1;
-    if (rules->outer_delimiters && is_of_a_part) {
-        line_reader_->Boundary_Pop();
-    } else if (rules->outer_delimiters || !is_multipart()) {
+    bool const is_data = rules->outer_delimiters || has_all_parts();
+    if (is_data && line_reader_->levels_->depth() > 1) {
+        line_reader_->Boundary_Pop(); // that of a part
+    } else if (is_data || !is_multipart()) {
         // What follows is data to its end, and the first type's delimiter mustn't cut it off.
         line_reader_->Boundary_Init(nullptr);
     }

@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+struct DecodingDefects;
 class MimeLine;
 class TiStreamLite;
 class iSimpleStream;
@@ -128,6 +129,10 @@ private:
     void read_side_text(SideText & side);
     bool Get_message_body__MultiPart(MimeContext & context);
     bool Get_message_body__Message(MimeContext & context);
+    struct Place;
+    class DecodedLines;
+    void walk_encoded(MimeContext & context);
+    void tell_decoding(MimeContext & context, DecodingDefects const & met);
     bool Get_message_body__Data(MimeContext & context);
     void begin_body(MimeContext & context, long long start, std::ostream ** data, RawStream & raw);
     void end_body(MimeContext & context, long long end, RawStream & raw);
@@ -154,6 +159,8 @@ private:
     int part_limit_;
     unsigned long header_limit_;
     int nesting_ = 0; ///< Multiparts and message/rfc822 that have been opened.
+
+    int decoded_depth_ = 0; ///< How many encoded messages lie around what is read.
 
     // Of the part whose header was read last.
     bool is_too_deep_ = false;    ///< It is delivered as data.

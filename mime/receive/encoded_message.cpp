@@ -1,0 +1,145 @@
+// mime/receive/encoded_message.cpp - a message in base64, quoted-printable or uuencode, decoded on
+// the way and walked like any other
+//
+// RFC 2045 6.4 forbids it; mail has it all the same. For the time of the walk the run reads its
+// lines, and counts its positions, in the decoded text: a line reader whose source pulls the lines
+// of the body around it through the decoder. That happens for each level anew.
+//
+// Bounds:     no more is held than a block of text, decoded. The levels within each other are few:
+//             a byte of the innermost one is decoded once for each level.
+#include "mime/codec/transfer_codec.hpp"
+#include "mime/foundation/simple_stream.hpp"
+#include "mime/receive/limits.hpp"
+#include "mime/receive/line_reader.hpp"
+#include "mime/receive/receiver.hpp"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+constexpr DecodingRules all_rules{true, true, true, true, true};
+
+} // namespace
+
+/// Where a run reads and what it has read there.
+struct MimeReceiver::Place {
+    std::unique_ptr<MimeLine> reader;
+    char * line_begin = nullptr;
+    char * line_end = nullptr;
+    long long previous_position = 0;
+    long long position = 0;
+    unsigned long long line_count = 0;
+    bool at_end = false;
+    std::ostream * debug = nullptr;
+
+    void swap(MimeReceiver & run) {
+        std::swap(reader, run.line_reader_);
+        std::swap(line_begin, run.line_begin);
+        std::swap(line_end, run.line_end);
+        std::swap(previous_position, run.previous_position);
+        std::swap(position, run.position);
+        std::swap(line_count, run.line_count);
+        std::swap(at_end, run.at_end);
+        std::swap(debug, run.debug);
+    }
+};
+
+/// Lines of the decoded text. The body around it is read in the run's other place.
+class MimeReceiver::DecodedLines : public MimeLine {
+public:
+    DecodedLines(MimeReceiver & run, Place & outside, char ** begin, char ** end)
+        : MimeLine(begin, end, &run, vellum::line_buffer_size), run_(run), outside_(outside),
+          stage_(block_.data(), static_cast<int>(block_.size()), 0),
+          decoder_(MIME_TransferDecoding::Create(run.transfer_encoding, all_rules)) {
+        stage_.rewind(); // nothing is in it yet
+    }
+
+    DecodingDefects const & defects() const { return decoder_->Defects(); }
+
+    std::string_view Window() override {
+        while (stage_.iBufCnt() == 0 && !is_over_)
+            pull();
+        return {reinterpret_cast<char const *>(stage_.iGetPtr(0)), stage_.iBufCnt()};
+    }
+    void Take(std::size_t count) override { stage_.iGetPtr(static_cast<long>(count)); }
+
+private:
+    /// Decodes a further piece of the body around it.
+    void pull() {
+        struct Outside {
+            MimeReceiver & run;
+            Place & place;
+            Outside(MimeReceiver & r, Place & p) : run(r), place(p) { place.swap(run); }
+            ~Outside() { place.swap(run); }
+        } const outside{run_, outside_};
+        stage_.reInit();
+        std::string_view const block = has_line_ ? std::string_view() : run_.NewLines_Body();
+        if (!block.empty()) {
+            decode(block);
+        } else {
+            if (!has_line_) run_.NewText_Body();
+            is_over_ = run_.line_reader_->Boundary_is_a();
+            if (is_over_) {
+                decoder_->Finish();
+            } else {
+                decode(run_.line());
+            }
+            has_line_ = false;
+        }
+        stage_.rewind();
+    }
+
+    void decode(std::string_view text) {
+        run_.copy_raw(text);
+        iSimpleStream source(const_cast<char *>(text.data()),
+                             const_cast<char *>(text.data()) + text.size(), nullptr);
+        decoder_->decode(&source, &stage_);
+    }
+
+    MimeReceiver & run_;
+    Place & outside_;
+    std::array<char, vellum::delivery_block> block_;
+    ioSimpleStream stage_; // outlives the decoder
+    MIME_TransferDecoding_Engine decoder_;
+    bool has_line_ = true; ///< The current line of the body hasn't been decoded.
+    bool is_over_ = false;
+};
+
+/// Walks the message whose encoded text begins with the current line, and reads on to the end of
+/// the body.
+void MimeReceiver::walk_encoded(MimeContext & context) {
+    struct Scope {
+        MimeReceiver & run;
+        Place outside;
+        explicit Scope(MimeReceiver & r) : run(r) {
+            outside.swap(run);
+            ++run.decoded_depth_;
+        }
+        ~Scope() {
+            run.line_reader_.reset();
+            outside.swap(run);
+            --run.decoded_depth_;
+        }
+    };
+    DecodingDefects defects;
+    {
+        Scope scope(*this);
+        line_reader_ = std::make_unique<DecodedLines>(*this, scope.outside, &line_begin, &line_end);
+        line_reader_->Boundary_Push();
+        auto & lines = static_cast<DecodedLines &>(*line_reader_);
+        Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);
+        for (std::size_t size; (size = lines.Window().size()) > 0;)
+            lines.Take(size);
+        defects = lines.defects();
+    }
+    tell_decoding(context, defects);
+}
+
+void MimeReceiver::tell_decoding(MimeContext & context, DecodingDefects const & met) {
+    long long const start = context.exact.body_start;
+    if (met.bad_character || met.data_behind_padding) tell(context, Defect_BadBase64, start);
+    if (met.unfinished_group) tell(context, Defect_UnfinishedBase64, start);
+    if (met.bad_escape) tell(context, Defect_BadQuotedPrintable, start);
+    if (met.no_begin || met.no_end || met.text_outside) tell(context, Defect_BadUuencode, start);
+}

@@ -1,0 +1,382 @@
+// tests/structure_test.cpp - where parts begin and end, in both ways of reading, and what is told
+//
+// A message is shown in one line: `type{parts}` for what encloses others, `type[text]` for a leaf,
+// `<text>` for a preamble or an epilogue, and `!X!` for a defect, where it was told. `+N` behind a
+// type says how many encoded messages lie around it.
+#include "mime/note/incoming_note.hpp"
+
+#include "tests/support/chunked.hpp"
+#include "tests/support/small_stack.hpp"
+#include "tests/support/texts.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace vellum::test;
+
+class Shape : public MimeINote {
+public:
+    using MimeINote::MimeINote;
+
+    std::string run(Reading reading) {
+        SetReading(reading);
+        Receive();
+        return shape_;
+    }
+    std::string raw_fields; ///< Each with its offset in front.
+    bool shows_defects = true;
+
+protected:
+    void BeginPart(MimeContext & context) override {
+        char const * const type = context.item->type;
+        char const * const subtype = context.item->subtype;
+        shape_.append(type).append("/").append(subtype != nullptr ? subtype : "");
+        if (context.decoded_depth > 0) shape_ += '+' + std::to_string(context.decoded_depth);
+    }
+    void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
+        shape_ += data != nullptr ? '[' : '{';
+        text_.str("");
+        is_leaf_ = data != nullptr;
+        if (data != nullptr) *data = &text_;
+    }
+    void EndBody(MimeContext &) override {
+        if (is_leaf_) take_text();
+        shape_ += is_leaf_ ? ']' : '}';
+        is_leaf_ = false;
+    }
+    void BeginPreamble(MimeContext &, std::ostream ** text) override {
+        text_.str("");
+        *text = &text_;
+        shape_ += '<';
+    }
+    void EndPreamble(MimeContext &) override {
+        take_text();
+        shape_ += '>';
+    }
+    void BeginEpilogue(MimeContext & context, std::ostream ** text) override {
+        BeginPreamble(context, text);
+    }
+    void EndEpilogue(MimeContext & context) override { EndPreamble(context); }
+    void Defect(MimeContext const &, MimeDefect what, long long) override {
+        static char const * const names[] = {
+            "?",     "mark",     "stray",   "into body", "into part", "unfinished",
+            "limit", "missing",  "unfound", "unclosed",  "blanks",    "mixed",
+            "deep",  "too many", "encoded", "fragment",  "twice"};
+        if (shows_defects) shape_ += '!' + std::string(what < 17 ? names[what] : "body") + '!';
+    }
+    void RawField(MimeContext &, char const * field, unsigned long size, long long at) override {
+        raw_fields += std::to_string(at) + ' ' + std::string(field, size);
+    }
+
+private:
+    /// Without CR: the line ends of a row are of all kinds.
+    void take_text() {
+        for (char const c : text_.str()) {
+            if (c != '\r') shape_ += c;
+        }
+        text_.str("");
+    }
+
+    std::string shape_;
+    std::ostringstream text_;
+    bool is_leaf_ = false;
+};
+
+std::string shape_of(std::string const & message, MimeINote::Reading reading) {
+    std::istringstream in(message);
+    return Shape(in).run(reading);
+}
+
+std::string with_crlf(std::string const & text) {
+    std::string result;
+    for (char const c : text)
+        result += c == '\n' ? "\r\n" : std::string(1, c);
+    return result;
+}
+
+std::string const mixed = "Content-Type: multipart/mixed; boundary=x\n\n";
+std::string const outer = "Content-Type: multipart/mixed; boundary=o\n\n--o\n";
+
+struct Row {
+    char const * name;
+    std::string message, basic, extended;
+};
+
+std::string const field = "Content-Type: text/plain\n";
+std::string const message = "Content-Type: message/rfc822\nContent-Transfer-Encoding: ";
+
+std::vector<Row> const rows = {
+    {"blanks behind a delimiter", mixed + "pre\n--x \t\n\none\n--x-- \nepi\n",
+     "multipart/mixed<pre\n--x \t\n\none\n--x-- \nepi\n>{!unfound!}",
+     "multipart/mixed<pre>{!blanks!text/plain[!blanks!one]<epi\n>}"},
+    {"a delimiter at the end", mixed + "--x\n\none\n--x--",
+     "multipart/mixed{text/plain[one\n--x--]!unclosed!}", "multipart/mixed{text/plain[one]}"},
+    {"a blank line beside the parts", mixed + "\n\n--x\n\none\n--x--\n\n",
+     "multipart/mixed<\n>{text/plain[one]<\n>}", "multipart/mixed<\n>{text/plain[one]<\n>}"},
+    {"an outer delimiter", outer + mixed + "--x\n\none\n--o\n\ntwo\n--o--\nepi\n",
+     "multipart/mixed{multipart/mixed{text/"
+     "plain[one\n--o\n\ntwo\n--o--\nepi\n]!unclosed!}!unclosed!}",
+     "multipart/mixed{multipart/mixed{text/plain[one]!unclosed!}text/plain[two]<epi\n>}"},
+    {"an outer closing delimiter", outer + mixed + "--x\n\none\n--o--\n",
+     "multipart/mixed{multipart/mixed{text/plain[one\n--o--\n]!unclosed!}!unclosed!}",
+     "multipart/mixed{multipart/mixed{text/plain[one]!unclosed!}}"},
+    {"an outer delimiter first", outer + mixed + "none\n--o\n\ntwo\n--o--\n",
+     "multipart/mixed{multipart/mixed<none\n--o\n\ntwo\n--o--\n>{!unfound!}!unclosed!}",
+     "multipart/mixed{multipart/mixed<none>{!unfound!}text/plain[two]}"},
+    {"two levels of one delimiter",
+     mixed + "--x\n" + mixed + "--x\n\none\n--x--\n--x\n\ntwo\n--x--\n",
+     "multipart/mixed{multipart/mixed{text/plain[one]}text/plain[two]}",
+     "multipart/mixed{multipart/mixed{text/plain[one]}text/plain[two]}"},
+    {"a delimiter that begins like another",
+     "Content-Type: multipart/mixed; boundary=xy\n\n--xy\n" + mixed +
+         "--x\n\n--xyz\n--x--\n--xy--\n",
+     "multipart/mixed{multipart/mixed{text/plain[--xyz]}}",
+     "multipart/mixed{multipart/mixed{text/plain[--xyz]}}"},
+    {"no delimiter", mixed + "none\n", "multipart/mixed<none\n>{!unfound!}",
+     "multipart/mixed<none\n>{!unfound!}"},
+    {"a delimiter behind fields", mixed + "--x\n" + field + "--x\n" + field + "\ntwo\n--x--\n",
+     "multipart/mixed{text/plain!stray!!twice![two]}",
+     "multipart/mixed{text/plain!into part![]text/plain[two]}"},
+    {"a delimiter behind a delimiter", mixed + "--x\n--x\n\ntwo\n--x--\n",
+     "multipart/mixed{text/plain!stray![two]}",
+     "multipart/mixed{text/plain!into part![]text/plain[two]}"},
+    {"text without a header", "one\n two\nthree\n\nfour\n", "text/plain!stray![four\n]",
+     "text/plain!into body![one\n two\nthree\n\nfour\n]"},
+    {"text behind a blank line", "\none: two, three\nfour\n",
+     "text/plain!stray!!stray!!unfinished![]", "text/plain!stray!!into body![four\n]"},
+    {"text behind fields", "Subject: s\none\n\ntwo\n", "text/plain!stray![two\n]",
+     "text/plain!into body![one\n\ntwo\n]"},
+    {"a line between fields", "From a\nSubject: s\nno field\n" + field + "\none\n",
+     "text/plain!stray!!stray![one\n]", "text/plain!stray!!stray![one\n]"},
+    {"text behind the fields of a part", mixed + "--x\n" + field + "one\n--x\n\ntwo\n--x--\n",
+     "multipart/mixed{text/plain!stray![two]}",
+     "multipart/mixed{text/plain!into body![one]text/plain[two]}"},
+    {"text behind the fields of a message", "Content-Type: message/rfc822\none\n",
+     "message/RFC822!stray!!unfinished!{}",
+     "message/RFC822!into body!{text/plain!into body![one\n]}"},
+    {"text behind the fields of a multipart",
+     "Content-Type: multipart/mixed; boundary=x\none\n--x\n\ntwo\n--x--\n",
+     "multipart/mixed!stray!<two>{}", "multipart/mixed!into body!<one>{text/plain[two]}"},
+    {"no boundary", "Content-Type: multipart/mixed\n\none\n", "multipart/mixed!missing!<one\n>{}",
+     "multipart/mixed!missing![one\n]"},
+    {"no boundary within a multipart",
+     outer + "Content-Type: multipart/mixed\n\none\n--o\n\ntwo\n--o--\n",
+     "multipart/mixed{multipart/mixed!missing!<one\n--o\n\ntwo\n--o--\n>{}!unclosed!}",
+     "multipart/mixed{multipart/mixed!missing![one]text/plain[two]}"},
+    {"an empty boundary", "Content-Type: multipart/mixed; boundary=\"\"\n\n--\none\n",
+     "multipart/mixed{text/plain!stray!!unfinished![]!unclosed!}",
+     "multipart/mixed!missing![--\none\n]"},
+    {"text becomes a multipart", outer + field + mixed + "--x\n\none\n--x--\n--o\n\ntwo\n--o--\n",
+     "multipart/mixed{text/plain!twice!{text/plain[one]<--o\n\ntwo\n--o--\n>}!unclosed!}",
+     "multipart/mixed{text/plain!twice!{text/plain[one]}text/plain[two]}"},
+    {"a multipart becomes text",
+     outer + "Content-Type: multipart/mixed; boundary=x\n" + field +
+         "\none\n--x\n--o\n\ntwo\n--o--\n",
+     "multipart/mixed{multipart/mixed!twice![one\n--x\n--o\n\ntwo\n--o--\n]!unclosed!}",
+     "multipart/mixed{multipart/mixed!twice![one\n--x]text/plain[two]}"},
+    {"a byte order mark", "\xEF\xBB\xBF" + field + "\none\n", "text/plain[one\n]",
+     "text/plain!mark![one\n]"},
+    {"an encoded message", message + "base64\n\nU3ViamVjdDogcwoKb25lCg==\n",
+     "message/RFC822!encoded!{text/plain!stray!!unfinished![]}",
+     "message/RFC822!encoded!{text/plain+1[one\n]}"},
+    {"an encoded multipart in a part",
+     outer + message + "quoted-printable\n\n" +
+         "Content-Type: multipart/mixed; boundary=3Dx\n\n--x\n\none=\n "
+         "two\n--x--\nepi=\n\n--o\n\nthree\n--o--\n",
+     "multipart/mixed{message/RFC822!encoded!{multipart/mixed<--x\n\none=\n "
+     "two\n--x--\nepi=\n\n--o\n\nthree\n--o--\n>{!unfound!}}!unclosed!}",
+     "multipart/mixed{message/RFC822!encoded!{multipart/mixed+1{text/plain+1[one "
+     "two]<epi>}}text/plain[three]}"},
+    {"an encoded message without text", outer + message + "base64\n\n--o\n\ntwo\n--o--\n",
+     "multipart/mixed{message/RFC822!encoded!{}text/plain[two]}",
+     "multipart/mixed{message/RFC822!encoded!{}text/plain[two]}"},
+    {"encoded messages within each other",
+     message + "quoted-printable\n\n" +
+         "Content-Type: message/rfc822\nContent-Transfer-Encoding: "
+         "base64\n\nU3ViamVjdDogcwoKb25lCg=3D=3D\n",
+     "message/RFC822!encoded!{message/RFC822!encoded!{text/plain!stray!!unfinished![]}}",
+     "message/RFC822!encoded!{message/RFC822+1!encoded!{text/plain+2[one\n]}}"},
+    {"a message in UTF-8", "Content-Type: message/global\n\n" + field + "\none\n",
+     "message/global[Content-Type: text/plain\n\none\n]", "message/global{text/plain[one\n]}"},
+    {"an encoded multipart", "Content-Transfer-Encoding: base64\n" + mixed + "--x\n\none\n--x--\n",
+     "multipart/mixed!encoded!{text/plain[one]}", "multipart/mixed!encoded!{text/plain[one]}"},
+};
+
+/// Each row in LF and in CR LF.
+TEST(Structure, IsThatOfTheRow) {
+    for (auto const & row : rows) {
+        for (std::string const & text : {row.message, with_crlf(row.message)}) {
+            EXPECT_EQ(shape_of(text, MimeINote::Reading_Basic), row.basic) << row.name;
+            EXPECT_EQ(shape_of(text, MimeINote::Reading_Extended), row.extended) << row.name;
+        }
+    }
+}
+
+/// The line ends of the header say nothing of those of the body.
+TEST(Structure, OfMixedLineEndsIsTheSameInExtendedReading) {
+    auto const shape = [](std::string const & text) {
+        std::istringstream in(text);
+        Shape note(in);
+        note.shows_defects = false;
+        return note.run(MimeINote::Reading_Extended);
+    };
+    for (auto const & row : rows) {
+        std::size_t const end = row.message.find("\n\n");
+        if (end == row.message.npos) continue;
+        std::string const head = row.message.substr(0, end);
+        std::string const body = row.message.substr(end);
+        std::string const expected = shape(row.message);
+        EXPECT_EQ(shape(with_crlf(head) + body), expected) << row.name;
+        EXPECT_EQ(shape(head + with_crlf(body)), expected) << row.name;
+    }
+}
+
+TEST(Structure, IsTheSameHoweverTheInputIsCut) {
+    for (auto const & row : rows) {
+        std::string const text = with_crlf(row.message);
+        for (std::size_t cut = 0; cut <= text.size(); cut += 11) {
+            std::string const start = text.substr(0, text.size() - cut);
+            std::string const expected = shape_of(start, MimeINote::Reading_Extended);
+            for_each_input(
+                start,
+                [&](auto & input, std::string const & how) {
+                    EXPECT_EQ(Shape(input).run(MimeINote::Reading_Extended), expected)
+                        << row.name << cut << how;
+                },
+                20);
+        }
+    }
+}
+
+TEST(RawFields, StandAsInTheInput) {
+    struct {
+        std::string message, fields;
+    } const rows_of_fields[] = {
+        {"A: b\r\n c\r\nno field\r\nB: d\n\n", "0 A: b\r\n c\r\n20 B: d\n"},
+        {"\r\nA : (x\r\n y) : b", "2 A : (x\r\n y) : b"},
+        {"\xEF\xBB\xBF"
+         "A: b\n\n",
+         "3 A: b\n"},
+        {std::string("A: b\0c\n\n", 8), std::string("0 A: b\0c\n", 9)},
+    };
+    for (auto const & row : rows_of_fields) {
+        for_each_input(row.message, [&](auto & input, std::string const & how) {
+            Shape note(input);
+            note.run(MimeINote::Reading_Extended);
+            EXPECT_EQ(note.raw_fields, row.fields) << how;
+        });
+    }
+}
+
+TEST(Limits, OfPartsAndHeadersAreTold) {
+    std::string const parts = mixed + "--x\n\none\n--x\n\ntwo\n--x\n\nthree\n--x--\n";
+    auto const with = [](std::string const & text, unsigned long header, int part_count) {
+        std::istringstream in(text);
+        Shape note(in);
+        note.SetHeaderLimit(header);
+        note.SetPartLimit(part_count);
+        return note.run(MimeINote::Reading_Basic) + ' ' + note.raw_fields;
+    };
+    auto const shape = [&](int limit) { return with(parts, 0, limit).substr(0, 80); };
+    EXPECT_TRUE(shape(4).starts_with("multipart/mixed{text/plain[one]text/plain[two]text/plain["
+                                     "three]} "));
+    EXPECT_TRUE(
+        shape(3).starts_with("multipart/mixed{text/plain[one]text/plain[!too many!two\n--x"));
+    EXPECT_TRUE(shape(1).starts_with("multipart/mixed!too many![--x\n\none"));
+    EXPECT_EQ(with("A: b\nC: d\nE: f\n\n", 10, 0), "text/plain!limit![] 0 A: b\n5 C: d\n");
+    EXPECT_EQ(with("A: b\nC: d\nE: f\n\n", 9, 0), "text/plain!limit![] 0 A: b\n");
+}
+
+TEST(Fragments, AreStoredOnlyWhereADirectoryWasSet) {
+    EXPECT_EQ(shape_of("Content-Type: message/partial; id=a; number=1; total=2\n\none\n",
+                       MimeINote::Reading_Extended),
+              "message/partial!fragment![one\n]");
+}
+
+// Cost -----------------------------------------------------------------------------------
+
+/// Nanoseconds a byte, the best of three runs.
+double cost_of(std::string const & text) {
+    double best = 1e9;
+    for (int run = 0; run < 3; ++run) {
+        std::istringstream in(text);
+        MimeINote note(in);
+        note.SetReading(MimeINote::Reading_Extended);
+        auto const start = std::chrono::steady_clock::now();
+        note.Receive();
+        std::chrono::duration<double, std::nano> const time =
+            std::chrono::steady_clock::now() - start;
+        best = std::min(best, time.count() / static_cast<double>(text.size()));
+    }
+    return best;
+}
+
+/// A message that takes the rule of its name to its worst, of about `size` bytes.
+struct Hostile {
+    char const * name;
+    std::string (*make)(std::size_t size);
+};
+
+std::string levels_with_one_prefix() {
+    std::string result;
+    std::string const prefix(60, 'b');
+    for (int i = 0; i < 100; ++i) {
+        std::string const name = prefix + std::to_string(i);
+        result += "Content-Type: multipart/mixed; boundary=" + name + "\n\n--" + name + "\n";
+    }
+    return result + "\n";
+}
+
+std::string encoded_messages(std::size_t size, int depth) {
+    std::string result;
+    for (int i = 0; i < depth; ++i) {
+        result += "Content-Type: message/rfc822\nContent-Transfer-Encoding: quoted-printable\n\n";
+    }
+    return result + "\n" + repeated("text of a line\n", size / 15);
+}
+
+Hostile const hostile[] = {
+    {"near delimiters of 100 levels",
+     [](std::size_t size) {
+         return levels_with_one_prefix() + repeated("--" + std::string(60, 'b') + "x\n", size / 64);
+     }},
+    {"lines --x",
+     [](std::size_t size) { return levels_with_one_prefix() + repeated("--x\n", size / 4); }},
+    {"stray lines, then a field",
+     [](std::size_t size) {
+         return repeated(repeated("stray line\n", 5900) + "A: b\n", size / 65'000);
+     }},
+    {"stray lines in every part",
+     [](std::size_t size) {
+         return mixed + repeated("--x\n" + repeated("stray line\n", 6100), size / 67'000);
+     }},
+    {"parts of stray lines",
+     [](std::size_t size) { return mixed + repeated("--x\nA: b\nc\n", size / 11); }},
+    {"delimiters behind delimiters",
+     [](std::size_t size) { return mixed + repeated("--x \n", size / 5); }},
+    {"encoded messages", [](std::size_t size) { return encoded_messages(size, 100); }},
+};
+
+TEST(Cost, IsLinearWhateverTheMessage) {
+    constexpr double most = 250; // ns a byte, and more than that in a debug build
+    for (Hostile const & of : hostile) {
+        for (std::size_t const size : {250'000U, 500'000U, 1'000'000U}) {
+            double const cost = cost_of(of.make(size));
+            EXPECT_LT(cost, most) << of.name << size;
+        }
+    }
+}
+
+TEST(Stack, HoldsEncodedMessagesWithinEachOther) {
+    on_small_stack([] { shape_of(encoded_messages(1000, 200), MimeINote::Reading_Extended); });
+}
+
+} // namespace
