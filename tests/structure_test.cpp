@@ -1,8 +1,8 @@
 // tests/structure_test.cpp - where parts begin and end, in both ways of reading, and what is told
 //
 // A message is shown in one line: `type{parts}` for what encloses others, `type[text]` for a leaf,
-// `<text>` for a preamble or an epilogue, and `!X!` for a defect, where it was told. `+N` behind a
-// type says how many encoded messages lie around it.
+// `<text>` for a preamble or an epilogue, and `!X!` for a defect of the structure, where it was
+// told. `+N` behind a type says how many encoded messages lie around it.
 #include "mime/note/incoming_note.hpp"
 
 #include "tests/support/chunked.hpp"
@@ -70,7 +70,7 @@ protected:
             "?",     "mark",     "stray",   "into body", "into part", "unfinished",
             "limit", "missing",  "unfound", "unclosed",  "blanks",    "mixed",
             "deep",  "too many", "encoded", "fragment",  "twice"};
-        if (shows_defects) shape_ += '!' + std::string(what < 17 ? names[what] : "body") + '!';
+        if (shows_defects && what < 17) shape_ += std::string("!") + names[what] + '!';
     }
     void RawField(MimeContext &, char const * field, unsigned long size, long long at) override {
         raw_fields += std::to_string(at) + ' ' + std::string(field, size);
