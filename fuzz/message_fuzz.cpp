@@ -1,5 +1,5 @@
-// fuzz/message_fuzz.cpp - a whole message, cut as the input says: one transcript however it is cut,
-// and another message reads the same behind it as in front of it
+// fuzz/message_fuzz.cpp - a whole message, cut as the input says: in each way of reading one
+// transcript however it is cut, and another message reads the same behind it as in front of it
 //
 // The first two bytes are the sizes of the first piece and of the others, the third chooses
 // settings; the rest is the message.
@@ -15,8 +15,10 @@ using namespace vellum::test;
 namespace {
 
 template <class Input>
-std::string transcript(Input & input, std::string_view message, unsigned settings) {
+std::string transcript(Input & input, std::string_view message, unsigned settings,
+                       MimeINote::Reading reading) {
     CheckedNote note(input, message);
+    note.SetReading(reading);
     note.takes_data = (settings & 1) == 0;
     note.takes_raw = (settings & 2) != 0;
     if ((settings & 4) == 0) note.SetNLS(new TestFactory, 0);
@@ -43,17 +45,19 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
     Chunking const chunking{std::size_t{data[0]} + 1, std::size_t{data[1]} + 1};
     unsigned const settings = data[2];
 
-    ExactCopy const copy(message);
-    iSimpleStream memory(copy.begin(), copy.end());
-    std::string const whole = transcript(memory, message, settings);
-    require(of_another_message() == other);
+    for (auto const reading : {MimeINote::Reading_Basic, MimeINote::Reading_Extended}) {
+        ExactCopy const copy(message);
+        iSimpleStream memory(copy.begin(), copy.end());
+        std::string const whole = transcript(memory, message, settings, reading);
+        require(of_another_message() == other);
 
-    ChunkedBuf buffer(message, chunking);
-    std::istream stream(&buffer);
-    require(transcript(stream, message, settings) == whole);
-    ChunkedSimpleStream simple(message, chunking);
-    require(transcript(simple, message, settings) == whole);
-    ChunkedLiteStream lite(message, chunking);
-    require(transcript(lite, message, settings) == whole);
+        ChunkedBuf buffer(message, chunking);
+        std::istream stream(&buffer);
+        require(transcript(stream, message, settings, reading) == whole);
+        ChunkedSimpleStream simple(message, chunking);
+        require(transcript(simple, message, settings, reading) == whole);
+        ChunkedLiteStream lite(message, chunking);
+        require(transcript(lite, message, settings, reading) == whole);
+    }
     return 0;
 }
