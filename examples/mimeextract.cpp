@@ -3,6 +3,7 @@
 // A file is named by its part's number, then "-" and a safe form of the name that the message gives
 // it; or by the number and the extension of its type, if it gives none. Text is written in UTF-8.
 // Nothing that a message says places a file elsewhere or overwrites one.
+#include "examples/support/arguments.hpp"
 #include "examples/support/input.hpp"
 #include "examples/support/media_type.hpp"
 #include "examples/support/new_file.hpp"
@@ -72,7 +73,7 @@ private:
 };
 
 /// False, with a line on standard error for each failure, if not everything could be written.
-bool extract(std::istream & in, fs::path const & directory) {
+bool extract(std::istream & in, fs::path const & directory, MimeINote::Reading reading) {
     std::error_code error;
     fs::create_directories(directory, error);
     if (error) {
@@ -80,27 +81,34 @@ bool extract(std::istream & in, fs::path const & directory) {
         return false;
     }
     Extractor note(in, directory);
+    note.SetReading(reading);
     note.Receive();
     return note.is_good();
 }
 
 constexpr char const * usage =
-    "usage: mimeextract FILE DIR\n"
+    "usage: mimeextract [--basic] FILE DIR\n"
     "\n"
     "Writes the decoded body of each part of the message in FILE to a new file in DIR, which is\n"
-    "made if there is none, text in UTF-8. For \"-\" it reads standard input.\n";
+    "made if there is none, text in UTF-8. For \"-\" it reads standard input.\n"
+    "\n"
+    "  --basic  read mail by the letter, and not as other readers do\n";
 
 } // namespace
 
 int main(int argc, char ** argv) {
     std::ios::sync_with_stdio(false);
     NLS::PlatformCodePage = examples::utf8_code_page; // file names are UTF-8, whatever the locale
-    if (argc != 3) {
+    examples::Arguments const arguments(argc, argv);
+    if (arguments.names.size() != 2) {
         std::cerr << usage;
         return 2;
     }
+    std::string const & file = arguments.names[0];
+    std::string const & directory = arguments.names[1];
     bool is_written = false;
-    bool const is_read = examples::read_input(
-        "mimeextract", argv[1], [&](std::istream & in) { is_written = extract(in, argv[2]); });
+    bool const is_read = examples::read_input("mimeextract", file, [&](std::istream & in) {
+        is_written = extract(in, directory, arguments.reading);
+    });
     return examples::finish_output("mimeextract") && is_read && is_written ? 0 : 1;
 }

@@ -7,6 +7,7 @@
 // message without a Date or a Message-Id gets one. A text keeps its transfer encoding where it may:
 // within a part, text of eight bits becomes quoted-printable and binary text base64. Every
 // other body becomes base64. A fragment of a message is copied.
+#include "examples/support/arguments.hpp"
 #include "examples/support/input.hpp"
 #include "examples/support/output.hpp"
 #include "examples/support/text_factory.hpp"
@@ -34,20 +35,26 @@ bool copy(std::istream & in) {
 
 } // namespace
 
-int main(int count, char ** arguments) {
-    if (count != 2) {
+int main(int count, char ** words) {
+    examples::Arguments const arguments(count, words);
+    if (arguments.names.size() != 1) {
         std::cerr
-            << "usage: mimegateway IN\n"
+            << "usage: mimegateway [--basic] IN\n"
                "\n"
                "Reads the message IN, or standard input for \"-\", and writes it on standard\n"
-               "output as this engine writes it.\n";
+               "output as this engine writes it.\n"
+               "\n"
+               "  --basic  read mail by the letter, and not as other readers do\n";
         return 2;
     }
     examples::survive_closed_pipe();
     NLS::PlatformCodePage = examples::utf8_code_page;
     bool is_written = false;
-    bool const is_read = examples::read_input("mimegateway", arguments[1], [&](std::istream & in) {
-        auto const message = examples::TreeReader(in).Read();
+    auto const & file = arguments.names[0];
+    bool const is_read = examples::read_input("mimegateway", file, [&](std::istream & in) {
+        examples::TreeReader reader(in);
+        reader.SetReading(arguments.reading);
+        auto const message = reader.Read();
         is_written =
             is_fragment(*message) ? copy(in) : examples::TreeWriter(*message, std::cout).Write();
     });

@@ -8,6 +8,7 @@
 #include "examples/support/json_view.hpp"
 #include "examples/support/output.hpp"
 #include "examples/support/part_note.hpp"
+#include "examples/support/told_defect.hpp"
 #include "examples/support/utf8.hpp"
 
 #include <mime/vellum.hpp>
@@ -19,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -26,8 +28,10 @@ namespace {
 using examples::one_line;
 
 constexpr std::size_t longest_text = 200;
+constexpr std::size_t longest_name = 4096; ///< Of a file.
 
-/// The addresses of a message's field as text, as many of them as one line should hold.
+/// The addresses of a message's field as text, as many of them as one line should hold, with the
+/// names of their groups.
 class AddressLine {
 public:
     /// `address` is null where none could be read.
@@ -39,8 +43,19 @@ public:
         }
     }
 
+    /// `name` is null behind the group's last member.
+    void AddGroup(char const * name) {
+        if (count_ > most_shown) return;
+        if (name == nullptr) {
+            text_ += ';';
+        } else {
+            Separate();
+            (text_ += one_line(name, longest_text)) += ':';
+        }
+    }
+
     std::string Text() const {
-        if (count_ == 0) return unread_;
+        if (text_.empty()) return unread_;
         if (count_ <= most_shown) return text_;
         return text_ + " and " + std::to_string(count_ - most_shown) + " more";
     }
@@ -49,13 +64,18 @@ private:
     static constexpr int most_shown = 3;
 
     void Append(char const * phrase, char const * address) {
-        if (!text_.empty()) text_ += ", ";
+        Separate();
         if (phrase == nullptr) {
             text_ += address;
         } else {
             ((text_ += one_line(phrase, longest_text)) += " <") += address;
             text_ += '>';
         }
+    }
+
+    /// Behind the ":" of a group a blank is enough.
+    void Separate() {
+        if (!text_.empty()) text_ += text_.back() == ':' ? " " : ", ";
     }
 
     int count_ = 0;
@@ -68,6 +88,17 @@ private:
 class TreeView : public examples::PartNote {
 public:
     TreeView(std::istream & in, std::ostream & out) : PartNote(in, Bodies::translated), out_(out) {}
+
+    /// After Receive.
+    void PrintDefects() const {
+        for (examples::ToldDefect const & defect : defects_) {
+            out_ << "      part " << defect.part_number << " at " << defect.offset << ": "
+                 << MimeDefectText(defect.what) << '\n';
+        }
+        if (defect_count_ > defects_.size()) {
+            out_ << "      and " << defect_count_ - defects_.size() << " defects more\n";
+        }
+    }
 
 protected:
     void BeginPart(MimeContext & context) override {
@@ -90,6 +121,15 @@ protected:
     void Set_Date(char const * field, char const * body, tm const &) override {
         if (field == RFC822::Date) envelope_.date = body;
     }
+    void Set_DateTime(char const * field, char const * body, MimeDateTime const * when) override {
+        if (field != RFC822::Date) return;
+        envelope_.date = when != nullptr ? DateText(*when) : body;
+    }
+    void SetGroup(char const * field, char const * name) override {
+        if (field == RFC822::From) envelope_.from.AddGroup(name);
+        if (field == RFC822::To) envelope_.to.AddGroup(name);
+        if (field == RFC822::cc) envelope_.cc.AddGroup(name);
+    }
 
     void EndHeader(MimeContext & context) override {
         bool const is_message = context.multipart_depth == 0;
@@ -106,6 +146,23 @@ protected:
     }
     void EndLeaf(MimeContext & context) override {
         PrintPart(context.part_number, counter_.count());
+    }
+
+    // A preamble comes in front of BeginBody, which prints the line of its multipart.
+    void BeginPreamble(MimeContext &, std::ostream ** text) override {
+        counter_.reset();
+        *text = &counter_.stream();
+    }
+    void EndPreamble(MimeContext &) override { preamble_size_ = counter_.count(); }
+    void BeginEpilogue(MimeContext & context, std::ostream ** text) override {
+        BeginPreamble(context, text);
+    }
+    void EndEpilogue(MimeContext &) override { PrintText("epilogue", counter_.count()); }
+
+    void Defect(MimeContext const & context, MimeDefect what, long long offset) override {
+        if (++defect_count_ <= most_defects) {
+            defects_.push_back({context.part_number, what, offset});
+        }
     }
 
     void EndPart(MimeContext & context) override {
@@ -148,6 +205,19 @@ private:
             out_ << TypeText();
         }
         out_ << DetailText() << '\n';
+        if (preamble_size_) PrintText("preamble", *std::exchange(preamble_size_, {}));
+    }
+
+    /// What a multipart has beside its parts.
+    void PrintText(char const * name, long long size) {
+        out_ << "        " << Indent() << name << ", " << size << " bytes\n";
+    }
+
+    /// In the zone of the text.
+    static std::string DateText(MimeDateTime when) {
+        TimeString text;
+        when.WriteRFC822(text, 1);
+        return text;
     }
 
     std::string TypeText() const {
@@ -172,18 +242,27 @@ private:
     int level_ = -1;
     Envelope envelope_;
     examples::ByteCounter counter_;
+    std::optional<long long> preamble_size_; ///< Of the multipart whose line comes next.
+
+    static constexpr std::size_t most_defects = 1000;
+    std::vector<examples::ToldDefect> defects_;
+    std::size_t defect_count_ = 0;
 };
 
 // The command ----------------------------------------------------------------------
 
 constexpr char const * usage =
-    "usage: mimetree [--json | --events] [--headers-only] [--raw]\n"
+    "usage: mimetree [--json | --events] [--basic] [--defects] [--headers-only] [--raw]\n"
     "                [--partial-dir DIR] [FILE...]\n"
     "\n"
     "Shows what each message is made of. Without a FILE, or for \"-\", it reads standard input.\n"
     "\n"
     "  --json          one line of JSON for each message\n"
     "  --events        one line for each call that the engine makes, and the text of the bodies\n"
+    "  --basic         read mail by the letter, and not as other readers do\n"
+    "  --defects       tell what was passed over, repaired, cut off or guessed, and where: the "
+    "number\n"
+    "                  of the part, and the offset in the message (--events always tells)\n"
     "  --headers-only  stop behind the header of the message\n"
     "  --raw           leave the bodies encoded (with the blank line in front of each)\n"
     "  --partial-dir DIR  store fragments of messages there, and show a message when its last one\n"
@@ -195,6 +274,8 @@ enum class View { tree, json, events };
 
 struct Options {
     View view = View::tree;
+    MimeINote::Reading reading = MimeINote::Reading_Extended;
+    bool defects = false;
     bool headers_only = false;
     bool raw = false;
     std::string partial_dir; ///< With a slash at its end; empty for none.
@@ -215,6 +296,10 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
             options.view = View::json;
         } else if (argument == "--events") {
             options.view = View::events;
+        } else if (argument == "--basic") {
+            options.reading = MimeINote::Reading_Basic;
+        } else if (argument == "--defects") {
+            options.defects = true;
         } else if (argument == "--headers-only") {
             options.headers_only = true;
         } else if (argument == "--raw") {
@@ -234,6 +319,7 @@ std::optional<Options> parse(std::vector<std::string> const & arguments) {
 /// fragment is returned; else null.
 template <typename View, typename Print>
 char const * show(View & view, Options const & options, Print print) {
+    view.SetReading(options.reading);
     if (options.headers_only) view.SetHeadersOnly(1);
     if (options.raw) view.DeliverRaw();
     if (!options.partial_dir.empty()) view.SetPartialDir(options.partial_dir.c_str());
@@ -252,6 +338,7 @@ char const * show(std::istream & in, std::string const & file, Options const & o
     switch (options.view) {
     case View::json: {
         examples::JsonView view(in);
+        if (options.defects) view.ShowDefects();
         return show(view, options, [&](Result result) { view.Print(std::cout, file, result); });
     }
     case View::events: {
@@ -261,7 +348,8 @@ char const * show(std::istream & in, std::string const & file, Options const & o
     case View::tree: break;
     }
     TreeView view(in, std::cout);
-    return show(view, options, [](Result result) {
+    return show(view, options, [&](Result result) {
+        if (options.defects) view.PrintDefects();
         if (result != MimeINote::Receive_Fragment_Stored) return;
         std::cout << "      one fragment of a message, stored until the others come\n";
     });
@@ -272,7 +360,7 @@ bool show_file(std::string const & file, Options const & options) {
     bool const has_title = options.view != View::json && options.files.size() > 1;
     char const * failure = nullptr;
     bool const is_read = examples::read_input("mimetree", file, [&](std::istream & in) {
-        if (has_title) std::cout << file << '\n';
+        if (has_title) std::cout << one_line(file, longest_name) << '\n';
         failure = show(in, file, options);
         if (has_title) std::cout << '\n';
     });

@@ -153,10 +153,15 @@ class Json(unittest.TestCase):
 
 
 class Events(unittest.TestCase):
+    # Calls that stand beside parts and fields, which the transcripts leave out, and the text of theirs.
+    BESIDE = ("RawField ", "Defect ", "BeginPreamble ", "EndPreamble ", "BeginEpilogue ", "EndEpilogue ",
+              "text ")
+
     def test_every_call_in_its_order(self):
         for case in ("digest", "multipart-smallest"):
-            self.assertEqual(run("mimetree", "--events", f"cases/{case}.eml").stdout.decode(),
-                             text_of(f"cases/{case}.txt"))
+            events = run("mimetree", "--events", "--basic", f"cases/{case}.eml").stdout.decode()
+            lines = [line for line in events.splitlines(True) if not line.startswith(self.BESIDE)]
+            self.assertEqual("".join(lines), text_of(f"cases/{case}.txt"))
 
     def test_bodies_are_cut_by_their_lines(self):
         def body(text, *options):

@@ -52,22 +52,35 @@ std::size_t count_of(std::string const & transcript, std::string const & word) {
 
 // Cases ----------------------------------------------------------------------------
 
-/// Each message cases/NAME.eml gives the calls of cases/NAME.txt, however it is cut.
+/// Each message cases/NAME.eml makes the calls of cases/NAME.txt, read in the basic way, and those
+/// of cases/NAME.extended.txt, where there is that file, read in the extended one: however it is
+/// cut. Of what stands beside parts and fields only transcripts of the extended way have lines.
 TEST(Cases, GiveTheirTranscripts) {
     std::size_t count = 0;
-    for (auto const & entry : std::filesystem::directory_iterator("cases")) {
-        std::filesystem::path path = entry.path();
-        if (path.extension() != ".eml") continue;
+    auto const expect = [&count](std::string const & message, std::filesystem::path const & path,
+                                 MimeINote::Reading reading) {
+        if (!exists(path)) return;
         ++count;
-        std::string const message = content_of(path);
-        std::string const expected = content_of(path.replace_extension(".txt"));
+        std::string const expected = content_of(path);
         bool is_equal = true;
         for_each_input(message, [&](auto & input, std::string const & how) {
             if (!is_equal) return; // one report a case
-            std::string const actual = Transcript(input).run();
+            Transcript note(input);
+            note.SetReading(reading);
+            note.prints_defects = note.prints_preambles = reading == MimeINote::Reading_Extended;
+            std::string const actual = note.run();
             is_equal = actual == expected;
             EXPECT_EQ(actual, expected) << path << ", " << how;
         });
+    };
+    for (auto const & entry : std::filesystem::directory_iterator("cases")) {
+        std::filesystem::path path = entry.path();
+        if (path.extension() != ".eml") continue;
+        std::size_t const before = count;
+        std::string const message = content_of(path);
+        expect(message, path.replace_extension(".txt"), MimeINote::Reading_Basic);
+        expect(message, path.replace_extension(".extended.txt"), MimeINote::Reading_Extended);
+        EXPECT_GT(count, before) << path << " has no transcript";
     }
     EXPECT_GT(count, 20U);
 }

@@ -8,9 +8,16 @@
 // A field's call has the arguments of the operation in their order. Of a context's offsets only
 // those that have been reached are written: `part 0..64` when both are, `part 0..` when the end is
 // not; `?` stands where the narrow and the exact field of one place differ. Text that is no
-// printable ASCII is written as \r, \n, \t or \xNN.
+// printable ASCII is written as \r, \n, \t or \xNN. What stands beside parts and fields is written
+// only on demand:
+//
+//     RawField 2 117 "Content-Type: text/plain\r\n"
+//     Defect 2 117 "a second Content-Type"
+//
+// with the part's number and the offset in front.
 #pragma once
 
+#include "examples/support/iso_date.hpp"
 #include "mime/vellum.hpp"
 
 #include <algorithm>
@@ -64,6 +71,9 @@ public:
 
     /// Text longer than this is written as its start, its length and a hash of it.
     std::size_t longest_text = 4000;
+    bool prints_raw_fields = false;
+    bool prints_defects = false;
+    bool prints_preambles = false; ///< And epilogues.
 
 protected:
     /// Without a '\n'.
@@ -73,6 +83,10 @@ protected:
     virtual void OpenBody(std::ostream ** data, std::ostream ** raw) = 0;
     /// The latest body that is open has all of its text.
     virtual void CloseBody() = 0;
+    /// The stream of a preamble or an epilogue, behind the line of its beginning.
+    virtual void OpenText(std::ostream ** text) = 0;
+    /// It has all of its text.
+    virtual void CloseText() = 0;
     virtual std::string DateText(tm const & utc) const {
         char text[64];
         return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S weekday %w", &utc)};
@@ -169,7 +183,46 @@ protected:
     }
     void Set_URL(char const * url) override { Put({"Set_URL", quoted(url)}); }
 
+    void SetGroup(char const * field, char const * name) override {
+        Put({"SetGroup", quoted(field), quoted(name)});
+    }
+    void Set_DateTime(char const * field, char const * body, MimeDateTime const * when) override {
+        Put({"Set_DateTime", quoted(field), quoted(body), when ? iso_date(*when) : "null"});
+    }
+    void RawField(MimeContext & context, char const * field, unsigned long size,
+                  long long offset) override {
+        if (!prints_raw_fields) return;
+        Put({"RawField", Offset(context, offset), LongText({field, size})});
+    }
+    void Defect(MimeContext const & context, MimeDefect what, long long offset) override {
+        if (!prints_defects) return;
+        Put({"Defect", Offset(context, offset), quoted(MimeDefectText(what))});
+    }
+    void BeginPreamble(MimeContext & context, std::ostream ** text) override {
+        BeginText("BeginPreamble", context, text);
+    }
+    void EndPreamble(MimeContext & context) override { EndText("EndPreamble", context); }
+    void BeginEpilogue(MimeContext & context, std::ostream ** text) override {
+        BeginText("BeginEpilogue", context, text);
+    }
+    void EndEpilogue(MimeContext & context) override { EndText("EndEpilogue", context); }
+
 private:
+    void BeginText(char const * call, MimeContext const & context, std::ostream ** text) {
+        if (!prints_preambles) return;
+        Put({call, Place(context)});
+        OpenText(text);
+    }
+    void EndText(char const * call, MimeContext const & context) {
+        if (!prints_preambles) return;
+        CloseText();
+        Put({call, Place(context)});
+    }
+
+    static std::string Offset(MimeContext const & context, long long offset) {
+        return std::to_string(context.part_number) + ' ' + std::to_string(offset);
+    }
+
     std::string Start(std::string_view text) const {
         return quoted(text.substr(0, std::min<std::size_t>(longest_text, 40))) + "...";
     }

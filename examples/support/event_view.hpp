@@ -40,12 +40,15 @@ private:
     Buffer buffer_;
 };
 
-/// Prints each call as it comes. Text comes in UTF-8.
+/// Prints each call as it comes. Text comes in UTF-8. It reads in the extended way unless
+/// SetReading says otherwise.
 class EventView : public EventPrinter {
 public:
     EventView(std::istream & in, std::ostream & out) : EventPrinter(in), out_(out) {
         SetNLS(new NLS_qxStr_Factory, 1);
         SetPartialDir(no_directory);
+        SetReading(Reading_Extended);
+        prints_raw_fields = prints_defects = prints_preambles = true;
     }
 
     /// Bodies are delivered as they stand in the message, with the blank line in front of them.
@@ -67,10 +70,13 @@ private:
         data_.Finish();
         raw_.Finish();
     }
+    void OpenText(std::ostream ** text) override { *text = &text_; }
+    void CloseText() override { text_.Finish(); }
 
     std::ostream & out_;
     QuotedLines data_{out_, "data"};
     QuotedLines raw_{out_, "raw"};
+    QuotedLines text_{out_, "text"};
     TopPart top_;
     bool is_raw_ = false;
 };

@@ -1,6 +1,7 @@
 // examples/support/json_view.cpp - a message as one line of JSON
 #include "examples/support/json_view.hpp"
 
+#include "examples/support/iso_date.hpp"
 #include "examples/support/json.hpp"
 
 #include <utility>
@@ -33,6 +34,27 @@ void JsonView::EndLeaf(MimeContext & context) { RecordOf(context).decoded_size =
 
 void JsonView::EndPart(MimeContext & context) { RecordOf(context).place = context.exact; }
 
+void JsonView::BeginPreamble(MimeContext &, std::ostream ** text) {
+    counter_.reset();
+    *text = &counter_.stream();
+}
+
+void JsonView::EndPreamble(MimeContext & context) {
+    RecordOf(context).preamble_size = counter_.count();
+}
+
+void JsonView::BeginEpilogue(MimeContext & context, std::ostream ** text) {
+    BeginPreamble(context, text);
+}
+
+void JsonView::EndEpilogue(MimeContext & context) {
+    RecordOf(context).epilogue_size = counter_.count();
+}
+
+void JsonView::Defect(MimeContext const & context, MimeDefect what, long long offset) {
+    if (shows_defects_) defects_.push_back({context.part_number, what, offset});
+}
+
 // Fields ---------------------------------------------------------------------------
 
 void JsonView::AddField(char const * name, std::string value) {
@@ -42,7 +64,7 @@ void JsonView::AddField(char const * name, std::string value) {
 /// For the fields that SetProperty got as they arrived.
 void JsonView::DecodeLastField() {
     std::string & value = records_.back().fields.back().value;
-    value = decoded_field_text(value);
+    value = decoded_field_text(value, reading());
 }
 
 /// Every field comes here once: on its own, by the default of its Set_ operation, or in front of
@@ -84,15 +106,20 @@ void JsonView::Set_Disposition_notification_to(char const * body, char const * p
     }
 }
 
+void JsonView::Set_DateTime(char const * field, char const * body, MimeDateTime const * when) {
+    if (field == RFC822::Date && when != nullptr) records_.back().date = iso_date(*when);
+    PartNote::Set_DateTime(field, body, when);
+}
+
 void JsonView::Set_Keywords(char const * text) {
-    AddField(RFC822::Keywords, decoded_field_text(text));
+    AddField(RFC822::Keywords, decoded_field_text(text, reading()));
 }
 
 // Output ---------------------------------------------------------------------------
 
-class JsonView::RecordPrinter {
+class JsonView::Printer {
 public:
-    explicit RecordPrinter(JsonWriter & json) : json_(json) {}
+    explicit Printer(JsonWriter & json) : json_(json) {}
 
     void Print(Record const & record) {
         json_.begin_object();
@@ -102,8 +129,19 @@ public:
         Number("atomic_count", record.atomic_count);
         PrintInfo(record.info);
         PrintPlace(record.place);
+        Text("date", record.date ? record.date->c_str() : nullptr);
         Position("decoded_size", record.decoded_size);
+        Position("preamble_size", record.preamble_size);
+        Position("epilogue_size", record.epilogue_size);
         PrintFields(record.fields);
+        json_.end_object();
+    }
+
+    void Print(ToldDefect const & defect) {
+        json_.begin_object();
+        Number("part_number", defect.part_number);
+        Number("offset", defect.offset);
+        Text("text", MimeDefectText(defect.what));
         json_.end_object();
     }
 
@@ -174,10 +212,17 @@ void JsonView::Print(std::ostream & out, std::string_view file, ReceiveResult re
     json.value(std::string_view(name_of(result)));
     json.key("parts");
     json.begin_list();
-    RecordPrinter printer(json);
+    Printer printer(json);
     for (Record const & record : records_)
         printer.Print(record);
     json.end_list();
+    if (shows_defects_) {
+        json.key("defects");
+        json.begin_list();
+        for (ToldDefect const & defect : defects_)
+            printer.Print(defect);
+        json.end_list();
+    }
     json.end_object();
     json.end_line();
 }

@@ -3,8 +3,10 @@
 
 #include "examples/support/byte_counter.hpp"
 #include "examples/support/part_note.hpp"
+#include "examples/support/told_defect.hpp"
 
 #include <deque>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -18,11 +20,15 @@ namespace examples {
 /// and with its encoded words decoded; but a Message-Id comes without its angle brackets,
 /// Importance and its like as their first word, and Content-Transfer-Encoding as the encoding that
 /// counts, as the note reports these. `decoded_size` is in the character set of the message, and
-/// null for a part that has others in it. Positions that were not reached are null.
+/// null for a part that has others in it. Positions that were not reached are null. `date` is
+/// that of the Date field with its zone; null without a date that can be read, and in basic
+/// reading.
 class JsonView : public PartNote {
 public:
     explicit JsonView(std::istream & in) : PartNote(in, Bodies::translated) {}
 
+    /// Prints the list `defects` too.
+    void ShowDefects() { shows_defects_ = true; }
     /// After Receive.
     void Print(std::ostream & out, std::string_view file, ReceiveResult result) const;
 
@@ -45,6 +51,13 @@ protected:
     void Set_Content_Disposition(char const * body, char const * disposition,
                                  char const * filename) override;
     void Set_URL(char const *) override {} // no field of the header
+    void Set_DateTime(char const * field, char const * body, MimeDateTime const * when) override;
+
+    void BeginPreamble(MimeContext & context, std::ostream ** text) override;
+    void EndPreamble(MimeContext & context) override;
+    void BeginEpilogue(MimeContext & context, std::ostream ** text) override;
+    void EndEpilogue(MimeContext & context) override;
+    void Defect(MimeContext const & context, MimeDefect what, long long offset) override;
 
 private:
     struct Field {
@@ -58,16 +71,21 @@ private:
         int atomic_count = 0;
         PartInfo info;
         MimeContext::Exact place{};
+        std::optional<std::string> date;
         long long decoded_size = -1;
+        long long preamble_size = -1;
+        long long epilogue_size = -1;
         std::vector<Field> fields;
     };
-    class RecordPrinter;
+    class Printer;
 
     Record & RecordOf(MimeContext const & context);
     void AddField(char const * name, std::string value);
     void DecodeLastField();
 
     std::deque<Record> records_;
+    std::vector<ToldDefect> defects_;
+    bool shows_defects_ = false;
     std::string notified_; ///< The addresses of Disposition-notification-to.
     ByteCounter counter_;
 };

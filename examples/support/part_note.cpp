@@ -9,6 +9,7 @@ PartNote::PartNote(std::istream & in, Bodies bodies)
     : MimeINote(in), bodies_(bodies), factory_(new TextFactory) {
     SetNLS(factory_, 1);
     SetPartialDir(no_directory);
+    SetReading(Reading_Extended);
 }
 
 void PartNote::BeginPart(MimeContext & context) {
@@ -37,8 +38,9 @@ void PartNote::SetFileName(char const * field, char const * name) {
     part_.file_name = name;
 }
 
-void PartNote::SetParameter(char const *, char const * attribute, char const * value) {
-    if (attribute == RFC1521::charset) charset_ = value;
+void PartNote::SetParameter(char const * field, char const * attribute, char const * value) {
+    bool const is_charset = field == RFC1521::Content_Type && attribute == RFC1521::charset;
+    if (is_charset) charset_ = value;
 }
 
 void PartNote::Set_Content_Type(char const *, char const * type, char const * subtype) {

@@ -39,7 +39,8 @@ struct TopPart {
 };
 
 /// Gathers what the header of the latest part says, and tells leaves from parts that enclose
-/// others. A class that overrides one of its operations calls it first.
+/// others. A class that overrides one of its operations calls it first. It reads in the extended
+/// way unless SetReading says otherwise.
 ///
 /// Text comes in UTF-8: header fields, and bodies too unless they are wanted as they were sent. A
 /// fragment of a message is delivered like any other part, unless a directory for fragments is set.
@@ -49,6 +50,8 @@ public:
 
     PartNote(std::istream & in, Bodies bodies);
 
+    /// In place of the note's own operation, which it calls.
+    int SetReading(Reading reading) { return MimeINote::SetReading(reading_ = reading); }
     /// Bodies are delivered as they stand in the message, with the blank line in front of them.
     void DeliverRaw() { is_raw_ = true; }
     TopPart const & top() const { return top_; }
@@ -62,6 +65,7 @@ protected:
     /// The part that began last; complete from EndHeader on. Between BeginLeaf and EndLeaf that is
     /// the leaf.
     PartInfo const & Part() const { return part_; }
+    Reading reading() const { return reading_; }
 
     void BeginPart(MimeContext & context) override;
     void BeginBody(MimeContext & context, std::ostream ** data, std::ostream ** raw) override;
@@ -75,6 +79,7 @@ protected:
 
 private:
     Bodies const bodies_;
+    Reading reading_ = Reading_Basic;
     TextFactory * const factory_; // owned by the note
     TopPart top_;
     PartInfo part_;

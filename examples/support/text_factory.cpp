@@ -48,11 +48,12 @@ NLS_Translator * TextFactory::New(char const * charSetName, int codePage) {
     return translator->is_OK() ? translator.release() : nullptr;
 }
 
-std::string decoded_field_text(std::string const & text) {
+std::string decoded_field_text(std::string const & text, MimeINote::Reading reading) {
     if (text.find("=?") == std::string::npos) return text;
     std::string header = "Text:" + text + "\n";
     iSimpleStream in(header.data(), header.data() + header.size());
     FieldTextNote note(in);
+    note.SetReading(reading);
     note.Receive();
     return note.text;
 }

@@ -21,6 +21,6 @@ public:
 
 /// The text of a field with its encoded words decoded, for the fields that a note gets as they
 /// arrived.
-std::string decoded_field_text(std::string const & text);
+std::string decoded_field_text(std::string const & text, MimeINote::Reading reading);
 
 } // namespace examples

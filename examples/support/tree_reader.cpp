@@ -148,6 +148,11 @@ void TreeReader::Set_Date(char const * field, char const * body, tm const &) {
     if (field == RFC822::Date) open_.back()->date = MimeDateTime(body);
 }
 
+/// A date that can't be read becomes the present, as the basic way of reading has it.
+void TreeReader::Set_DateTime(char const * field, char const *, MimeDateTime const * when) {
+    if (field == RFC822::Date && when != nullptr) open_.back()->date = *when;
+}
+
 void TreeReader::Set_Message_Id(char const * field, char const * id) {
     if (field == RFC822::Message_Id) open_.back()->message_id = id;
 }

@@ -38,6 +38,7 @@ protected:
     void Set_Disposition_notification_to(char const * body, char const * phrase,
                                          char const * address) override;
     void Set_Date(char const * field, char const * body, tm const & utc) override;
+    void Set_DateTime(char const * field, char const * body, MimeDateTime const * when) override;
     void Set_Message_Id(char const * field, char const * id) override;
     void Set_Return_Path(char const * text) override;
     void SetProperty(char const * name, MimeString const & value) override;

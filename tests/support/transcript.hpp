@@ -1,7 +1,8 @@
 // tests/support/transcript.hpp - keeps the lines of every call; see
 // examples/support/event_printer.hpp
 //
-// What a body's streams got is one line in front of EndBody: data "text\r\n"
+// What a body's streams got is one line in front of EndBody: data "text\r\n"; and so is what the
+// stream of a preamble or an epilogue got: text "text\r\n"
 #pragma once
 
 #include "examples/support/event_printer.hpp"
@@ -67,6 +68,11 @@ private:
         if (std::string const data = body->data.str(); !data.empty()) Put({"data", LongText(data)});
         if (std::string const raw = body->raw.str(); !raw.empty()) Put({"raw", LongText(raw)});
     }
+    void OpenText(std::ostream ** text) override {
+        text_.str("");
+        *text = &text_;
+    }
+    void CloseText() override { Put({"text", LongText(text_.str())}); }
     /// `now` stands for a date that can't be read.
     std::string DateText(tm const & utc) const override {
         tm copy = utc;
@@ -76,6 +82,7 @@ private:
 
     std::vector<std::string> lines_;
     std::vector<std::unique_ptr<Body>> bodies_;
+    std::ostringstream text_; ///< Of the preamble or the epilogue that has begun last.
 };
 
 /// The transcript of a message, read from memory of exactly its size. `set_up` is called with the
