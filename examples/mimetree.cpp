@@ -110,12 +110,12 @@ protected:
     // The fields of a message come between BeginHeader and EndHeader.
     void Set_From(char const * field, char const * body, char const * phrase,
                   char const * address) override {
-        if (field == RFC822::From) envelope_.from.Add(body, phrase, address);
+        if (field == RFC822::From) Add(envelope_.from, body, phrase, address);
     }
     void Set_To(char const * field, char const * body, char const * phrase,
                 char const * address) override {
-        if (field == RFC822::To) envelope_.to.Add(body, phrase, address);
-        if (field == RFC822::cc) envelope_.cc.Add(body, phrase, address);
+        if (field == RFC822::To) Add(envelope_.to, body, phrase, address);
+        if (field == RFC822::cc) Add(envelope_.cc, body, phrase, address);
     }
     void Set_Subject(char const * text) override { envelope_.subject = text; }
     void Set_Date(char const * field, char const * body, tm const &) override {
@@ -179,6 +179,13 @@ private:
         std::string date;
         std::string subject;
     };
+
+    /// In extended reading an element without an address is told by its own text.
+    void Add(AddressLine & line, char const * body, char const * phrase,
+             char const * address) const {
+        bool const is_element = reading() == Reading_Extended && address == nullptr;
+        line.Add(body, phrase, is_element ? body : address);
+    }
 
     std::string Indent() const { return std::string(static_cast<std::size_t>(2 * level_), ' '); }
 

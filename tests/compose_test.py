@@ -186,6 +186,7 @@ class Gateway(WithDirectory):
            'from', 'to', 'cc', 'sender', 'reply-to', 'message-id', 'received', 'content-description'}
 
     OTHER_SHAPE = {
+        'no-boundary',  # a multipart that is data is written as data
         'second-type-is-multipart',  # the type at BeginPart and the one that its body follows differ
         'digest', 'message-in-message',  # a message of no byte at all becomes one with an empty text
     }

@@ -173,6 +173,64 @@ class Events(unittest.TestCase):
         self.assertEqual(body(b"x" * 65), ['"' + "x" * 64 + '"', '"x"'])
 
 
+class Reading(unittest.TestCase):
+    MESSAGE = (b"From: A <a@b>\nTo: team: x@y, \"Z\" <z@y>;, q@r\nDate: 29-Apr-2010 12:30 +02:00\n"
+               b"Content-Type: multipart/mixed; boundary=x\n\npre\n--x \n\none\n--x--\nepi")
+    BASIC = """\
+      From     A <a@b>
+      To       x@y, Z <z@y>, q@r
+      Date     29-Apr-2010 12:30 +02:00
+   1  multipart/mixed
+        preamble, 13 bytes
+        epilogue, 3 bytes
+"""
+    EXTENDED = """\
+      From     A <a@b>
+      To       team: x@y, Z <z@y>;, q@r
+      Date     Thu, 29 Apr 2010 12:30:00 +0200
+   1  multipart/mixed
+        preamble, 3 bytes
+   2    text/plain                                 3 bytes
+        epilogue, 3 bytes
+"""
+
+    def test_the_tree_of_both_ways(self):
+        for options, expected in [((), self.EXTENDED), (("--basic",), self.BASIC)]:
+            with self.subTest(options):
+                self.assertEqual(tree(self.MESSAGE, *options), expected)
+        self.assertEqual(tree(self.MESSAGE, "--defects"),
+                         self.EXTENDED + "      part 1 at 123: blanks behind a delimiter\n")
+
+    def test_json_of_both_ways(self):
+        keys = ("date", "preamble_size", "epilogue_size")
+        extended = as_json(self.MESSAGE, "--defects")
+        self.assertEqual([[part[key] for key in keys] for part in extended["parts"]],
+                         [["2010-04-29T12:30:00+02:00", 3, 3], [None] * 3])
+        self.assertEqual(extended["defects"],
+                         [{"part_number": 1, "offset": 123, "text": "blanks behind a delimiter"}])
+        basic = as_json(self.MESSAGE, "--basic")
+        self.assertEqual([[part[key] for key in keys] for part in basic["parts"]], [[None, 13, 3]])
+        self.assertNotIn("defects", basic)
+        halves = b"From: =?utf-8?q?=C3?= =?utf-8?q?=A9?= <a@b>\n\n"
+        for options, name in [((), "é"), (("--basic",), "\ufffd\ufffd")]:
+            self.assertEqual(as_json(halves, *options)["parts"][0]["fields"], [["From", name + " <a@b>"]])
+
+    def test_every_program_reads_both_ways(self):
+        with tempfile.TemporaryDirectory() as directory:
+            for options, files in [((), ["2.txt"]), (("--basic",), [])]:
+                target = os.path.join(directory, str(len(options)))
+                self.assertEqual(run("mimeextract", *options, "-", target, stdin=self.MESSAGE).returncode, 0)
+                self.assertEqual(os.listdir(target), files)
+                written = run("mimegateway", *options, "-", stdin=self.MESSAGE).stdout
+                self.assertEqual(b"\none\r\n" in written, files != [])
+
+    def test_each_rule_is_explained(self):
+        rules = re.findall(r"^ +bool (\w+);", text_of("../mime/header/reading_rules.hpp"), re.M)
+        self.assertIn("delimiter_blanks", rules)
+        section = text_of("../docs/TOLERANCES.md").split("## Two ways of reading\n")[1].split("\n## ")[0]
+        self.assertEqual(re.findall(r"^\| `(\w+)` \|", section, re.M), rules)
+
+
 class Tree(unittest.TestCase):
     def test_shows_each_message_and_part(self):
         self.assertEqual(run("mimetree", "../examples/mail/4-nested.eml").stdout.decode(),

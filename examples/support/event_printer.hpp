@@ -12,7 +12,7 @@
 // only on demand:
 //
 //     RawField 2 117 "Content-Type: text/plain\r\n"
-//     Defect 2 117 "a second Content-Type"
+//     Defect 2 117 "more than one content type"
 //
 // with the part's number and the offset in front.
 #pragma once

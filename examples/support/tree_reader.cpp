@@ -75,8 +75,8 @@ void TreeReader::EndLeaf(MimeContext &) {
     part.open = [spool = spool_, begin = body_start_, end = spool_->size()] {
         return Spool::Open(spool, begin, end);
     };
-    bool const is_too_deep = part.is_multipart();
-    if (is_too_deep) {
+    bool const is_unopened = part.is_multipart(); // it lies too deep or has no boundary
+    if (is_unopened) {
         part.type = RFC1521::application;
         part.subtype = RFC1521::octet_stream;
     }
