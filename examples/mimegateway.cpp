@@ -1,12 +1,13 @@
 // examples/mimegateway.cpp - reads a message and writes it again: both halves of the engine at work
 //
 // What it loses: fields that the engine has a word for but no getter (the Resent- fields); all but
-// the first of several Received, Comments and their like; the names of groups, and comments among
-// addresses; parameters but for the set, the boundary and names; preambles and epilogues; of parts
-// that are multiparts or messages, the fields that tell their description and disposition. A
-// message without a Date or a Message-Id gets one. A text keeps its transfer encoding where it may:
-// within a part, text of eight bits becomes quoted-printable and binary text base64. Every
-// other body becomes base64. A fragment of a message is copied.
+// the first of several Received, Comments and their like; the names of groups, comments among
+// addresses, and what is no address beside one; a date that can't be read; parameters but for the
+// set, the boundary and names; bytes of a text labelled UTF-8 that are no UTF-8 (not with --basic);
+// preambles and epilogues; of parts that are multiparts or messages, the fields that tell their
+// description and disposition. A message without a Date or a Message-Id gets one. A text keeps its
+// transfer encoding where it may: within a part, text of eight bits becomes quoted-printable and
+// binary text base64. Every other body becomes base64. A fragment of a message is copied.
 #include "examples/support/arguments.hpp"
 #include "examples/support/input.hpp"
 #include "examples/support/output.hpp"

@@ -23,6 +23,32 @@ private:
     TextFactory const & factory_;
 };
 
+/// Text passes as it is. Without a translator the engine would guess the set of some texts.
+class NoTranslator : public NLS_Translator {
+public:
+    explicit NoTranslator(char const * name) { charSetName = name; }
+
+    NLS_Translator * ReInit(char const *, int) override { return nullptr; } // asks the factory anew
+    Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
+        return no_restriction;
+    }
+    int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) override {
+        *out << *in;
+        return 0;
+    }
+
+    // The other forms fail: nobody calls them for a body that is read.
+    int CodePage_to_CharSet(iSimpleStream *, oSimpleStream *) override { return 1; }
+    int CharSet_to_CodePage(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
+                            void (**)(unsigned char *)) override {
+        return 1;
+    }
+    int CodePage_to_CharSet(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
+                            void (**)(unsigned char *)) override {
+        return 1;
+    }
+};
+
 /// A note on a header that has one field, without a meaning of its own.
 class FieldTextNote : public MimeINote {
 public:
@@ -43,7 +69,7 @@ protected:
 } // namespace
 
 NLS_Translator * TextFactory::New(char const * charSetName, int codePage) {
-    if (is_off) return nullptr;
+    if (is_off) return new NoTranslator(charSetName);
     auto translator = std::make_unique<SwitchedTranslator>(*this, charSetName, codePage);
     return translator->is_OK() ? translator.release() : nullptr;
 }
