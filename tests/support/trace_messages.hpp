@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace vellum::test {
 
@@ -18,10 +19,12 @@ public:
                        *reinterpret_cast<std::va_list *>(arguments));
         place = std::to_string(level) + " " + file + ":" + std::to_string(line);
         text = message;
+        all.push_back(std::to_string(level) + " " + text);
     }
 
     std::string place; ///< LEVEL FILE:LINE
     std::string text;
+    std::vector<std::string> all; ///< LEVEL TEXT, of each
 };
 
 } // namespace vellum::test
