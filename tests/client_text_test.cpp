@@ -220,17 +220,17 @@ TEST(Body, is_delivered_and_told_of_in_both_readings) {
          {"abc", ""}},
         {"Content-Transfer-Encoding: x-UUE\n",
          uu_data,
-         {uu_data, "0 unknown transfer encoding"},
+         {uu_data, "5 unknown transfer encoding"},
          {"abc", ""}},
         {"Content-Transfer-Encoding: uuencode;\n",
          uu_data,
-         {uu_data, "0 unknown transfer encoding"},
+         {uu_data, "5 unknown transfer encoding"},
          {"abc", ""}},
         {"Content-Transfer-Encoding: base64 (x);\n", "YWJj", {"abc", ""}, {"abc", ""}},
         {"Content-Transfer-Encoding: text\n",
          "=41",
-         {"=41", "0 unknown transfer encoding"},
-         {"=41", "0 unknown transfer encoding"}},
+         {"=41", "5 unknown transfer encoding"},
+         {"=41", "5 unknown transfer encoding"}},
     };
     for (auto const & row : rows) {
         SCOPED_TRACE(examples::quoted(row.header + '|' + row.body));

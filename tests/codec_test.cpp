@@ -1,4 +1,4 @@
-// tests/codec_test.cpp - the transfer codecs: rows of input and output, in every cut
+// tests/codec_test.cpp - the transfer codecs: the rows of codec.case, in every cut
 #include "mime/codec/base64.hpp"
 #include "mime/codec/conversion.hpp"
 #include "mime/codec/quoted_printable.hpp"
@@ -7,20 +7,17 @@
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/translator.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/codec_runs.hpp"
-#include "tests/support/texts.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <initializer_list>
+#include <map>
 #include <random>
+#include <set>
 #include <stdexcept>
-#include <string>
-#include <string_view>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
@@ -46,41 +43,34 @@ void expect_outcome(std::string_view input, Outcome const & expected, Codec cons
     });
 }
 
-/// The same for a text whose outcome isn't told.
-template <typename Codec>
-void expect_one_outcome(std::string_view input, Codec const & codec) {
-    expect_outcome(input, outcome_of(codec, input), codec);
-}
-
-/// A decoder with these rules.
-template <typename Codec>
-Codec with(std::initializer_list<bool DecodingRules::*> names) {
-    DecodingRules rules;
-    for (bool DecodingRules::*const name : names)
-        rules.*name = true;
-    Codec codec;
-    codec.SetRules(rules);
-    return codec;
+/// Calls `use` with the codec of that name, and of rules behind it.
+template <class Use>
+void with_codec(std::string const & title, Use && use) {
+    std::map<std::string, bool DecodingRules::*> const members{
+        {"keep_invalid_escapes", &DecodingRules::keep_invalid_escapes},
+        {"drop_blanks_behind_soft_break", &DecodingRules::drop_blanks_behind_soft_break},
+        {"padding_ends_line_only", &DecodingRules::padding_ends_line_only},
+        {"end_word_ends_data", &DecodingRules::end_word_ends_data}};
+    std::vector<std::string> const words = split(title, ' ');
+    bool const is_short = words.back() == "short";
+    if (words[0] == "Encoding64") return use(Encoding64(!is_short));
+    if (words[0] == "EncodingQP") return use(EncodingQP(!is_short));
+    auto const decode = [&](auto codec) {
+        DecodingRules rules;
+        for (std::size_t i = 1; i < words.size(); ++i)
+            rules.*members.at(words[i]) = true;
+        codec.SetRules(rules);
+        use(codec);
+    };
+    if (words[0] == "Decoding64") decode(Decoding64());
+    if (words[0] == "DecodingQP") decode(DecodingQP());
+    if (words[0] == "DecodingUU") decode(DecodingUU());
 }
 
 template <typename Codec>
 std::string all_of(std::string_view input, Codec const & codec) {
     Outcome const outcome = outcome_of(codec, input);
     return outcome.output + outcome.tail;
-}
-
-struct Row {
-    std::string input;
-    std::string output;
-    int result;
-    std::string tail;
-    std::string defects = {};
-};
-
-template <typename Codec>
-void expect_rows(std::vector<Row> const & rows, Codec const & codec) {
-    for (auto const & [input, output, result, tail, defects] : rows)
-        expect_outcome(input, {output, result, tail, defects}, codec);
 }
 
 /// Calls `visit` with each text of up to `most` pieces.
@@ -93,20 +83,6 @@ void for_each_text(std::vector<std::string> const & pieces, int most, Visit visi
         for_each_text(pieces, most - 1, visit, text + piece);
 }
 
-/// Every short text of these pieces gives one output, whole, byte by byte and in two.
-template <typename Codec>
-void expect_same_in_any_cut(std::vector<std::string> const & pieces, int most,
-                            Codec const & codec = Codec()) {
-    for_each_text(pieces, most, [&](std::string const & text) {
-        Outcome const expected = outcome_of(codec, text);
-        for (Chunking const & chunking : chunkings(text.size())) {
-            ChunkedSimpleStream chunked(text, chunking);
-            ASSERT_EQ(outcome_of(codec, chunked, 1), expected)
-                << testing::PrintToString(text) << " in " << chunking.name();
-        }
-    });
-}
-
 std::string random_text(std::mt19937 & random, unsigned long size, std::string_view alphabet) {
     std::string text;
     while (text.size() < size)
@@ -114,182 +90,88 @@ std::string random_text(std::mt19937 & random, unsigned long size, std::string_v
     return text;
 }
 
-void expect_short_lines(std::string_view encoded) {
+/// All bytes of `data` come back, in lines that are short, whatever the cut.
+template <typename Encoder, typename Decoder>
+std::string expect_round_trip(std::string_view data) {
+    std::string encoded = all_of(data, Encoder());
     for (std::string const & line : split(encoded, '\n'))
         EXPECT_LE(line.size(), 76U + 1) << line;
+    EXPECT_EQ(all_of(encoded, Decoder()), data);
+    expect_outcome(data, outcome_of(Encoder(), data), Encoder());
+    encoded.erase(encoded.find_last_not_of("=\r\n") + 1); // behind padding a decoder stops
+    expect_outcome(encoded, outcome_of(Decoder(), encoded), Decoder());
+    return encoded;
 }
 
-// base64 ---------------------------------------------------------------------------
-
-TEST(Base64, Encodes) {
-    std::string const line = repeated("YWJj", 19) + "\r\n";
-    expect_rows({{"", "", 0, ""},
-                 {"abc", "YWJj", 0, "\r\n"},
-                 {"ab", "", 1, "YWI=\r\n"},
-                 {"a", "", 1, "YQ==\r\n"},
-                 {std::string("\0\xFF\r\n", 4), "AP8N", 1, "Cg==\r\n"},
-                 {repeated("abc", 19), line, 0, ""},
-                 {repeated("abc", 19) + "a", line, 1, "YQ==\r\n"},
-                 {repeated("abc", 40), line + line + "YWJjYWJj", 0, "\r\n"}},
-                Encoding64());
-    expect_rows({{repeated("abc", 38), repeated("YWJj", 38), 0, ""}, {"ab", "", 1, "YWI="}},
-                Encoding64(false));
+TEST(TransferCodec, CodesItsRows) {
+    std::set<std::string> codecs;
+    for (Section const & section : sections_of("codec.case")) {
+        SCOPED_TRACE(section.title);
+        with_codec(section.title, [&](auto const & codec) {
+            codecs.insert(section.title.substr(0, 10));
+            for (Cells const & row : rows_of(section.text))
+                expect_outcome(row[0], {row[1], std::stoi(row[2]), row[3], row[4]}, codec);
+        });
+    }
+    EXPECT_EQ(codecs.size(), 5U);
 }
 
-TEST(Base64, Decodes) {
-    expect_rows({{"", "", 0, ""},
-                 {"YW Jj\r\n", "abc", 0, ""},
-                 {"Y\x80W\xFFJ\x7F-_j", "abc", 0, "", "character"},
-                 {"YWJjYWJj\nYWJj\n", "abcabcabc", 0, ""},
-                 {"> +/+/", "\xFB\xFF\xBF", 0, "", "character"},
-                 {"YWI", "", 1, "ab", "group"},
-                 {"YQ=", "", 1, "a", "group"},
-                 {"Y", "", 1, "", "group"},
-                 {"Y=", "", 0, "", "group"},
-                 {"YWI=", "ab", 0, ""},
-                 {"YQ==", "a", 0, ""},
-                 {repeated(repeated("YWJj", 19) + "\r\n", 3), repeated("abc", 57), 0, ""}},
-                Decoding64());
-    expect_rows({{"YQ==YWJj\r\n YWI=  \nYQ==\n", "aaba", 0, "", "padding"},
-                 {"YQ==\n=\nYW=I=\n\n!\n", "aa", 0, "", "character group padding"},
-                 {"YQ==\n" + repeated("YWJj", 40), "a" + repeated("abc", 40), 0, "", "padding"},
-                 {"YQ==\r\nYW", "a", 1, "a", "group padding"}},
-                with<Decoding64>({&DecodingRules::padding_ends_line_only}));
+TEST(TransferCodec, GivesOneOutputInAnyCut) {
+    std::pair<char const *, std::vector<std::string>> const rows[] = {
+        {"Decoding64", {"Q", "=", "\r\n", "-", "QUJD"}},
+        {"Decoding64 padding_ends_line_only", {"Q", "=", "\r\n", "-", "QUJD"}},
+        {"EncodingQP", {"F", "From ", "\r", "\n", "\r\n", ".", " "}},
+        {"DecodingQP", {"=", "4", "\r", "\n"}},
+        {"DecodingQP keep_invalid_escapes drop_blanks_behind_soft_break",
+         {"=", "4", " ", "\r", "\n"}},
+    };
+    for (auto const & [title, pieces] : rows) {
+        with_codec(title, [&](auto const & codec) {
+            for_each_text(pieces, pieces.size() > 5 ? 4 : 5, [&](std::string const & text) {
+                Outcome const expected = outcome_of(codec, text);
+                for (Chunking const & chunking : chunkings(text.size())) {
+                    ChunkedSimpleStream chunked(text, chunking);
+                    ASSERT_EQ(outcome_of(codec, chunked, 1), expected)
+                        << testing::PrintToString(text) << " in " << chunking.name();
+                }
+            });
+        });
+    }
 }
 
 TEST(Base64, PaddingEndsADecodeAndLeavesTheRest) {
-    struct {
-        std::string_view input;
-        std::string_view output;
-        std::string_view rest;
-    } const rows[] = {
-        {"QQ==QQ==", "A", "QQ=="}, {"QUI=QUI=", "AB", "QUI="}, {"QQ=AQQ==", "A", "QQ=="},
-        {"=QUJD", "", "QUJD"},     {"Q=QUJD", "", "QUJD"},     {"QUJDQ\r\n=QUJD", "ABC", "QUJD"},
-    };
-    for (auto const & row : rows) {
-        for (Chunking const & chunking : chunkings(row.input.size())) {
-            SCOPED_TRACE(std::string(row.input) + " in " + chunking.name());
-            ChunkedSimpleStream in(row.input, chunking);
+    for (Cells const & row : rows_of("codec.case", "what padding leaves")) {
+        for (Chunking const & chunking : chunkings(row[0].size())) {
+            SCOPED_TRACE(row[0] + " in " + chunking.name());
+            ChunkedSimpleStream in(row[0], chunking);
             Outcome const outcome = outcome_of(Decoding64(), in, 1);
-            EXPECT_EQ(outcome.output + outcome.tail, row.output);
+            EXPECT_EQ(outcome.output + outcome.tail, row[1]);
             EXPECT_EQ(outcome.result, 0);
             oSimpleStream rest;
             rest << in;
-            EXPECT_EQ(std::string_view(rest.str(), rest.oBufCnt()), row.rest);
+            EXPECT_EQ(std::string_view(rest.str(), rest.oBufCnt()), row[2]);
         }
     }
 }
 
-TEST(Base64, KeepsAllBytesInAnyCut) {
+TEST(Base64, KeepsAllBytes) {
     std::mt19937 random(1);
     std::string all_bytes;
     for (int i = 0; i < 256; ++i)
         all_bytes += static_cast<char>(i);
     for (std::size_t const size : {2U, 57U, 58U, 113U, 115U, 256U}) {
         std::string const data = random_text(random, size, all_bytes);
-        std::string const encoded = all_of(data, Encoding64());
-        expect_short_lines(encoded);
-        EXPECT_EQ(all_of(encoded, Decoding64()), data);
-        std::string_view const unpadded(encoded.data(), encoded.find_last_not_of("=\r\n") + 1);
+        std::string const unpadded = expect_round_trip<Encoding64, Decoding64>(data);
         EXPECT_EQ(all_of(unpadded, Decoding64()), data);
-        expect_one_outcome(data, Encoding64());
-        expect_one_outcome(unpadded, Decoding64());
     }
-    expect_same_in_any_cut<Decoding64>({"Q", "=", "\r\n", "-", "QUJD"}, 5);
-    expect_same_in_any_cut({"Q", "=", "\r\n", "-", "QUJD"}, 5,
-                           with<Decoding64>({&DecodingRules::padding_ends_line_only}));
 }
 
-// quoted-printable -----------------------------------------------------------------
-
-TEST(QuotedPrintable, Encodes) {
-    std::string const x74 = repeated("x", 74);
-    std::string const x75 = repeated("x", 75);
-    expect_rows(
-        {
-            {"", "", 0, ""},
-            {"abc", "abc", 0, "=\r\n"},
-            {"abc \r\n", "abc =\r\n\r\n", 0, ""},
-            {"abc\t\r\n\t\r\n", "abc\t=\r\n\r\n\t=\r\n\r\n", 0, ""},
-            {"abc ", "abc ", 0, "=\r\n"},
-            {"a=b\xE9\x7F\tc\x01\r\n", "a=3Db=E9=7F\tc=01\r\n", 0, ""},
-            {"a\rb\nc\r\n", "a=0Db=0Ac\r\n", 0, ""},
-            {"a\r\r\n", "a=0D\r\n", 0, ""},
-            {"a\r", "a", 1, "=0D=\r\n"},
-            {".a.b\r\n..\r\n", "=2Ea.b\r\n=2E.\r\n", 0, ""},
-            // "From " is protected behind a line end, also an escaped one, and nowhere else
-            {"From here\r\nFrom here\r\n", "From here\r\n=46rom here\r\n", 0, ""},
-            {"\nFrom \r\n", "=0A=46rom =\r\n\r\n", 0, ""},
-            {"\r\nFromage\r\n from x\r\nfrom x\r\n", "\r\nFromage\r\n from x\r\nfrom x\r\n", 0, ""},
-            {"\r\nFrxFroFFr\r\n", "\r\nFrxFroFFr\r\n", 0, ""},
-            {"\r\nFro\xE9\r\nF.\r\nF\r\n", "\r\nFro=E9\r\nF.\r\nF\r\n", 0, ""},
-            {"\r\nF", "\r\n", 1, "F=\r\n"},
-            {"\r\nFrom", "\r\n", 1, "From=\r\n"},
-            // the length of a line
-            {x75 + "\r\n", x75 + "\r\n", 0, ""},
-            {x75 + "x", x75 + "=\r\nx", 0, "=\r\n"},
-            {x74 + "=", x74 + "=\r\n=3D", 0, "=\r\n"},
-            {repeated("x", 72) + "=\r\n", repeated("x", 72) + "=3D\r\n", 0, ""},
-            {x75 + ".\r\n", x75 + "=\r\n=2E\r\n", 0, ""},
-            {x75 + "From ", x75 + "=\r\nFrom ", 0, "=\r\n"},
-            {x74 + " \r\n", x74 + " =\r\n\r\n", 0, ""},
-            {x74 + "\r", x74, 1, "=\r\n=0D=\r\n"},
-            {repeated("\xE9", 26), repeated("=E9", 25) + "=\r\n=E9", 0, "=\r\n"},
-        },
-        EncodingQP());
-    std::string const x200 = repeated("x", 200);
-    expect_rows({{x200 + ".x.\r\n.x", x200 + "=2Ex=2E\r\n=2Ex", 0, ""},
-                 {" \r\nFrom x", " =\r\n\r\n=46rom x", 0, ""},
-                 {"\r\nFrom", "\r\n", 1, "From"}},
-                EncodingQP(false));
-}
-
-TEST(QuotedPrintable, Decodes) {
-    std::string const text = repeated("a text of some words, ", 9);
-    expect_rows({{"", "", 0, ""},
-                 {"=41=e9=E9", "A\xE9\xE9", 0, ""},
-                 {"a=\r\nb=\nc", "abc", 0, ""},
-                 {"a=\rb=\r=41", "abA", 0, "", "escape"},
-                 {"a\nb\r\nc\n", "a\r\nb\r\nc\r\n", 0, ""},
-                 {"a\rb\r\r\n", "ab\r\n", 0, ""},
-                 {"=ZZ=Z4=4Z==4\n=4\rx", "\xFF\xF4\xFF\xF4\r\n\xFFx", 0, "", "escape"},
-                 {"a=", "a", 1, ""},
-                 {"a=\r", "a", 1, ""},
-                 {"a=4", "a", 1, "", "escape"},
-                 {"a\r", "a", 1, "\r"},
-                 {text + "=3D\x01\x80\xFF" + text + "\n" + text,
-                  text + "=\x01\x80\xFF" + text + "\r\n" + text, 0, ""}},
-                DecodingQP());
-    expect_rows({{"x=y==41=4=ZZ=\rx=4\r\n", "x=y=A=4=ZZ=x=4\r\n", 0, "", "escape"},
-                 {"a= \n=\t=\r\nb", "a= \r\n=\tb", 0, "", "escape"},
-                 {"a=", "a", 1, ""},
-                 {"a=4", "a", 1, "=4", "escape"},
-                 {text + "=G1" + text, text + "=G1" + text, 0, "", "escape"}},
-                with<DecodingQP>({&DecodingRules::keep_invalid_escapes}));
-    expect_rows(
-        {{"a= \nb=\t  \r\nc=\r\nd", "abcd", 0, ""},
-         {"a=  x= 4= ", "a\xFFx\xF4", 1, "", "escape"},
-         {"a=  ", "a", 1, ""},
-         {"=" + repeated(" ", 75) + "\nb", "b", 0, ""},
-         {"=" + repeated(" ", 76) + "\n", "\xFF" + repeated(" ", 74) + "\r\n", 0, "", "escape"}},
-        with<DecodingQP>({&DecodingRules::drop_blanks_behind_soft_break}));
-    expect_rows({{"a=  x= =\n= \t\n", "a=  x= ", 0, "", "escape"}},
-                with<DecodingQP>({&DecodingRules::keep_invalid_escapes,
-                                  &DecodingRules::drop_blanks_behind_soft_break}));
-}
-
-TEST(QuotedPrintable, KeepsAllBytesInAnyCut) {
-    std::vector<std::string> const pieces{"F", "From ", "\r", "\n", "\r\n", ".", " ", "\xE9"};
-    for_each_text(pieces, 4, [](std::string const & text) {
-        std::string const encoded = all_of(text, EncodingQP());
-        ASSERT_EQ(all_of(encoded, DecodingQP()), text) << testing::PrintToString(encoded);
-    });
-    expect_same_in_any_cut<EncodingQP>(pieces, 4);
-    expect_same_in_any_cut<DecodingQP>({"=", "4", "\r", "\n"}, 5);
-    expect_same_in_any_cut({"=", "4", " ", "\r", "\n"}, 5,
-                           with<DecodingQP>({&DecodingRules::keep_invalid_escapes,
-                                             &DecodingRules::drop_blanks_behind_soft_break}));
-
+TEST(QuotedPrintable, KeepsAllBytes) {
+    for_each_text(
+        {"F", "From ", "\r", "\n", "\r\n", ".", " ", "\xE9"}, 4, [](std::string const & text) {
+            std::string const encoded = all_of(text, EncodingQP());
+            ASSERT_EQ(all_of(encoded, DecodingQP()), text) << testing::PrintToString(encoded);
+        });
     std::mt19937 random(2);
     for (int i = 0; i < 10; ++i) {
         std::string text;
@@ -297,48 +179,8 @@ TEST(QuotedPrintable, KeepsAllBytesInAnyCut) {
             text += random_text(random, random() % 30, "abcdefghijk lmno. Fr=\xC3\xA9\t");
             text += random() % 5 == 0 ? "\r\n" : random() % 9 == 0 ? "\r" : "";
         }
-        std::string const encoded = all_of(text, EncodingQP());
-        expect_short_lines(encoded);
-        EXPECT_EQ(all_of(encoded, DecodingQP()), text);
-        expect_one_outcome(text, EncodingQP());
-        expect_one_outcome(encoded, DecodingQP());
+        expect_round_trip<EncodingQP, DecodingQP>(text);
     }
-}
-
-// uuencode -------------------------------------------------------------------------
-
-TEST(Uuencode, Decodes) {
-    std::string const begin = "begin 644 x\n";
-    std::string const line_of_45 = "M" + repeated("86)C", 15);
-    expect_rows({{begin + "#86)C\n`\nend\n", "abc", 0, ""},
-                 {begin + "#86)C\n \nend", "abc", 1, ""},
-                 {begin + "#86)C\n`\n", "abc", 1, ""},
-                 {begin + "#86)C\n\nend \r\n\nend\n", "abc", 0, "", "outside"},
-                 {begin + "#86)C\r\n\r\n#86)C\r\n", "abc", 0, "", "outside"},
-                 {"text\nBEGIN 644 X\r\n#86)C\r\n", "abc", 1, "", "end outside"},
-                 {"begin\n#86)C\nbeginning 644 x\nbegi\n", "", 1, "", "begin outside"},
-                 {"", "", 1, "", "begin"},
-                 {begin + "!86)C\n\"86)C\n", "aab", 1, "", "end"},
-                 {begin + "#86)C", "", 1, "abc", "end"},
-                 {begin + "#86)C\n`", "abc", 1, ""},
-                 {begin + "#8\x80\x01\x7F"
-                          "and more\n",
-                  {"\x60\0\x1F", 3},
-                  1,
-                  "",
-                  "end"},
-                 {begin + "M" + repeated("86)C", 5) + "\n",
-                  repeated("abc", 5) + std::string(30, '\0'), 1, "", "end"},
-                 {begin + line_of_45 + repeated("junk ", 30) + "\n" + line_of_45 + "\n`\n",
-                  repeated("abc", 30), 1, ""},
-                 {begin + "_" + repeated("86)C", 21) + "\n\n", repeated("abc", 21), 1, ""},
-                 {begin + "end\n", {"8@\0\0\0", 5}, 1, "", "end"}},
-                DecodingUU());
-    expect_rows({{begin + "#86)C\nend\n", "abc", 1, ""},
-                 {begin + "#86)C\nend \r\nx\n", "abc", 0, "", "outside"},
-                 {begin + "#86)C\nend" + repeated(" ", 100) + "x\n", "abc", 1, ""},
-                 {begin + "#86)C\nend", "abc", 1, ""}},
-                with<DecodingUU>({&DecodingRules::end_word_ends_data}));
 }
 
 // framework ------------------------------------------------------------------------
@@ -369,12 +211,17 @@ TEST(TransferCodec, IsMadeForATokenOnly) {
     Encoding::Delete(nullptr);
 }
 
+template <class Codec>
+void code(std::string_view text, Codec & codec, oSimpleStream & out) {
+    ExactCopy const copy(text);
+    iSimpleStream in(copy.begin(), copy.end());
+    run(codec, in, out);
+}
+
 /// A codec that has seen "a".
 template <class Codec>
 Codec * with_open_group(oSimpleStream & out, Codec * codec) {
-    ExactCopy const a("a");
-    iSimpleStream in(a.begin(), a.end());
-    codec->encode(&in, &out);
+    code("a", *codec, out);
     return codec;
 }
 
@@ -406,10 +253,8 @@ TEST(TransferCodec, ARuleDecidesWhatFinishDoesWithAnOpenEnd) {
         rules.deliver_unfinished_end = delivers;
         MIME_TransferDecoding_Engine decoder(
             MIME_TransferDecoding::Create(SymToken("Base64"), rules));
-        ExactCopy const text("YWJjYQ");
-        iSimpleStream in(text.begin(), text.end());
         LendingOutput out(10);
-        decoder->decode(&in, &out);
+        code("YWJjYQ", *decoder, out);
         EXPECT_FALSE(decoder->Defects().any());
         decoder->Finish();
         EXPECT_EQ(defects_of(*decoder), "group");
@@ -421,16 +266,12 @@ TEST(TransferCodec, ARuleDecidesWhatFinishDoesWithAnOpenEnd) {
 }
 
 TEST(TransferCodec, ACopyHoldsTheOpenGroup) {
-    ExactCopy const begin("begin 644 x\n#86");
-    ExactCopy const rest(")C");
-    iSimpleStream in(begin.begin(), begin.end());
-    iSimpleStream in_rest(rest.begin(), rest.end());
     LendingOutput out(10);
     DecodingUU decoder;
-    decoder.decode(&in, &out);
+    code("begin 644 x\n#86", decoder, out);
     DecodingUU copy(decoder);
     decoder.output = nullptr;
-    copy.decode(&in_rest, &out);
+    code(")C", copy, out);
     copy.Flush();
     EXPECT_EQ(out.text(), "abc");
 }
@@ -470,42 +311,26 @@ private:
 };
 
 TEST(Conversion, ChainsTheStepsThatAreThere) {
-    struct {
-        bool has_codec;
-        int translation; // its result, or -1 for no translator
-        std::string_view from_internet;
-        int from_internet_result;
-        std::string_view to_internet;
-        int to_internet_result;
-    } const rows[] = {
-        {false, -1, "YWJjYQ", 0, "YWJjYQ", 0},
-        {true, -1, "abca", 1, "WVdKallR\r\n", 0},
-        {false, 5, "<YWJjYQ>", 5, "<YWJjYQ>", 5},
-        {true, 0, "<abc>", 0, "PFlXSmpZUT4=\r\n", 1},
-        {true, 11, "<abc>", 11, "PFlXSmpZUT4=\r\n", 1},
-        {true, 5, "<abc>", 5, "", 5},
-    };
     ExactCopy const text("YWJjYQ");
-    for (auto const & row : rows) {
-        SCOPED_TRACE(row.translation);
-        Bracketing bracketing(row.translation);
-        NLS_Translator * const translator = row.translation < 0 ? nullptr : &bracketing;
-        LendingOutput out(100);
+    for (Cells const & row : rows_of("codec.case", "drivers")) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        bool const has_codec = row[0] == "codec", translates = row[1] != "none";
+        Bracketing bracketing(translates ? std::stoi(row[1]) : 0);
+        NLS_Translator * const translator = translates ? &bracketing : nullptr;
+        LendingOutput read(100), written(100);
+        iSimpleStream in(text.begin(), text.end()), again(text.begin(), text.end());
+        int result = 0;
         {
-            iSimpleStream in(text.begin(), text.end());
             Decoding64 codec;
-            EXPECT_EQ(Internet_to_Local(row.has_codec ? &codec : nullptr, translator, &in, &out),
-                      row.from_internet_result);
+            result = Internet_to_Local(has_codec ? &codec : nullptr, translator, &in, &read);
             EXPECT_FALSE(in.good());
         }
-        EXPECT_EQ(out.text(), row.from_internet);
+        EXPECT_EQ(std::to_string(result) + " " + read.text(), row[2]);
         {
-            iSimpleStream in(text.begin(), text.end());
             Encoding64 codec;
-            EXPECT_EQ(Local_to_Internet(row.has_codec ? &codec : nullptr, translator, &in, &out),
-                      row.to_internet_result);
+            result = Local_to_Internet(has_codec ? &codec : nullptr, translator, &again, &written);
         }
-        EXPECT_EQ(out.text().substr(row.from_internet.size()), row.to_internet);
+        EXPECT_EQ(std::to_string(result) + " " + written.text(), row[3]);
     }
 }
 
