@@ -293,7 +293,7 @@ TEST_F(Component, gives_large_texts_out_as_they_came) {
 
 TEST_F(Component, works_in_several_threads) {
     std::vector<Sample> const rows = samples();
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     NLS::PlatformCodePage = 65001;
     vellum::unbind_conversion(); // the first factories meet in the binding, too
     for (int i = 0; i < 4; ++i) {
@@ -308,8 +308,6 @@ TEST_F(Component, works_in_several_threads) {
             }
         });
     }
-    for (std::thread & thread : threads)
-        thread.join();
 }
 
 TEST_F(Component, gives_a_note_its_text_in_utf_8) {
