@@ -1,7 +1,7 @@
 // fuzz/store_fuzz.cpp - fragments with hostile labels, fed in any order into a store: what it
 // acknowledged as whole comes home once, and the files that are left agree with the index
 //
-// Each fragment is four bytes: which of eight ids (and whether the index is lost before), its
+// Each fragment is four bytes: which of sixteen ids (and whether the index is lost before), its
 // number, its total, and the text's byte.
 #include "fuzz/target.hpp"
 #include "mime/partial/store.hpp"
@@ -10,18 +10,28 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <numeric>
 #include <string>
-#include <string_view>
 
 namespace {
 
 using namespace vellum;
 using vellum::test::StoreDirectory;
 
-constexpr std::array<std::string_view, 8> ids{"a",         "A",
-                                              "a\r\n0\n1", "\x80 0 1 1 a",
-                                              "\\n\\",     "MailPart.Ndx",
-                                              "../a",      std::string_view("\0", 1)};
+std::string every_byte() {
+    std::string bytes(256, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    return bytes;
+}
+
+std::array<std::string, 16> const ids{"a",          "A",
+                                      "a\r\n0\n1",  "\x80 0 1 1 a",
+                                      "\\n\\",      "MailPart.Ndx",
+                                      "../a",       {"\0", 1},
+                                      "\\0",        " a ",
+                                      "a\nb",       "a\\\\nb",
+                                      "\r\n",       "a\\",
+                                      every_byte(), std::string(longest_id, 'y')};
 constexpr std::array<int, 8> far_numbers{0, -1, 4096, 4097, 4098, 1 << 20, 2147483647, -2147483647};
 
 int number_of(unsigned byte) {
@@ -58,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
     std::map<std::string, std::map<int, char>> kept; // what was acknowledged and not yet delivered
     for (std::size_t at = 0; at + 4 <= size && at < 400; at += 4) {
         if ((data[at] & 0x80) != 0) std::filesystem::remove(store.path("MailPart.Ndx"));
-        std::string const id(ids[data[at] % ids.size()]);
+        std::string const & id = ids[data[at] % ids.size()];
         FragmentLabel const label =
             make_label(id, number_of(data[at + 1]), number_of(data[at + 2]));
         char const text = static_cast<char>(data[at + 3]);
@@ -73,6 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
         require(outcome != PartialStore::Outcome::failed);
         kept[id][label.number] = text;
         if (outcome == PartialStore::Outcome::complete) {
+            require(set.id == id);
             std::string expected;
             for (std::size_t i = 0; i < set.files.size(); ++i) {
                 int const number = set.files[i].number;

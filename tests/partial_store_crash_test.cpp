@@ -2,6 +2,7 @@
 // they ask of the system, at every call and at any moment
 #include "mime/platform/files.hpp"
 #include "tests/support/fragments.hpp"
+#include "tests/support/processes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,13 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstring>
-#include <new>
 #include <random>
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace vellum;
@@ -38,13 +34,34 @@ struct Board {
 };
 
 Board & board() {
-    static Board & shared = *new (mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE,
-                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board;
-    return shared;
+    static auto const memory = shared<Board>();
+    return *memory;
 }
+
+/// Which calls fail: all, or those of one name.
+struct Refusal {
+    std::string_view call; ///< empty for all
+    int first;             ///< the first that fails, counted from 1
+    int last;
+    int error;
+} refusal;
 
 int count_and_kill(char const *) {
     if (++board().calls == board().kill_at) raise(SIGKILL);
+    return 0;
+}
+
+int refuse(char const * call) {
+    if (!refusal.call.empty() && refusal.call != call) return 0;
+    int const number = ++board().calls;
+    return number >= refusal.first && number <= refusal.last ? refusal.error : 0;
+}
+
+std::string recorded_calls;
+
+int record(char const * call) {
+    for (std::string_view const name : {"write", "sync", "rename", "sync_directory"})
+        if (name == call) recorded_calls.append(name).append(1, ' ');
     return 0;
 }
 
@@ -72,92 +89,29 @@ protected:
     /// Every set has come home; what was fed again since then is no harm, and goes with its like;
     /// and then nothing is left.
     void finish(std::string const & how) {
+        SCOPED_TRACE(how);
         for (std::size_t i = 0; i < samples_.size(); ++i)
-            ASSERT_GE(board().delivered[i], 1) << how << ", message " << i;
+            ASSERT_GE(board().delivered[i], 1) << i;
         Sample const last{"last", 2};
         receive(store_.prefix(), last.fragment(1)); // makes a damaged index anew
         for (std::size_t i = 0; i < samples_.size(); ++i) {
-            int fed = 0;
             auto const is_known = [&] {
                 return store_.read("MailPart.Ndx").find('\n' + samples_[i].id + '\n') !=
                        std::string::npos;
             };
-            for (; is_known() && fed < 2 * samples_[i].total; ++fed)
+            for (int fed = 0; is_known() && fed < 2 * samples_[i].total; ++fed)
                 run({i, fed % samples_[i].total + 1});
-            ASSERT_FALSE(is_known()) << how << ", message " << i;
         }
-        ASSERT_EQ(board().torn, 0) << how;
-        ASSERT_TRUE(receive(store_.prefix(), last.fragment(2)).is(last)) << how;
-        ASSERT_EQ(store_.names(), "") << how;
+        ASSERT_EQ(board().torn, 0);
+        ASSERT_TRUE(receive(store_.prefix(), last.fragment(2)).is(last));
+        ASSERT_EQ(store_.names(), "");
     }
 
-    static pid_t start(auto const & work) {
-        pid_t const child = fork();
-        if (child != 0) return child;
-        work();
-        _exit(0);
-    }
-
-    static bool is_killed(pid_t child) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-    }
-
-    StoreDirectory store_;
-    std::vector<Sample> samples_{{"first", 3}, {"second", 2}};
-    std::vector<Job> jobs_{{0, 3}, {1, 1}, {0, 1}, {0, 1}, {1, 2}, {0, 2}};
-};
-
-TEST_F(PartialStoreCrash, LosesNothingWhenKilledBeforeAnyCall) {
-    bool was_killed = true;
-    int call = 1;
-    for (; was_killed && !HasFailure(); ++call) {
-        new (&board()) Board;
-        board().kill_at = call;
-        was_killed = is_killed(start([this] {
-            platform::set_file_probe(count_and_kill);
-            for (Job const & job : jobs_) {
-                run(job);
-                ++board().done[0];
-            }
-        }));
-        std::string const how = "killed before call " + std::to_string(call);
-        // Who fed the killed receiver feeds again what it has no answer for.
-        for (std::size_t i = board().done[0]; i < jobs_.size(); ++i)
-            run(jobs_[i]);
-        for (std::size_t i = 0; i < samples_.size(); ++i)
-            ASSERT_LE(board().delivered[i], was_killed ? 2 : 1) << how;
-        finish(how);
-    }
-    EXPECT_GT(call, 100); // there was something to kill
-}
-
-// Calls that fail -------------------------------------------------------------------
-
-/// Which calls fail.
-struct Refusal {
-    char const * call; ///< null for all
-    int first;         ///< the first that fails, counted from 1
-    int last;
-    int error;
-};
-
-Refusal refusal;
-
-int refuse(char const * call) {
-    if (refusal.call != nullptr && std::strcmp(call, refusal.call) != 0) return 0;
-    int const number = ++board().calls;
-    return number >= refusal.first && number <= refusal.last ? refusal.error : 0;
-}
-
-class PartialStoreRefused : public PartialStoreCrash {
-protected:
     /// Feeds everything while calls fail, and again what didn't come into the store. If `damages`,
-    /// the index loses its end before each fragment. Gives the number of calls.
-    int check(Refusal const & which, bool damages = false) {
-        std::string const how = std::string(which.call != nullptr ? which.call : "call") + ' ' +
-                                std::to_string(which.first) + " to " + std::to_string(which.last);
+    /// the index loses its end before each fragment. Returns the number of calls.
+    int check_refusal(Refusal const & which, bool damages = false) {
+        std::string const how = std::string(which.call) + " call " + std::to_string(which.first) +
+                                ", error " + std::to_string(which.error);
         new (&board()) Board;
         refusal = which;
         platform::set_file_probe(refuse);
@@ -175,98 +129,108 @@ protected:
         int const calls = board().calls;
         platform::set_file_probe(nullptr);
         bool const is_lasting = platform::failure_of(which.error) == platform::Failure::refusal;
-        EXPECT_TRUE(is_lasting || board().loose == 0) << how << ", error " << which.error;
+        EXPECT_TRUE(is_lasting || board().loose == 0) << how;
         board().torn = 0; // a delivery that could not go on has ended, and is repeated
         for (Job const & job : again)
             run(job);
         finish(how);
         return calls;
     }
+
+    StoreDirectory store_;
+    std::vector<Sample> samples_{{"first", 3}, {"second", 2}};
+    std::vector<Job> jobs_{{0, 3}, {1, 1}, {0, 1}, {0, 1}, {1, 2}, {0, 2}};
 };
 
-TEST_F(PartialStoreRefused, LosesNothingWhenAnyCallFails) {
+TEST_F(PartialStoreCrash, LosesNothingWhenKilledBeforeAnyCall) {
+    bool was_killed = true;
+    int call = 1;
+    for (; was_killed && !HasFailure(); ++call) {
+        new (&board()) Board;
+        board().kill_at = call;
+        was_killed = result_of_child([this] {
+                         platform::set_file_probe(count_and_kill);
+                         for (Job const & job : jobs_) {
+                             run(job);
+                             ++board().done[0];
+                         }
+                         return 0;
+                     }) == -SIGKILL;
+        // Who fed the killed receiver feeds again what it has no answer for.
+        for (std::size_t i = board().done[0]; i < jobs_.size(); ++i)
+            run(jobs_[i]);
+        for (std::size_t i = 0; i < samples_.size(); ++i)
+            ASSERT_LE(board().delivered[i], was_killed ? 2 : 1) << call;
+        finish("killed before call " + std::to_string(call));
+    }
+    EXPECT_GT(call, 100); // there was something to kill
+}
+
+TEST_F(PartialStoreCrash, LosesNothingWhenAnyCallFails) {
     for (bool const damages : {false, true}) {
         int calls = 1;
         for (int call = 1; call <= calls && !HasFailure(); ++call)
-            calls =
-                check({nullptr, call, call, std::array{EIO, ENOSPC, EMFILE}[call % 3U]}, damages);
+            calls = check_refusal({"", call, call, std::array{EIO, ENOSPC, EMFILE}[call % 3U]},
+                                  damages);
         EXPECT_GT(calls, 100);
     }
 }
 
-TEST_F(PartialStoreRefused, LosesNothingWhenAKindOfCallFailsForGood) {
+TEST_F(PartialStoreCrash, LosesNothingWhenAKindOfCallFailsForGood) {
     constexpr int for_good = 1 << 30;
     for (char const * const call : {"create", "write", "sync", "rename", "remove", "list", "open",
                                     "read", "lock", "lock_directory", "sync_directory"}) {
         for (int first = 1; first <= 20 && !HasFailure(); ++first)
-            check({call, first, for_good, first % 2 == 0 ? EROFS : ENFILE});
+            check_refusal({call, first, for_good, first % 2 == 0 ? EROFS : ENFILE});
     }
-}
-
-std::string calls_so_far;
-
-int record(char const * call) {
-    calls_so_far.append(call).push_back(' ');
-    return 0;
 }
 
 /// A fragment's file is flushed before it gets its name, and so is the index; and the directory
 /// behind both.
-TEST_F(PartialStoreRefused, AFragmentIsOnTheDiskWhenItIsAcknowledged) {
+TEST_F(PartialStoreCrash, AFragmentIsOnTheDiskWhenItIsAcknowledged) {
+    platform::set_file_probe(record);
     for (int const number : {3, 2}) {
-        calls_so_far.clear();
-        platform::set_file_probe(record);
+        recorded_calls.clear();
         EXPECT_EQ(run({0, number}).result, MimeINote::Receive_Fragment_Stored);
-        platform::set_file_probe(nullptr);
-        std::string order;
-        std::istringstream calls(calls_so_far);
-        for (std::string call; calls >> call;)
-            if (call == "write" || call == "sync" || call == "rename" || call == "sync_directory")
-                order += call + ' ';
-        EXPECT_EQ(order, "write sync rename write sync rename sync_directory ");
+        EXPECT_EQ(recorded_calls, "write sync rename write sync rename sync_directory ");
     }
 }
 
-// Any moment --------------------------------------------------------------------------
-
 TEST_F(PartialStoreCrash, LosesNothingWhenKilledAtAnyMoment) {
     constexpr int fragments = 8;
-    constexpr int most_kills = 200;
     samples_.clear();
     jobs_.clear();
-    for (std::size_t i = 0; i < most_messages; ++i)
+    for (std::size_t i = 0; i < most_messages; ++i) {
         samples_.push_back({"message " + std::to_string(i), fragments});
-    std::mt19937 random(4711);
-    for (std::size_t i = 0; i < most_messages; ++i)
         for (int number = 1; number <= fragments; ++number)
             jobs_.push_back({i, number});
+    }
+    std::mt19937 random(4711);
     // Sets begin and end all the time: each job moves by some places only.
     for (std::size_t i = 0; i < jobs_.size(); ++i)
         std::swap(jobs_[i], jobs_[std::min(i + random() % 40, jobs_.size() - 1)]);
 
     auto const start_worker = [this](std::size_t worker) {
-        return start([this, worker] {
-            for (std::atomic<std::size_t> & done = board().done[worker];;) {
-                std::size_t const job = done * most_workers + worker;
-                if (job >= jobs_.size()) return;
+        return start_child([this, worker] {
+            std::atomic<std::size_t> & done = board().done[worker];
+            for (std::size_t job; (job = done * most_workers + worker) < jobs_.size(); ++done)
                 run(jobs_[job]);
-                ++done;
-            }
+            return 0;
         });
     };
     std::array<pid_t, most_workers> workers{};
     for (std::size_t i = 0; i < most_workers; ++i)
         workers[i] = start_worker(i);
     int killed = 0;
-    for (int i = 0; i < most_kills; ++i) {
+    for (int i = 0; i < 200; ++i) {
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
         std::size_t const victim = random() % most_workers;
         kill(workers[victim], SIGKILL);
-        if (is_killed(workers[victim])) ++killed;
+        if (result_of(workers[victim]) == -SIGKILL) ++killed;
         workers[victim] = start_worker(victim);
     }
     for (pid_t const worker : workers)
-        EXPECT_FALSE(is_killed(worker));
+        EXPECT_EQ(result_of(worker), 0);
     EXPECT_GT(killed, 20); // and not only when all was done
     finish("killed at any moment");
 }

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -44,8 +43,7 @@ std::vector<Part> messages_of(std::string const & body) {
     return messages;
 }
 
-class CuttingNote : public DescribedNote {
-public:
+struct CuttingNote : DescribedNote {
     CuttingNote(Part const & message, unsigned int split_size, std::size_t blocks)
         : DescribedNote(message) {
         SetNetworkSplitSize(split_size);
@@ -70,9 +68,10 @@ std::string calls_of(std::string const & message, std::string const & prefix) {
                             [name](std::string const & line) { return line.starts_with(name); });
     };
     std::sort(line_of("BeginHeader"), line_of("EndHeader"));
-    return std::accumulate(
-        calls.begin(), calls.end(), std::string(),
-        [](std::string const & all, std::string const & line) { return all + line + '\n'; });
+    std::string all;
+    for (std::string const & line : calls)
+        all += line + '\n';
+    return all;
 }
 
 TEST(PartialRoundTrip, WhatTheEngineSplitsTheStoreJoins) {

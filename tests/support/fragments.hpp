@@ -28,11 +28,8 @@ class StoreDirectory {
 public:
     using Files = std::map<std::string, std::string>;
 
-    StoreDirectory() {
-        namespace fs = std::filesystem;
-        fs::path const memory = "/dev/shm";
-        std::string name =
-            ((fs::is_directory(memory) ? memory : fs::temp_directory_path()) / "vXXXXXX").string();
+    explicit StoreDirectory(std::filesystem::path const & parent = usual_parent()) {
+        std::string name = (parent / "vXXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the store");
         prefix_ = name + '/';
     }
@@ -79,6 +76,11 @@ public:
     }
 
 private:
+    static std::filesystem::path usual_parent() {
+        std::filesystem::path const memory = "/dev/shm";
+        return is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+    }
+
     std::string prefix_;
 };
 
