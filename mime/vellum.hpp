@@ -30,6 +30,7 @@
 #include "mime/note/incoming_note.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/ordinal_table.hpp"
+#include "mime/receive/boundary.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
 #include "mime/send/output_splitter.hpp"

@@ -9,6 +9,8 @@
 //             line, whatever the number of levels: all delimiters stand in one hash table.
 #pragma once
 
+#include "mime/receive/boundary.hpp"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -16,13 +18,6 @@
 #include <unordered_map>
 
 namespace vellum {
-
-/// What a line is to the open multiparts.
-enum Boundary : int {
-    Boundary_Not = 0,   ///< Text.
-    Boundary_Part = 1,  ///< A delimiter: a further part follows.
-    Boundary_Close = 2, ///< A closing delimiter: the multipart ends.
-};
 
 /// One level: a message, or a multipart within it.
 struct BoundaryItem {
@@ -36,14 +31,6 @@ struct BoundaryItem {
     /// What the bytes at the start of `at` are. With `with_eol` they begin with the line end that
     /// belongs to the delimiter.
     Boundary Match(std::string_view at, bool with_eol) const;
-};
-
-/// What a line is, and to which level.
-struct FoundBoundary {
-    Boundary kind = Boundary_Not;
-    std::size_t depth = 0;      ///< Of the level.
-    bool has_blanks = false;    ///< Blanks stand behind the delimiter.
-    bool has_other_eol = false; ///< A line end of it is not that of the header.
 };
 
 /// The levels, innermost on top. A level costs a heap block, and popping never recurses.

@@ -17,7 +17,7 @@
 #pragma once
 
 #include "mime/export.hpp"
-#include "mime/receive/boundary_stack.hpp"
+#include "mime/receive/boundary.hpp"
 
 #include <cstddef>
 #include <iosfwd>
