@@ -3,25 +3,16 @@
 // The first byte picks the set, the second the size of the output buffer that is offered and the
 // pieces into which the text is cut. What is read is UTF-8, and does not depend on the buffer nor
 // on the pieces; what is written is text in the set.
+#include "fuzz/target.hpp"
 #include "mime/nls/conversion_binding.hpp"
+#include "tests/support/chunked.hpp"
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <iterator>
-#include <memory>
-#include <string>
-#include <string_view>
 
 namespace {
 
 namespace conversion = vellum::conversion;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
+using vellum::test::ExactCopy;
 
 constexpr char const * set_names[] = {
     "UTF-8",        "US-ASCII",    "ISO-8859-1",     "windows-1251", "windows-1255",
@@ -66,26 +57,38 @@ private:
     short terminator_ = 0;
 };
 
-/// `text` translated into a block of `capacity` bytes, or of the component's own.
+/// What a call has put into a block of `capacity` bytes, or into a block of the component's own.
+template <class Call>
+std::string output_of(std::size_t capacity, Call call) {
+    ExactCopy const block(std::string(capacity, '?'));
+    conversion::Result result{};
+    require(call(reinterpret_cast<unsigned char *>(block.begin()), result) == 0);
+    require(result.buffer != nullptr || result.produced <= capacity);
+    char const * const bytes =
+        result.buffer != nullptr ? reinterpret_cast<char const *>(result.buffer) : block.begin();
+    std::string const output(bytes, result.produced);
+    if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
+    return output;
+}
+
+unsigned char const * bytes_of(ExactCopy const & text) {
+    return reinterpret_cast<unsigned char const *>(text.begin());
+}
+
 std::string translated(Session const & to, Session const & from, std::string_view text,
                        std::size_t capacity) {
-    auto const in = std::make_unique<unsigned char[]>(text.size());
-    std::copy(text.begin(), text.end(), in.get());
-    auto const out = std::make_unique<unsigned char[]>(capacity);
+    ExactCopy const in(text);
     unsigned long in_length = text.size();
     conversion::Options const options{conversion::plain_translation, {}};
-    conversion::Result result{};
     std::uintptr_t word = 0;
-    require(Session::entries().qxSTRCpyXlateExt(to.handle(), from.handle(), out.get(), capacity,
-                                                in.get(), &in_length, &options, &word,
-                                                &result) == 0);
-    require(result.buffer != nullptr || result.produced <= capacity);
-    require(result.produced >= to.terminator());
-    auto const * const bytes = result.buffer != nullptr ? result.buffer : out.get();
-    std::string translation(reinterpret_cast<char const *>(bytes), result.produced);
-    if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
+    std::string translation =
+        output_of(capacity, [&](unsigned char * out, conversion::Result & result) {
+            return Session::entries().qxSTRCpyXlateExt(to.handle(), from.handle(), out, capacity,
+                                                       bytes_of(in), &in_length, &options, &word,
+                                                       &result);
+        });
     std::string const end(to.terminator(), '\0');
-    require(translation.compare(translation.size() - end.size(), end.size(), end) == 0);
+    require(translation.ends_with(end));
     translation.resize(translation.size() - end.size());
     return translation;
 }
@@ -98,18 +101,13 @@ std::string in_pieces(Session const & to, Session const & from, std::string_view
     while (!last) {
         seed = seed * 1103515245 + 12345;
         std::size_t const size = std::min(text.size(), (seed >> 16) % (seed % 3 == 0 ? 300 : 5));
-        auto const in = std::make_unique<unsigned char[]>(size);
-        std::copy_n(text.begin(), size, in.get());
+        ExactCopy const in(text.substr(0, size));
         text.remove_prefix(size);
         last = text.empty();
-        unsigned char out[64];
-        conversion::Result result{};
-        require(Session::entries().qxSTRCpyXlatePiece(to.handle(), from.handle(), out, sizeof out,
-                                                      in.get(), size, last, &result) == 0);
-        require(result.buffer != nullptr || result.produced <= sizeof out);
-        auto const * const bytes = result.buffer != nullptr ? result.buffer : out;
-        translation.append(reinterpret_cast<char const *>(bytes), result.produced);
-        if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
+        translation += output_of(64, [&](unsigned char * out, conversion::Result & result) {
+            return Session::entries().qxSTRCpyXlatePiece(to.handle(), from.handle(), out, 64,
+                                                         bytes_of(in), size, last, &result);
+        });
     }
     return translation;
 }
