@@ -3,16 +3,19 @@
 // Input:   four bytes of choices (block size, split size, encoding, how often the body is
 //          repeated), a value up to the first 0xFF, and the body.
 // Asserts: the fragments join to the message that an unsplit run gives; behind the field guard no
-//          value begins a field; the body decodes to what was given.
+//          value begins a field; the body decodes to what was given, and our own reader reads the
+//          bodies of a multipart as they were given.
 #include "fuzz/target.hpp"
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/tokens.hpp"
+#include "mime/note/incoming_note.hpp"
 #include "tests/support/outgoing_notes.hpp"
 #include "tests/support/texts.hpp"
 
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -21,6 +24,7 @@ struct Input {
     std::size_t block_size;
     unsigned int split_size;
     char const * encoding;
+    bool is_multipart;
     std::string value;
     std::string body;
 };
@@ -32,7 +36,12 @@ Input read_input(std::string_view bytes) {
     std::string head(bytes.substr(0, choices));
     head.resize(choices);
     auto const choice = [&head](std::size_t i) { return static_cast<unsigned char>(head[i]); };
-    Input input{choice(0) + 1U, 30720U + 64U * choice(1), encodings[choice(2) % 3], {}, {}};
+    Input input{choice(0) + 1U,
+                30720U + 64U * choice(1),
+                encodings[choice(2) % 3],
+                choice(2) / 3 % 2 == 1,
+                {},
+                {}};
     std::string_view const rest = bytes.substr(head.size() < bytes.size() ? choices : bytes.size());
     std::size_t const value_end = rest.find('\xFF');
     input.value = rest.substr(0, value_end);
@@ -44,56 +53,51 @@ Input read_input(std::string_view bytes) {
     return input;
 }
 
-class Note : public vellum::test::OutputNote {
-public:
-    Note(Input const & input, unsigned int split_size) : input_(input), body_(input.body) {
-        block_size = input.block_size;
-        SetNetworkSplitSize(split_size);
-        SetTextEncoding(input.encoding);
-        SetFieldGuard(1);
-    }
+using vellum::test::DescribedNote;
+using vellum::test::Part;
 
-    std::size_t body_start = 0;
-    std::size_t body_end = 0;
+/// The value wherever it can stand. By choice the body is the only one, or that of three parts.
+Part message_of(Input const & input) {
+    Part message = vellum::test::text_part(input.body);
+    message.property = message.message_id = message.file_name = input.value;
+    message.to = {{input.value, input.value}};
+    if (!input.is_multipart) return message;
+    Part file = vellum::test::binary_part(input.body, input.value);
+    Part nested = vellum::test::message_part(message);
+    message = vellum::test::multipart("mixed", {message, file, nested});
+    for (Part * part : {&message, &message.parts[1], &message.parts[2]}) // a cut may come in any
+        part->With(&Part::message_id, input.value).With(&Part::content_id, input.value);
+    return message.With(&Part::property, input.value).With(&Part::boundary, input.value);
+}
+
+void set_up(DescribedNote & note, Input const & input, unsigned int split_size) {
+    note.block_size = input.block_size;
+    note.SetNetworkSplitSize(split_size);
+    note.SetTextEncoding(input.encoding);
+    note.SetFieldGuard(1);
+}
+
+/// Keeps the bodies that our own reader delivers.
+class BodyReader : public MimeINote {
+public:
+    using MimeINote::MimeINote;
+    std::vector<std::string> bodies;
 
 protected:
-    int Give(char const *& value) const {
-        value = input_.value.c_str();
-        return 1;
+    void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
+        if (data == nullptr) return;
+        body_.str("");
+        *data = &body_;
+        is_open_ = true;
     }
-    int GetProperty(char const *, char const *& value) override { return Give(value); }
-    int Get_Message_Id(char const *& value) override { return Give(value); }
-    int GetFileName(char const *& value) override { return Give(value); }
-    int Get_To(SymToken &, char const *& name, char const *& address) override {
-        bool const first = address == nullptr;
-        Give(address);
-        return first ? Give(name) : 0;
-    }
-    int Get_Date(std::tm &, int &) override { return 1; }
-    int BeginBody(MimeContext & context, std::istream ** body) override {
-        body_start = static_cast<std::size_t>(context.body_start);
-        *body = &body_;
-        return 1;
-    }
-    void EndBody(MimeContext & context) override {
-        body_end = static_cast<std::size_t>(context.body_end);
+    void EndBody(MimeContext &) override {
+        if (std::exchange(is_open_, false)) bodies.push_back(body_.str());
     }
 
 private:
-    Input const & input_;
-    std::istringstream body_;
+    std::ostringstream body_;
+    bool is_open_ = false;
 };
-
-/// Common header and data; a fragment's own header begins at its Subject.
-std::string join(std::vector<std::string> const & messages) {
-    std::string joined = messages[0].substr(0, messages[0].find("\r\nSubject: ") + 2);
-    for (auto const & message : messages) {
-        std::size_t const type = message.find("\r\nContent-Type: message/partial; number=");
-        require(type != std::string::npos);
-        joined += message.substr(message.find("\r\n\r\n", type) + 4);
-    }
-    return joined;
-}
 
 void check_header(std::string_view header) {
     static std::vector<std::string> const names = vellum::test::split(
@@ -129,16 +133,35 @@ std::string decode(std::string encoded, char const * encoding) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
+    vellum::test::FixedClock const clock;
     Input const input = read_input(view_of(data, size));
-    Note whole(input, 0);
+    DescribedNote whole(message_of(input));
+    set_up(whole, input, 0);
+    std::size_t body_start = 0;
+    std::size_t body_end = 0;
+    whole.on_call = [&](std::string_view call, MimeContext * context) {
+        if (context == nullptr || context->part_number != 1) return;
+        if (call.starts_with("BeginBody"))
+            body_start = static_cast<std::size_t>(context->body_start);
+        if (call == "EndBody") body_end = static_cast<std::size_t>(context->body_end);
+    };
     require(whole.Send() == 1 && whole.messages.size() == 1);
     std::string const & message = whole.messages[0];
-    check_header(std::string_view(message).substr(0, whole.body_start - 2));
-    require(decode(message.substr(whole.body_start, whole.body_end - whole.body_start),
-                   input.encoding) == input.body);
+    check_header(std::string_view(message).substr(0, body_start - 2));
+    if (!input.is_multipart) {
+        require(decode(message.substr(body_start, body_end - body_start), input.encoding) ==
+                input.body);
+    } else if (input.encoding != RFC1521::ASCII_8bit) { // where a body can't hold a delimiter
+        std::istringstream in(message);
+        BodyReader reader(in);
+        require(reader.Receive() == MimeINote::Receive_Complete);
+        require(reader.bodies == std::vector<std::string>(3, input.body));
+    }
 
-    Note split(input, input.split_size);
+    DescribedNote split(message_of(input));
+    set_up(split, input, input.split_size);
     require(split.Send() == 1);
-    require((split.messages.size() == 1 ? split.messages[0] : join(split.messages)) == message);
+    std::vector<std::string> const & sent = split.messages;
+    require((sent.size() == 1 ? sent[0] : vellum::test::joined(sent)) == message);
     return 0;
 }

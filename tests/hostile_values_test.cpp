@@ -6,9 +6,8 @@
 // same message with a harmless value, but for the values themselves and for what may be left out.
 #include "mime/nls/charset.hpp"
 #include "mime/note/incoming_note.hpp"
-#include "tests/support/files.hpp"
-#include "tests/support/outgoing_notes.hpp"
-#include "tests/support/texts.hpp"
+#include "tests/support/case_file.hpp"
+#include "tests/support/note_script.hpp"
 
 #include <gtest/gtest.h>
 #ifdef VELLUM_TEST_GMIME
@@ -35,79 +34,15 @@ using namespace vellum::test;
 
 std::string const harmless = "plain";
 
-/// Every sign that means something to a reader, in every surrounding.
+/// Every sign that means something to a reader, and none, in every surrounding.
 std::vector<std::string> hostile_values() {
-    std::vector<std::string> values;
-    std::string_view const signs[] = {",",
-                                      ";",
-                                      ":",
-                                      "<",
-                                      ">",
-                                      "\"",
-                                      "\\",
-                                      "(",
-                                      ")",
-                                      "[",
-                                      "]",
-                                      "@",
-                                      "/",
-                                      "=",
-                                      "?",
-                                      ".",
-                                      "*",
-                                      "'",
-                                      "--",
-                                      " ",
-                                      "\t",
-                                      "\r",
-                                      "\n",
-                                      "\r\n",
-                                      "\r\n ",
-                                      "\r\n\r\n",
-                                      "\n\n",
-                                      "\r\n \r\n",
-                                      "\x1B",
-                                      "\x0B",
-                                      "\x0C",
-                                      "\x1C",
-                                      "\x7F",
-                                      "\x80",
-                                      "\xE4",
-                                      "\xC2\x85",
-                                      "\xE2\x80\xA8",
-                                      "=?",
-                                      "?=",
-                                      "=0A",
-                                      "=?utf-8?Q?x?=",
-                                      "=?utf-8?Q?=0A?=",
-                                      "=?utf-8?Q?=22?=",
-                                      "=?utf-8?B?DQo=?=",
-                                      "=?utf-7?Q?+AAo-?=",
-                                      "=?x?Q?y?=",
-                                      "=?utf-8?Q?a_b?=\r\n =?utf-8?Q?c?=",
-                                      ""};
-    std::string_view const surroundings[] = {"{}",
-                                             "a{}b",
-                                             "evil@x{}",
-                                             "{} <evil@x>, {}",
-                                             "=?x?{} <evil@x>, {}=?x?=",
-                                             "a{}X-Injected: yes",
-                                             "\"{}\"",
-                                             "\"a{}b\"@x",
-                                             "a{}; evil=1",
-                                             "=?utf-8?Q?{}?=",
-                                             "a@{}",
-                                             "a{}\r\n b"};
-    for (std::string_view const sign : signs) {
-        for (std::string_view const surrounding : surroundings) {
-            std::string value(surrounding);
-            for (std::size_t at = 0; (at = value.find("{}", at)) != value.npos; at += sign.size())
-                value.replace(at, 2, sign);
-            values.push_back(value);
-        }
+    auto const sections = sections_of("hostile_values.case");
+    std::vector<std::string> values = split(sections[2].text, '\n');
+    for (std::string const & sign : split(sections[0].text, '\n')) {
+        for (std::string const & surrounding : split(sections[1].text, '\n'))
+            if (!surrounding.empty())
+                values.push_back(replaced(unescaped(surrounding), "{}", unescaped(sign)));
     }
-    for (char const * boundary : {"outer", "oute", "outer--", "outer inner", "MIME MULTIPART BOUN"})
-        values.emplace_back(boundary);
     return values;
 }
 
@@ -137,7 +72,7 @@ Part message_of(std::string const & value) {
     message.parts.push_back(multipart("mixed", {inner}).With(&Part::boundary, "outer"));
     fill(message);
     message.from = message.to = people;
-    message.notification = {value, value};
+    message.notification = {{value, value}};
     message.fields = {{"X-Test", value}};
     return message;
 }

@@ -1,19 +1,19 @@
 """Reads messages with Python's email package and writes down what it sees.
 
 send_roundtrip.py DIR: for each DIR/NAME.eml an outline in DIR/NAME.python, in the form that
-send_roundtrip_test.cpp expects: a line for each field and part, values escaped, bodies as their
-length and CRC. For a fragment, the parameters that make it one.
+send_roundtrip_test.cpp expects: a line for each field and part, values and bodies escaped. For a fragment, the parameters that make it one.
 """
 import email
 import email.policy
 import pathlib
 import sys
-import zlib
+
+
+ESCAPED = [chr(c) if 0x21 <= c <= 0x7E and c != 0x25 else f"%{c:02X}" for c in range(256)]
 
 
 def escape(value):
-    data = value.encode("utf-8", "surrogateescape")
-    return "".join(chr(c) if 0x21 <= c <= 0x7E and c != 0x25 else f"%{c:02X}" for c in data)
+    return "".join(ESCAPED[c] for c in value.encode("utf-8", "surrogateescape"))
 
 
 def addresses(message, name):
@@ -60,7 +60,7 @@ def outline(part, is_message):
         yield from outline(part.get_payload(0), True)
     else:
         body = part.get_payload(decode=True)
-        yield f"body {len(body)} {zlib.crc32(body):08x}"
+        yield "body " + "".join(ESCAPED[c] for c in body)
     yield "end"
 
 

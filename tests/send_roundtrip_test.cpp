@@ -4,14 +4,12 @@
 // reader's calls. The three have to be equal.
 #include "mime/note/incoming_note.hpp"
 #include "tests/support/files.hpp"
-#include "tests/support/outgoing_notes.hpp"
+#include "tests/support/note_script.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -28,17 +26,7 @@ using namespace vellum::test;
 
 // the outline ----------------------------------------------------------------------
 
-std::string escape(std::string_view value) {
-    std::string result;
-    for (char c : value) {
-        char text[4];
-        auto const byte = static_cast<unsigned char>(c);
-        bool const plain = byte > 0x20 && byte < 0x7F && c != '%';
-        std::snprintf(text, sizeof text, plain ? "%c" : "%%%02X", byte);
-        result += text;
-    }
-    return result;
-}
+std::string escape(std::string_view value) { return escaped(value, "% "); }
 
 /// A line for each field, sorted by the kind of field.
 class HeaderOutline {
@@ -62,17 +50,7 @@ private:
     std::vector<std::pair<std::string, std::string>> lines_;
 };
 
-std::string summary(std::string_view body) {
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (char c : body) {
-        crc ^= static_cast<unsigned char>(c);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
-    }
-    char text[40];
-    std::snprintf(text, sizeof text, "body %zu %08x\n", body.size(), ~crc);
-    return text;
-}
+std::string summary(std::string_view body) { return "body " + escape(body) + "\n"; }
 
 std::string in_brackets(std::string const & name) {
     std::string text = "<";
@@ -93,8 +71,8 @@ std::string outline_of(Part const & part, bool is_message, bool latin) {
         if (part.subject) header.Add("subject", decoded(part.subject));
         for (auto const & [kind, list] :
              {std::pair{"from", &part.from}, {"to", &part.to}, {"cc", &part.cc}}) {
-            for (auto const & [name, address] : *list)
-                header.AddAddress(kind, decoded(name), address.value_or(""));
+            for (Part::Address const & entry : *list)
+                header.AddAddress(kind, decoded(entry.name), entry.address.value_or(""));
         }
         for (auto const & [name, value] : part.fields)
             header.Add(name, decoded(value));
@@ -183,7 +161,7 @@ void add_texts(std::vector<Sample> & samples) {
 
 void add_bodies(std::vector<Sample> & samples) {
     char const * const encodings[] = {"base64", "quoted-printable"};
-    for (std::size_t const size : {0, 1, 2, 56, 57, 58, 2047, 2048, 2049, 3000000}) {
+    for (std::size_t const size : {0, 1, 2, 56, 57, 58, 2047, 2048, 2049, 100000}) {
         std::string const name = "size" + std::to_string(size);
         Part const message = multipart("mixed", {binary_part(random_bytes(size)), text_part("")});
         samples.push_back(sample(name + "binary", message));
@@ -380,7 +358,7 @@ private:
 TEST(RoundTrip, TheReaderReadsWhatIsWritten) {
     for (auto const & sample : samples()) {
         for (std::size_t const block_size : {4096, 13}) {
-            if (block_size == 13 && sample.name.starts_with("size3000000")) continue;
+            if (block_size == 13 && sample.name.starts_with("size100000")) continue;
             std::istringstream in(write(sample, block_size).front());
             OutlineNote note(in);
             EXPECT_EQ(note.Receive(), MimeINote::Receive_Complete);

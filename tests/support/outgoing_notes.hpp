@@ -1,4 +1,4 @@
-// tests/support/outgoing_notes.hpp - notes for the tests of writing
+// tests/support/outgoing_notes.hpp - a note whose answers are data, for the tests of writing
 #pragma once
 
 #include "mime/foundation/tokens.hpp"
@@ -8,13 +8,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+#include <functional>
 #include <istream>
 #include <list>
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,96 +40,16 @@ private:
 
 inline std::string const fixed_time = std::to_string(FixedClock::seconds);
 
-/// A message as it stands in a test: each line end becomes CR LF, each "{T}" the fixed time.
-inline std::string wire(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\n') result += '\r';
-        bool const time = text.substr(i, 3) == "{T}";
-        result += time ? fixed_time : std::string(1, text[i]);
-        if (time) i += 2;
-    }
-    return result;
-}
-
-/// Lends blocks of exactly their size from the heap, one for each question, and takes each back
-/// once. The physical messages are collected.
-class OutputNote : public MimeONote {
-public:
-    std::size_t block_size = 4096;
-    long blocks_to_lend = -1; ///< -1 for no limit; then it lends no more
-    long lent = 0;
-    std::size_t most_held = 0; ///< bytes lent at one time
-    std::vector<std::string> messages;
-    std::string calls; ///< B and E for BeginOutput and EndOutput, G and P for the blocks
-
-    std::string SendWhole() {
-        messages.clear();
-        if (Send() != 1) return "Send failed";
-        return messages.size() == 1 ? messages.front() : "more than one message";
-    }
-    bool AllReturned() const { return blocks_.empty() && !open_; }
-
-    /// Ready for another Send after one that an exception left.
-    virtual void Rewind() {
-        blocks_.clear();
-        messages.clear();
-        open_ = false;
-    }
-
-    using MimeONote::FlushOutputBuffers;
-
-protected:
-    void BeginOutput() override {
-        Check(!std::exchange(open_, true), "BeginOutput within a message");
-        calls += 'B';
-        messages.emplace_back();
-    }
-    void EndOutput() override {
-        Check(std::exchange(open_, false), "EndOutput without a message");
-        calls += 'E';
-    }
-    void GetOutputBuffer(Buffer & block) override {
-        Check(block.address == nullptr && block.capacity == 0 && block.filled == 0 &&
-                  block.cookie == nullptr,
-              "the record isn't clear");
-        calls += 'G';
-        if (lent == blocks_to_lend) return;
-        ++lent;
-        auto memory = std::make_unique<unsigned char[]>(block_size);
-        block.address = memory.get();
-        block.capacity = block_size;
-        block.cookie = this;
-        blocks_.emplace(block.address, std::move(memory));
-        most_held = std::max(most_held, blocks_.size() * block_size);
-    }
-    void PutOutputBuffer(Buffer & block) override {
-        calls += 'P';
-        auto const at = blocks_.find(block.address);
-        Check(at != blocks_.end(), "this block isn't lent");
-        Check(open_, "PutOutputBuffer outside of a message");
-        Check(block.filled <= block.capacity && block.capacity == block_size, "block size");
-        Check(block.cookie == this, "the cookie is lost");
-        messages.back().append(reinterpret_cast<char *>(block.address), block.filled);
-        blocks_.erase(at);
-    }
-
-private:
-    static void Check(bool holds, char const * what) {
-        if (!holds) throw std::logic_error(what);
-    }
-
-    std::map<unsigned char *, std::unique_ptr<unsigned char[]>> blocks_;
-    bool open_ = false;
-};
-
 /// A part, and if it stands in the place of a message, its fields. What is unset isn't answered.
 struct Part {
     using Text = std::optional<std::string>;
     struct Address {
         Text name;
         Text address;
+        Text moved = {}; ///< the token that the entry is moved to
     };
+    using Addresses = std::vector<Address>;
+    using Fields = std::vector<std::pair<std::string, std::string>>;
 
     Text type;
     Text subtype;
@@ -137,22 +59,33 @@ struct Part {
     Text content_id;
     Text description;
     Text disposition;
+    Text disposition_name;
     std::vector<Part> parts; ///< of a multipart; or one, the nested message
-    std::vector<Address> from;
-    std::vector<Address> to;
-    std::vector<Address> cc;
-    std::optional<Address> notification; ///< Disposition-notification-to
+    Addresses sender, from, reply_to, to, cc, bcc;
+    Addresses notification; ///< Disposition-notification-to; one entry counts
     Text subject;
     Text message_id;
-    Text property; ///< the answer to GetProperty, whatever it is asked for
-    std::vector<std::pair<std::string, std::string>> fields;
-    std::vector<std::pair<std::string, std::string>> last_fields; ///< sent from EndHeader
+    Text property;   ///< the answer to GetProperty, whatever it is asked for
+    int result = -1; ///< of every getter of a text; below 0: whether there is a text
+    Fields fields;
+    Fields last_fields; ///< sent from EndHeader
 
     Part & With(Text Part::*field, std::string value) {
         this->*field = std::move(value);
         return *this;
     }
 };
+
+/// The entries for a field of addresses.
+inline Part::Addresses Part::*addresses_of(std::string_view field) {
+    std::pair<std::string_view, Part::Addresses Part::*> const lists[] = {
+        {"Sender", &Part::sender}, {"From", &Part::from}, {"Reply-To", &Part::reply_to},
+        {"To", &Part::to},         {"cc", &Part::cc},     {"bcc", &Part::bcc},
+    };
+    for (auto const & [name, list] : lists)
+        if (name == field) return list;
+    return &Part::notification;
+}
 
 inline Part part_of(std::string type, std::string subtype, Part::Text body = {}) {
     Part part;
@@ -184,132 +117,294 @@ inline Part message_part(Part message) {
     return part;
 }
 
-/// Answers from a description, with a cursor that BeginPart and EndPart move.
-class DescribedNote : public OutputNote {
+/// Answers from a description, with a cursor that BeginPart and EndPart move. Lends blocks of
+/// exactly their size from the heap, one for each question, and takes each back once. Checks what
+/// every call has to find, and throws where it doesn't.
+class DescribedNote : public MimeONote {
 public:
-    explicit DescribedNote(Part message) : message_(std::move(message)) {}
+    explicit DescribedNote(Part message = {}) : answers(std::move(message)) {}
 
-    /// All texts are given in one buffer, which each getter overwrites and frees.
-    bool one_buffer = false;
+    Part answers;
+    bool is_dated = true;            ///< else the present time is written
+    bool one_buffer = false;         ///< texts are given in a buffer that each getter frees
+    std::istream * stream = nullptr; ///< for all bodies, in place of the description's
+    std::size_t piece_size = 0;      ///< of a body, for each question; 0 for all at once
+    std::size_t block_size = 4096;
+    long blocks_to_lend = -1; ///< -1 for no limit; then it lends no more
 
-    void Rewind() override {
-        OutputNote::Rewind();
-        path_.clear();
-        entry_ = 0;
+    /// Called at the begin of each call of the engine with its name, and where it has one with its
+    /// context. "Read" is a question for more of a body.
+    std::function<void(std::string_view call, MimeContext * context)> on_call;
+
+    std::vector<std::string> messages; ///< the physical messages
+    long lent = 0;
+    std::size_t most_held = 0; ///< bytes lent at one time
+    std::string calls;         ///< B and E for BeginOutput and EndOutput, G and P for the blocks
+    int open_parts = 0;
+    int open_bodies = 0;
+
+    std::string SendWhole() {
+        messages.clear();
+        if (Send() != 1) return "Send failed";
+        return messages.size() == 1 ? messages.front() : "more than one message";
     }
+    bool AllReturned() const { return blocks_.empty() && !open_; }
+
+    /// Ready for another Send after one that an exception left.
+    void Rewind() {
+        blocks_.clear();
+        messages.clear();
+        path_.clear();
+        asked_ = nullptr;
+        open_ = false;
+        open_parts = open_bodies = 0;
+    }
+
+    using MimeONote::FlushOutputBuffers;
 
 protected:
-    int BeginPart(MimeContext &) override {
-        if (path_.empty()) {
-            path_.push_back({&message_, 0});
-            return 1;
-        }
-        Level & around = path_.back();
-        if (around.next == around.part->parts.size()) return 0;
-        path_.push_back({&around.part->parts[around.next++], 0});
+    int BeginPart(MimeContext & context) override {
+        Call("BeginPart", &context);
+        bool const is_first = path_.empty();
+        if (!is_first && path_.back().next == path_.back().part->parts.size()) return 0;
+        Part const & next = is_first ? answers : path_.back().part->parts[path_.back().next++];
+        path_.push_back({&next, 0});
+        ++open_parts;
         return 1;
     }
-    void EndPart(MimeContext &) override { path_.pop_back(); }
-    void EndHeader(MimeContext &) override { SendAll(part().last_fields); }
-
-    int BeginBody(MimeContext &, std::istream ** body) override {
-        if (body == nullptr || !part().body) return 0;
-        path_.back().body = std::make_unique<std::istringstream>(*part().body);
-        *body = path_.back().body.get();
+    void EndPart(MimeContext & context) override {
+        Call("EndPart", &context);
+        --open_parts;
+        path_.pop_back();
+    }
+    int BeginHeader(MimeContext & context) override {
+        Call("BeginHeader", &context);
+        return 0;
+    }
+    void EndHeader(MimeContext & context) override {
+        Call("EndHeader", &context);
+        SendAll(part().last_fields);
+    }
+    int BeginBody(MimeContext & context, std::istream ** body) override {
+        Call(body == nullptr ? "BeginBody(null)" : "BeginBody", &context);
+        ++open_bodies;
+        if (body == nullptr || (!part().body && stream == nullptr)) return 0;
+        path_.back().body = std::make_unique<Body>(*this, part().body.value_or(""));
+        *body = stream != nullptr ? stream : &path_.back().body->stream;
         return 1;
     }
-    void EndBody(MimeContext &) override { path_.back().body.reset(); }
+    void EndBody(MimeContext & context) override {
+        Call("EndBody", &context);
+        --open_bodies;
+        path_.back().body.reset();
+    }
 
     int Get_Content_Type(SymToken & type, SymToken & subtype) override {
+        Call("Type");
         if (part().type) type = part().type->c_str();
         if (part().subtype) subtype = part().subtype->c_str();
         return 1;
     }
-    int Get_Content_Disposition(SymToken & disposition, char const *&) override {
+    int Get_Content_Disposition(SymToken & disposition, char const *& name) override {
         if (part().disposition) disposition = part().disposition->c_str();
-        return 0;
+        return Give("Disposition", part().disposition_name, name);
     }
     int Get_From(SymToken & field, char const *& name, char const *& address) override {
-        return field == RFC822::From && Next(part().from, name, address);
+        return Next(field, name, address);
     }
     int Get_To(SymToken & field, char const *& name, char const *& address) override {
-        if (field == RFC822::To) return Next(part().to, name, address);
-        return field == RFC822::cc && Next(part().cc, name, address);
+        return Next(field, name, address);
     }
     int Get_Disposition_notification_to(char const *& name, char const *& address) override {
-        Forget();
-        if (!part().notification) return 0;
-        Lend(part().notification->name, name);
-        Lend(part().notification->address, address);
-        return 1;
+        SymToken field(MDN::Disposition_notification_to);
+        return Next(field, name, address);
     }
-    int GetProperty(char const *, char const *& value) override {
-        return Give(part().property, value);
+    int Get_Date(std::tm & when, int & offset) override {
+        Call("Date");
+        Check(offset == 0, "an offset before the call");
+        when.tm_year = 98;
+        when.tm_mon = 1;
+        when.tm_mday = 10;
+        when.tm_hour = 8;
+        when.tm_wday = 2;
+        return is_dated;
     }
-    int Get_Subject(char const *& value) override { return Give(part().subject, value); }
-    int Get_Message_Id(char const *& value) override { return Give(part().message_id, value); }
-    int Get_Content_Id(char const *& value) override { return Give(part().content_id, value); }
-    int Get_Content_Description(char const *& value) override {
-        return Give(part().description, value);
+    int GetProperty(char const * name, char const *& value) override {
+        Part::Text const none;
+        bool const is_subject = name == std::string_view("Subject");
+        bool const is_id = name == std::string_view("Content-Id");
+        bool const is_description = name == std::string_view("Content-Description");
+        Part::Text const & own = is_subject       ? part().subject
+                                 : is_id          ? part().content_id
+                                 : is_description ? part().description
+                                                  : none;
+        return Give(name, own ? own : part().property, value);
     }
-    int GetFileName(char const *& value) override { return Give(part().file_name, value); }
-    int GetBoundary(char const *& value) override { return Give(part().boundary, value); }
+    int Get_Message_Id(char const *& value) override {
+        return Give("Message-Id", part().message_id, value);
+    }
+    int GetFileName(char const *& value) override {
+        return Give("FileName", part().file_name, value);
+    }
+    int GetBoundary(char const *& value) override {
+        return Give("Boundary", part().boundary, value);
+    }
     void PutXFields() override {
-        if (path_.back().fields_sent) return;
-        path_.back().fields_sent = true;
-        SendAll(part().fields);
+        Call("PutXFields");
+        if (!std::exchange(path_.back().fields_sent, true)) SendAll(part().fields);
     }
 
-    /// The part in hand; the message when no part is (the last fragment asks for its id then).
-    Part const & part() const { return path_.empty() ? message_ : *path_.back().part; }
+    void BeginOutput() override {
+        Call("BeginOutput");
+        Check(!std::exchange(open_, true), "BeginOutput within a message");
+        calls += 'B';
+        messages.emplace_back();
+    }
+    void EndOutput() override {
+        Call("EndOutput");
+        Check(std::exchange(open_, false), "EndOutput without a message");
+        calls += 'E';
+    }
+    void GetOutputBuffer(Buffer & block) override {
+        Call("GetOutputBuffer");
+        Check(block.address == nullptr && block.capacity == 0 && block.filled == 0 &&
+                  block.cookie == nullptr,
+              "the record isn't clear");
+        calls += 'G';
+        if (lent == blocks_to_lend) return;
+        ++lent;
+        auto memory = std::make_unique<unsigned char[]>(block_size);
+        block.address = memory.get();
+        block.capacity = block_size;
+        block.cookie = this;
+        blocks_.emplace(block.address, std::move(memory));
+        most_held = std::max(most_held, blocks_.size() * block_size);
+    }
+    void PutOutputBuffer(Buffer & block) override {
+        Call("PutOutputBuffer");
+        calls += 'P';
+        auto const at = blocks_.find(block.address);
+        Check(at != blocks_.end(), "this block isn't lent");
+        Check(open_, "PutOutputBuffer outside of a message");
+        Check(block.filled <= block.capacity && block.capacity == block_size, "block size");
+        Check(block.cookie == this, "the cookie is lost");
+        messages.back().append(reinterpret_cast<char *>(block.address), block.filled);
+        blocks_.erase(at);
+    }
 
 private:
+    /// A body that tells when it is asked for more.
+    struct Body : std::streambuf {
+        Body(DescribedNote & asked, std::string bytes) : note(asked), text(std::move(bytes)) {}
+
+        int_type underflow() override {
+            note.Call("Read");
+            char * const from = egptr() == nullptr ? text.data() : egptr();
+            std::size_t const left = text.size() - static_cast<std::size_t>(from - text.data());
+            std::size_t const most = note.piece_size == 0 ? left : note.piece_size;
+            setg(from, from, from + std::min(left, most));
+            return left == 0 ? traits_type::eof() : traits_type::to_int_type(*from);
+        }
+
+        DescribedNote & note;
+        std::string text;
+        std::istream stream{this};
+    };
+
     struct Level {
         Part const * part;
         std::size_t next;
         bool fields_sent = false;
-        std::unique_ptr<std::istringstream> body = nullptr;
+        std::unique_ptr<Body> body = nullptr;
     };
+
+    static void Check(bool holds, char const * what) {
+        if (!holds) throw std::logic_error(what);
+    }
+    void Call(char const * name, MimeContext * context = nullptr) {
+        if (on_call) on_call(name, context);
+    }
+
+    /// The part in hand; the message when no part is (the last fragment asks for its id then).
+    Part const & part() const { return path_.empty() ? answers : *path_.back().part; }
 
     void Forget() {
         for (auto & text : lent_)
             std::fill(text.begin(), text.end(), '#');
         lent_.clear();
     }
-    void Lend(Part::Text const & text, char const *& value) {
-        value = text ? Lent(*text) : nullptr;
+    char const * Lent(Part::Text const & text) {
+        if (!text || !one_buffer) return text ? text->c_str() : nullptr;
+        return lent_.emplace_back(text->c_str(), text->c_str() + text->size() + 1).data();
     }
-    char const * Lent(std::string const & text) {
-        if (!one_buffer) return text.c_str();
-        return lent_.emplace_back(text.c_str(), text.c_str() + text.size() + 1).data();
-    }
-    int Give(Part::Text const & text, char const *& value) {
+    int Give(char const * name, Part::Text const & text, char const *& value) {
+        Call(name);
+        Check(value == nullptr, "a value before the call");
         Forget();
-        Lend(text, value);
-        return text ? 1 : 0;
+        value = Lent(text);
+        return part().result < 0 ? text.has_value() : part().result;
     }
-    void SendAll(std::vector<std::pair<std::string, std::string>> const & fields) {
+    void SendAll(Part::Fields const & fields) {
         for (auto const & [name, value] : fields) {
             Forget();
             SendField(Lent(name), Lent(value));
         }
     }
-    int Next(std::vector<Part::Address> const & list, char const *& name, char const *& address) {
+    int Next(SymToken & field, char const *& name, char const *& address) {
+        Call(field);
+        char const * const asked = field;
+        if (std::exchange(asked_, asked) != asked) entry_ = 0;
+        bool const is_first = entry_ == 0;
+        Check(name == (is_first ? nullptr : name_) && address == (is_first ? nullptr : address_),
+              "name and address aren't as they were left");
+        Part::Addresses const & list = part().*addresses_of(asked);
         if (entry_ == list.size()) {
-            entry_ = 0;
+            asked_ = nullptr;
             return 0;
         }
         Forget();
         Part::Address const & entry = list[entry_++];
-        Lend(entry.name, name);
-        Lend(entry.address, address);
+        if (entry.moved) field = entry.moved->c_str();
+        name_ = name = Lent(entry.name);
+        address_ = address = Lent(entry.address);
         return 1;
     }
 
-    Part const message_;
+    std::map<unsigned char *, std::unique_ptr<unsigned char[]>> blocks_;
+    bool open_ = false;
     std::list<std::vector<char>> lent_;
     std::vector<Level> path_;
+    char const * asked_ = nullptr; ///< the field of the series of addresses, and its place
     std::size_t entry_ = 0;
+    char const * name_ = nullptr;
+    char const * address_ = nullptr;
 };
+
+/// Checks that `messages` are the fragments of one message, with an id of their own, numbered,
+/// and cut behind a line where they have a line end; and returns what they join to.
+inline std::string joined(std::vector<std::string> const & messages) {
+    // A fragment's own fields begin with its subject, and in the first fragment the message's do.
+    std::string const common = messages[0].substr(0, messages[0].find("\r\nSubject: ") + 2);
+    std::string result = common;
+    std::string id;
+    for (std::size_t i = 1; i <= messages.size(); ++i) {
+        std::string const & message = messages[i - 1];
+        bool const is_last = i == messages.size();
+        std::string const number = std::to_string(i);
+        std::string const type = "\r\nContent-Type: message/partial; number=" + number +
+                                 (is_last ? "; total=" + number : "") + ";\r\n    id=";
+        std::size_t const at = message.find(type);
+        if (at == message.npos || !message.starts_with(common)) return "no fragment " + number;
+        std::size_t const id_at = at + type.size();
+        std::size_t const end = message.find("\r\n\r\n", id_at);
+        std::string const own_id = message.substr(id_at, end - id_at);
+        if (std::exchange(id, own_id) != own_id && i > 1) return "another id " + own_id;
+        std::string const data = message.substr(end + 4);
+        if (!is_last && data.find("\r\n") != data.npos && !data.ends_with("\r\n"))
+            return "a cut in a line behind fragment " + number;
+        result += data;
+    }
+    return result;
+}
 
 } // namespace vellum::test

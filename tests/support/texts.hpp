@@ -15,6 +15,13 @@ inline std::string repeated(std::string_view text, std::size_t times) {
     return result;
 }
 
+/// `text` with `value` in each place of `name`.
+inline std::string replaced(std::string text, std::string_view name, std::string_view value) {
+    for (std::size_t at = 0; (at = text.find(name, at)) != text.npos; at += value.size())
+        text.replace(at, name.size(), value);
+    return text;
+}
+
 inline std::vector<std::string> split(std::string_view list, char separator) {
     std::vector<std::string> pieces;
     for (std::size_t at = 0; at <= list.size(); at += pieces.back().size() + 1)

@@ -1,0 +1,146 @@
+// tests/support/note_script.hpp - outgoing notes written down as text, and what they send
+//
+// A script has a line "KEY: VALUE" for each answer and each setting. "- " in front of a line begins
+// a part of the multipart (or the message in the message/rfc822) around it, and two blanks more
+// stand in front of each line within. "%0D" is a byte, in values and in what is shown.
+//
+//     Type: multipart/mixed
+//     To: The Annex <annex@x>        a name, an address, or both
+//     To>X-To: <annex@x>             moved to another field
+//     X-Own: sent from PutXFields
+//     last X-Own: sent from EndHeader
+//     - Type: text/plain
+//       Body: Hello%0D%0A
+#pragma once
+
+#include "tests/support/outgoing_notes.hpp"
+#include "tests/support/texts.hpp"
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vellum::test {
+
+inline std::string unescaped(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const is_escape = text[i] == '%';
+        result +=
+            is_escape
+                ? static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16))
+                : text[i];
+        if (is_escape) i += 2;
+    }
+    return result;
+}
+
+inline std::string escaped(std::string_view text, std::string_view also = "%") {
+    std::string result;
+    for (char const c : text) {
+        char code[4];
+        bool const is_plain = c >= ' ' && c <= '~' && also.find(c) == also.npos;
+        std::snprintf(code, sizeof code, is_plain ? "%c" : "%%%02X", static_cast<unsigned char>(c));
+        result += code;
+    }
+    return result;
+}
+
+/// A message as it stands in a case: a line for each line, "%" at the end of what lacks a line end,
+/// "{T}" for the fixed time.
+inline std::string shown(std::string const & message) {
+    std::string result;
+    for (std::size_t at = 0, end; at < message.size(); at = end + 2) {
+        end = std::min(message.find("\r\n", at), message.size());
+        std::string line = escaped(message.substr(at, end - at));
+        if (line.ends_with(' ')) line.replace(line.size() - 1, 1, "%20");
+        result += replaced(line, fixed_time, "{T}") + (end == message.size() ? "%\n" : "\n");
+    }
+    return result;
+}
+
+/// `size` bytes of lines.
+inline std::string lines(std::size_t size, std::size_t line_length,
+                         std::string_view line_end = "\r\n") {
+    std::string text;
+    for (std::size_t i = 0; text.size() < size; ++i)
+        text += std::string(line_length, static_cast<char>('a' + i % 26)).append(line_end);
+    text.resize(size);
+    return text;
+}
+
+struct NoteScript {
+    Part message;
+    std::map<std::string, std::string> settings; ///< the lines whose key is none of a part's
+};
+
+inline Part::Address address_of(std::string const & text) {
+    std::size_t const at = text.find('<');
+    if (at == text.npos) return {text, {}};
+    Part::Address entry{{}, text.substr(at + 1, text.size() - at - 2)};
+    if (at > 0) entry.name = text.substr(0, at - 1);
+    return entry;
+}
+
+/// Whether `part` has such a key.
+inline bool set(Part & part, std::string const & key, std::string const & value) {
+    static std::map<std::string, Part::Text Part::*> const texts = {
+        {"Body", &Part::body},
+        {"Boundary", &Part::boundary},
+        {"Content-Id", &Part::content_id},
+        {"Description", &Part::description},
+        {"Disposition", &Part::disposition},
+        {"Disposition-Name", &Part::disposition_name},
+        {"File", &Part::file_name},
+        {"Message-Id", &Part::message_id},
+        {"Property", &Part::property},
+        {"Subject", &Part::subject},
+    };
+    std::size_t const moved = key.find('>');
+    if (auto const text = texts.find(key); text != texts.end()) {
+        part.*text->second = value;
+    } else if (key == "Type") {
+        std::size_t const slash = value.find('/');
+        if (slash != 0) part.type = value.substr(0, slash);
+        if (slash != value.npos) part.subtype = value.substr(slash + 1);
+    } else if (key == "Lines") {
+        part.body = lines(std::stoul(value), 70);
+    } else if (key == "Result") {
+        part.result = std::stoi(value);
+    } else if (auto const list = addresses_of(key.substr(0, moved));
+               list != &Part::notification || key == "Notify") {
+        (part.*list).push_back(address_of(value));
+        if (moved != key.npos) (part.*list).back().moved = key.substr(moved + 1);
+    } else if (key.starts_with("last ")) {
+        part.last_fields.emplace_back(key.substr(5), value);
+    } else if (key.empty() || key[0] == 'X') {
+        part.fields.emplace_back(key, value);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+inline NoteScript read_script(std::string_view text) {
+    NoteScript script;
+    std::vector<Part *> path{&script.message};
+    for (std::string const & line : split(text, '\n')) {
+        if (line.empty() || line[0] == '#') continue;
+        std::size_t const begin = line.find_first_not_of(" -");
+        path.resize(line.find('-') < begin ? begin / 2 : begin / 2 + 1);
+        if (path.size() == begin / 2) {
+            path.back()->parts.emplace_back();
+            path.push_back(&path.back()->parts.back());
+        }
+        std::size_t const colon = line.find(':', begin);
+        std::string const key = unescaped(line.substr(begin, colon - begin));
+        std::string const value = unescaped(line.substr(std::min(colon + 2, line.size())));
+        if (!set(*path.back(), key, value)) script.settings[key] = value;
+    }
+    return script;
+}
+
+} // namespace vellum::test
