@@ -400,6 +400,11 @@ void MimeLine::Boundary_Init(char const * boundary) {
 }
 
 /// Whether the innermost level has a delimiter.
+bool MimeLine::Boundary_is_outer() const {
+    return !at_end_flag && boundary_current.kind != Boundary_Not &&
+           boundary_current.depth < levels_->depth();
+}
+
 bool MimeLine::Boundary_has_text() const {
     return levels_->top() != nullptr && !levels_->top()->text.empty();
 }

@@ -30,6 +30,7 @@ class TiStreamLite;
 class iSimpleStream;
 
 namespace vellum {
+class BoundaryStack;
 class LineBuffer;
 struct ReadingRules;
 } // namespace vellum
@@ -96,10 +97,7 @@ protected:
         return at_end_flag || boundary_current.kind == vellum::Boundary_Close;
     }
     /// The current line is the delimiter of a level around the innermost one.
-    bool Boundary_is_outer() const {
-        return !at_end_flag && boundary_current.kind != vellum::Boundary_Not &&
-               boundary_current.depth < levels_->depth();
-    }
+    bool Boundary_is_outer() const;
     /// The header that was read last ended in front of a delimiter.
     bool Boundary_follows() const { return boundary_next.kind != vellum::Boundary_Not; }
     /// What the current line is doesn't count for what is read next.
