@@ -7,6 +7,7 @@
 #include "mime/header/field_parsers.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/note/position.hpp"
+#include "mime/receive/boundary_stack.hpp"
 #include "mime/receive/field_list.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
