@@ -24,7 +24,7 @@ HeaderRun::~HeaderRun() { delete translator_cache; } // its destructor takes the
 
 std::optional<std::string> HeaderRun::client_text(std::string_view text) {
     if (!rules->eight_bit_text_guessed || factories == nullptr) return std::nullopt;
-    if (utf_8::ascii_length(text) == text.size()) return std::nullopt;
+    if (utf_8::is_ascii(text)) return std::nullopt;
     std::string result = guessed_text(text, translators());
     if (result == text) return std::nullopt;
     return result;

@@ -46,13 +46,30 @@ std::size_t matched_length(std::string_view text, Lead const & lead) {
 
 } // namespace
 
-std::size_t ascii_length(std::string_view text) noexcept {
+bool is_ascii(std::string_view text) noexcept {
     constexpr std::uint64_t high_bits = 0x8080808080808080U;
-    std::size_t n = 0;
-    for (std::uint64_t words[4]; text.size() - n >= sizeof words; n += sizeof words) {
-        std::memcpy(words, text.data() + n, sizeof words);
-        if (((words[0] | words[1] | words[2] | words[3]) & high_bits) != 0) break;
+    auto const word_at = [&](std::size_t at) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + at, sizeof word);
+        return word;
+    };
+    std::uint64_t bits = 0;
+    if (text.size() < sizeof bits) {
+        for (char const c : text)
+            bits |= byte(c);
+        return bits < 0x80;
     }
+    std::size_t n = 0;
+    for (std::size_t const last = text.size() - sizeof bits; n < last; n += sizeof bits)
+        bits |= word_at(n);
+    return ((bits | word_at(text.size() - sizeof bits)) & high_bits) == 0;
+}
+
+std::size_t ascii_length(std::string_view text) noexcept {
+    constexpr std::size_t block = 64;
+    std::size_t n = 0;
+    while (text.size() - n >= block && is_ascii(text.substr(n, block)))
+        n += block;
     while (n < text.size() && byte(text[n]) < 0x80)
         ++n;
     return n;

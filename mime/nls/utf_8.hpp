@@ -12,6 +12,9 @@ inline constexpr unsigned long code_page = 65001;
 /// U+FFFD, which stands for bytes that are no character.
 inline constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
+/// Whether `text` has no byte beyond US-ASCII.
+bool is_ascii(std::string_view text) noexcept;
+
 /// The length of the start of `text` that has no byte beyond US-ASCII.
 std::size_t ascii_length(std::string_view text) noexcept;
 

@@ -148,10 +148,14 @@ void MimeReceiver::deliver(MimeContext const & context, std::ostream & data) {
                     : is_ascii                                 ? TextWatch::Set::us_ascii
                     : body_charset->Preferred() == &NLS::UTF_8 ? TextWatch::Set::utf_8
                                                                : TextWatch::Set::any);
-    bool const shows_bad_text = is_text && translator && !watch.is_on() && available.is_for_utf_8();
+    using Look = vellum::WatchedOutput::Look;
+    Look const look = !translator ? Look::at_text
+                      : is_text && !watch.is_on() && available.is_for_utf_8()
+                          ? Look::for_replacement
+                          : Look::nowhere;
 
     Block out_block;
-    vellum::WatchedOutput out(out_block.data(), size_of(out_block), data, shows_bad_text);
+    vellum::WatchedOutput out(out_block.data(), size_of(out_block), data, look, watch);
     Block stage_block;
     ioSimpleStream stage(stage_block.data(), size_of(stage_block), 0); // outlives the decoder
     BodyDecoder decoder(transfer_encoding,
@@ -181,15 +185,10 @@ void MimeReceiver::tell_of_body(MimeContext const & context, MimeDefect what) {
 void MimeReceiver::deliver_lines(std::ostream & data, oSimpleStream & out, ioSimpleStream & stage,
                                  BodyDecoder & decoder, vellum::TextWatch & watch,
                                  NLS_Translator * translator) {
-    bool const needs_stage = translator != nullptr || watch.is_on();
     auto const pass_stage = [&] {
         stage.rewind();
         watch.take({stage.str(), stage.iBufCnt()});
-        if (translator != nullptr) {
-            translator->CharSet_to_CodePage(&stage, &out);
-        } else {
-            out << static_cast<iSimpleStream &>(stage);
-        }
+        translator->CharSet_to_CodePage(&stage, &out);
         stage.reInit();
     };
     For_each_text([&](std::string_view text) {
@@ -201,7 +200,7 @@ void MimeReceiver::deliver_lines(std::ostream & data, oSimpleStream & out, ioSim
             }
             TextStream source(text);
             translator->CharSet_to_CodePage(&source, &out);
-        } else if (!needs_stage) {
+        } else if (translator == nullptr) {
             decoder.decode(text, out);
         } else {
             decoder.decode(text, stage);

@@ -59,7 +59,7 @@ bool FieldList::is(char const * token) const {
 void FieldList::Dispatch(MimeReceiver * receiver) {
     HeaderRun & run = run_of(*receiver);
     std::string_view const text(line);
-    if (utf_8::ascii_length(text) == text.size()) return call_parser(receiver);
+    if (utf_8::is_ascii(text)) return call_parser(receiver);
     run.tell(Defect_EightBitField);
     std::optional<std::string> translated = run.client_text(text);
     FieldList field;

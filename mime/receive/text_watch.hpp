@@ -22,8 +22,7 @@ public:
     bool is_on() const { return set_ != Set::any; }
     void take(std::string_view text) {
         if (set_ == Set::utf_8) utf_8_.take(text, nullptr);
-        if (set_ == Set::us_ascii && !has_8bit_)
-            has_8bit_ = utf_8::ascii_length(text) < text.size();
+        if (set_ == Set::us_ascii && !has_8bit_) has_8bit_ = !utf_8::is_ascii(text);
     }
     /// At the end of the text. There were bytes that are no text of the set.
     bool has_bad() {
@@ -37,22 +36,26 @@ private:
     Utf8Repair utf_8_;
 };
 
-/// A stream to the client that looks for U+FFFD in UTF-8, which stands where a translator has met
-/// bytes that are no text of their set.
+/// A stream to the client that looks at what goes by: at text that needs no translator, or for
+/// U+FFFD, which stands where a translator into UTF-8 has met bytes that are no text of their set.
 class WatchedOutput : public oSimpleStream {
 public:
-    WatchedOutput(char * buffer, int size, std::ostream & sink, bool is_watched)
-        : oSimpleStream(buffer, size, &sink), is_watched_(is_watched) {}
+    enum class Look { nowhere, at_text, for_replacement };
+
+    WatchedOutput(char * buffer, int size, std::ostream & sink, Look look, TextWatch & watch)
+        : oSimpleStream(buffer, size, &sink), look_(look), watch_(watch) {}
 
     void Overflow(unsigned int request) override {
         // All that is pending goes to the sink now.
-        if (is_watched_ && !has_replacement_) look({str(), pending()});
+        std::string_view const text(str(), pending());
+        if (look_ == Look::at_text) watch_.take(text);
+        if (look_ == Look::for_replacement && !has_replacement_) look_for_replacement(text);
         oSimpleStream::Overflow(request);
     }
     bool has_replacement() const { return has_replacement_; }
 
 private:
-    void look(std::string_view text) {
+    void look_for_replacement(std::string_view text) {
         constexpr std::size_t overlap = utf_8::replacement.size() - 1;
         seam_.append(text.substr(0, overlap));
         has_replacement_ = has(seam_) || has(text);
@@ -61,7 +64,8 @@ private:
     }
     static bool has(std::string_view text) { return text.find(utf_8::replacement) != text.npos; }
 
-    bool is_watched_;
+    Look look_;
+    TextWatch & watch_;
     bool has_replacement_ = false;
     std::string seam_; ///< The last bytes that have been looked at.
 };
