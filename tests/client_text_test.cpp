@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -122,6 +123,18 @@ TEST(Field, of_raw_text_is_utf_8_or_of_the_fallback_set) {
         }
         EXPECT_EQ(basic.lines, lines);
         EXPECT_EQ(basic.defects, extended.defects);
+    }
+}
+
+/// The escapes of RFC 2231 may hold any bytes.
+TEST(Parameter, of_escaped_text_is_text) {
+    for (auto const & [value, text] :
+         {std::pair{"no-such-set''%E9", "\xC3\xA9"}, std::pair{"''%E9", "\xC3\xA9"},
+          std::pair{"utf-8''%E9", "\xEF\xBF\xBD"}}) {
+        std::string const message =
+            std::string("Content-Type: text/plain; name*=") + value + "\n\n";
+        EXPECT_TRUE(has(read(message, MimeINote::Reading_Extended, with_factory).lines, text))
+            << value;
     }
 }
 

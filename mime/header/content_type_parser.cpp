@@ -106,6 +106,12 @@ private:
     /// empty if the field itself is as it stands.
     std::optional<std::string> raw_boundary() {
         if (run_.raw_body == nullptr) return std::nullopt;
+        // Its defects have been told already.
+        struct Scope {
+            HeaderRun & run;
+            MimeContext * before;
+            ~Scope() { run.current_context = before; }
+        } const scope{run_, std::exchange(run_.current_context, nullptr)};
         std::string text(run_.raw_body);
         vellum::HeaderScanner scanner(text.data(), run_);
         vellum::Position at = 0;

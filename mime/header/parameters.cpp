@@ -251,10 +251,13 @@ void ParameterReader::join(std::size_t first, std::size_t end) {
         }
     }
     if (!is_right) run.tell(Defect_BadParameter);
-    if (set && !set->empty()) {
-        if (!translate_text(run, set->c_str(), joined)) run.tell(Defect_UnknownCharSet);
-    } else if (!has_encoded) {
+    bool const has_set = set && !set->empty();
+    if (has_set && translate_text(run, set->c_str(), joined)) return;
+    if (has_set) run.tell(Defect_UnknownCharSet);
+    if (!has_encoded) {
         scanner_.decode_words(joined, 0);
+    } else if (auto text = run.client_text(joined)) {
+        joined = std::move(*text);
     }
 }
 

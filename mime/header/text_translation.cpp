@@ -4,6 +4,7 @@
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/nls/charset.hpp"
+#include "mime/nls/client_text.hpp"
 #include "mime/nls/message_words.hpp"
 #include "mime/nls/translator.hpp"
 
@@ -52,7 +53,7 @@ bool translate_whole(NLS_Translator & translator, std::string_view text, std::st
 bool translate_text(HeaderRun & run, char const * set_name, std::string & text) {
     if (run.factories == nullptr) return false;
     NLS_CharSet * const set = run.words->char_set(set_name);
-    TranslatorInUse const translator(NLS::Create(set, &run.translator_cache, run.factories));
+    TranslatorInUse const translator = run.translators().of(set);
     if (!translator) {
         run.words->give_up(set);
         return false;
