@@ -139,16 +139,19 @@ TEST_F(SplitTest, FragmentsAreFullAndNotMore) {
 }
 
 TEST_F(SplitTest, FlushingHoldsTheBlock) {
-    for (auto const & [split_size, at_flush, at_end] :
-         {std::tuple(30720U, "BGGG", "BGGGPPPE"), {0U, "BGPG", "BGPGPE"}}) {
-        auto const note = cutting(long_message("text\r\n"), split_size);
+    struct {
+        unsigned int split_size;
+        char const *at_flush, *at_end;
+    } const rows[] = {{30720, "BGGG", "BGGGPPPE"}, {0, "BGPG", "BGPGPE"}};
+    for (auto const & row : rows) {
+        auto const note = cutting(long_message("text\r\n"), row.split_size);
         note->on_call = [&](std::string_view call, MimeContext *) {
             if (call != "EndHeader") return;
             note->FlushOutputBuffers();
-            EXPECT_EQ(note->calls, at_flush);
+            EXPECT_EQ(note->calls, row.at_flush);
         };
         EXPECT_EQ(note->SendWhole(), unsplit(long_message("text\r\n")));
-        EXPECT_EQ(note->calls, at_end);
+        EXPECT_EQ(note->calls, row.at_end);
     }
 }
 
