@@ -41,7 +41,7 @@ protected:
         dates += when == nullptr
                      ? "null"
                      : std::to_string(when->SecondsSince1970()) + ' ' + std::to_string(when->zone);
-        MimeINote::Set_DateTime(field, body, when); // the default
+        MimeINote::Set_DateTime(field, body, when);
     }
 };
 
