@@ -92,7 +92,8 @@ public:
     /// After Receive.
     void PrintDefects() const {
         for (examples::ToldDefect const & defect : defects_) {
-            out_ << "      part " << defect.part_number << " at " << defect.offset << ": "
+            out_ << "      part " << defect.part_number << " at " << defect.offset
+                 << (defect.is_decoded ? " of the decoded message: " : ": ")
                  << MimeDefectText(defect.what) << '\n';
         }
         if (defect_count_ > defects_.size()) {
@@ -161,7 +162,7 @@ protected:
 
     void Defect(MimeContext const & context, MimeDefect what, long long offset) override {
         if (++defect_count_ <= most_defects) {
-            defects_.push_back({context.part_number, what, offset});
+            defects_.push_back({context.part_number, what, offset, context.decoded_depth > 0});
         }
     }
 

@@ -3,6 +3,7 @@
 #
 # The structure and the bodies of the messages in examples/mail are compared with what another
 # reader of mail, Python's own, makes of them.
+import base64
 import email
 import glob
 import json
@@ -214,6 +215,13 @@ class Reading(unittest.TestCase):
         halves = b"From: =?utf-8?q?=C3?= =?utf-8?q?=A9?= <a@b>\n\n"
         for options, name in [((), "é"), (("--basic",), "\ufffd\ufffd")]:
             self.assertEqual(as_json(halves, *options)["parts"][0]["fields"], [["From", name + " <a@b>"]])
+
+    def test_places_in_an_encoded_message(self):
+        message = (b"Content-Type: message/rfc822\nContent-Transfer-Encoding: base64\n\n" +
+                   base64.b64encode(b"Subject: in\n\xe9\n\nx"))
+        self.assertEqual([(part["decoded_depth"], part["part_start"]) for part in as_json(message)["parts"]],
+                         [(0, 0), (1, 0)])
+        self.assertIn("part 2 at 12 of the decoded message: no blank line", tree(message, "--defects"))
 
     def test_every_program_reads_both_ways(self):
         with tempfile.TemporaryDirectory() as directory:

@@ -268,8 +268,10 @@ private:
         MimeContext::Exact const & exact = context.exact;
         std::ostringstream out;
         out << context.part_number << " depth " << context.message_depth << '/'
-            << context.multipart_depth << " atomic " << context.atomic_count << ' '
-            << Level(context.item) << " in " << Level(context.parent_item)
+            << context.multipart_depth << " atomic " << context.atomic_count
+            << (context.decoded_depth > 0 ? " decoded " + std::to_string(context.decoded_depth)
+                                          : "")
+            << ' ' << Level(context.item) << " in " << Level(context.parent_item)
             << Range("part", context.part_start, exact.part_start, context.part_end, exact.part_end)
             << Range("header", context.header_start, exact.header_start, context.header_end,
                      exact.header_end)

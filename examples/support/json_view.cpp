@@ -21,6 +21,7 @@ void JsonView::BeginPart(MimeContext & context) {
     record.message_depth = context.message_depth;
     record.multipart_depth = context.multipart_depth;
     record.atomic_count = context.atomic_count;
+    record.decoded_depth = context.decoded_depth;
 }
 
 void JsonView::EndHeader(MimeContext & context) { RecordOf(context).info = Part(); }
@@ -52,7 +53,8 @@ void JsonView::EndEpilogue(MimeContext & context) {
 }
 
 void JsonView::Defect(MimeContext const & context, MimeDefect what, long long offset) {
-    if (shows_defects_) defects_.push_back({context.part_number, what, offset});
+    if (shows_defects_)
+        defects_.push_back({context.part_number, what, offset, context.decoded_depth > 0});
 }
 
 // Fields ---------------------------------------------------------------------------
@@ -127,6 +129,7 @@ public:
         Number("message_depth", record.message_depth);
         Number("multipart_depth", record.multipart_depth);
         Number("atomic_count", record.atomic_count);
+        Number("decoded_depth", record.decoded_depth);
         PrintInfo(record.info);
         PrintPlace(record.place);
         Text("date", record.date ? record.date->c_str() : nullptr);

@@ -69,6 +69,7 @@ private:
         int message_depth = 0;
         int multipart_depth = 0;
         int atomic_count = 0;
+        int decoded_depth = 0;
         PartInfo info;
         MimeContext::Exact place{};
         std::optional<std::string> date;

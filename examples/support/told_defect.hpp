@@ -8,7 +8,8 @@ namespace examples {
 struct ToldDefect {
     int part_number;
     MimeDefect what;
-    long long offset; ///< In the input; in a message that was decoded, in the decoded text.
+    long long offset;
+    bool is_decoded; ///< The part lies in an encoded message: the offset is in the decoded text.
 };
 
 } // namespace examples
