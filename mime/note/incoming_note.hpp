@@ -374,9 +374,9 @@ protected:
     /// Called:   whenever something was passed over, repaired, cut off or guessed. What was met
     ///           before BeginPart of its part is told right behind BeginHeader.
     /// Value:    `offset` is where it stands in the input, or where the field or line begins that
-    ///           it stands in; within a decoded message it counts as the context's offsets do. For what is
-    ///           met in the text of a body it is the body's start, and each kind is told once, in
-    ///           front of EndBody.
+    ///           it stands in; within a decoded message it counts as the context's offsets do. For
+    ///           what is met in the text of a body it is the body's start, and each kind is told
+    ///           once, in front of EndBody.
     /// Default:  nothing.
     virtual void Defect(MimeContext const & context, MimeDefect what, long long offset);
     /// Called:   for each field, in the order of the header, in front of the field's other calls.
