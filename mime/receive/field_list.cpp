@@ -9,6 +9,7 @@
 #include "mime/nls/utf_8.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 
@@ -111,15 +112,21 @@ std::string unfolded(std::string_view lines) {
     return text;
 }
 
+/// The bytes that a name may hold (RFC 5322 2.2), and those of 8 bits that mail has in names.
+constexpr std::array<bool, 256> name_bytes = [] {
+    std::array<bool, 256> bytes{};
+    for (std::size_t c = 0x21; c < 256; ++c)
+        bytes[c] = c != ':' && c != 0x7F;
+    return bytes;
+}();
+
 /// The size of the name at the start of nearly every field, which the colon follows.
 std::size_t plain_name_size(std::string_view lines) {
     std::size_t size = 0;
-    for (; size < lines.size() && lines[size] != ':'; ++size) {
-        char const c = lines[size];
-        if (ascii::is_blank(c) || ascii::is_control(c) || (size == 0 && c == '('))
-            return lines.npos;
-    }
-    return size < lines.size() ? size : lines.npos;
+    while (size < lines.size() && name_bytes[ascii::byte(lines[size])])
+        ++size;
+    bool const is_plain = size < lines.size() && lines[size] == ':' && lines.front() != '(';
+    return is_plain ? size : lines.npos;
 }
 
 } // namespace

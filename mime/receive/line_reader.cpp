@@ -111,14 +111,17 @@ long long MimeLine::Read_to_LF(long long offset) {
 /// Reads on until what stands in the buffer from `start` on ends in LF, or has `most` bytes and no
 /// LF follows: a line end is never cut off from what it ends.
 void MimeLine::gather(std::size_t start, std::size_t most) {
-    while (!exhausted_) {
-        std::string_view const text = buffer_->view().substr(start);
-        if (!text.empty() && text.back() == '\n') return;
+    std::string_view const text = buffer_->view().substr(start);
+    if (!text.empty() && text.back() == '\n') return;
+    for (bool has_ended = false; !has_ended && !exhausted_;) {
         std::string_view at_hand = window();
         if (at_hand.empty()) return;
-        if (text.size() >= most && at_hand.front() != '\n') return;
-        at_hand = at_hand.substr(0, text.size() < most ? most - text.size() : 1);
-        at_hand = at_hand.substr(0, std::min(at_hand.find('\n'), at_hand.size() - 1) + 1);
+        std::size_t const size = buffer_->length() - start;
+        if (size >= most && at_hand.front() != '\n') return;
+        at_hand = at_hand.substr(0, size < most ? most - size : 1);
+        std::size_t const lf = at_hand.find('\n');
+        has_ended = lf != at_hand.npos;
+        if (has_ended) at_hand = at_hand.substr(0, lf + 1);
         exhausted_ = !buffer_->append(at_hand);
         if (!exhausted_) take(at_hand.size());
     }
