@@ -9,4 +9,11 @@ namespace vellum {
 /// INT_MAX stays there. Whoever calls a client with a context calls this first.
 void mirror_positions(MimeContext & context);
 
+/// Sets an exact offset or line number, and the narrow ones.
+inline void set_position(MimeContext & context, long long MimeContext::Exact::*place,
+                         long long value) {
+    context.exact.*place = value;
+    mirror_positions(context);
+}
+
 } // namespace vellum

@@ -5,7 +5,7 @@
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/note/outgoing_note.hpp"
-#include "mime/receive/position.hpp"
+#include "mime/note/position.hpp"
 #include "mime/send/body_writer.hpp"
 #include "mime/send/encoder_in_use.hpp"
 #include "mime/send/field_guard.hpp"
@@ -23,7 +23,7 @@ void MimeSender::Put_AtomicPart(MimeContext & ctx) {
     ++ctx.atomic_count;
     bool const begins = stream->good();
     if (begins) {
-        set_position(ctx.body_start, ctx.exact.body_start, Offset());
+        set_position(ctx, &MimeContext::Exact::body_start, Offset());
         std::istream * body = nullptr;
         note->BeginBody(ctx, &body);
         if (body != nullptr) Put_Body(*body);

@@ -1,7 +1,7 @@
 // mime/send/client_fields.cpp - the client's own fields, and the end of a header
 #include "mime/foundation/symbol_table.hpp"
 #include "mime/note/outgoing_note.hpp"
-#include "mime/receive/position.hpp"
+#include "mime/note/position.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/output_splitter.hpp"
@@ -49,14 +49,14 @@ bool MimeSender::Send_HeaderField(char const * name, char const * value) {
 
 void MimeSender::End_of_Header(MimeContext & ctx) {
     constexpr std::string_view blank_line = "\r\n";
-    set_position(ctx.header_end, ctx.exact.header_end,
+    set_position(ctx, &MimeContext::Exact::header_end,
                  Offset() + static_cast<long long>(blank_line.size()));
     {
         ScopedValue const accept(accepting_fields, true);
         note->EndHeader(ctx);
     }
     stream->write(blank_line);
-    set_position(ctx.header_end, ctx.exact.header_end, Offset());
+    set_position(ctx, &MimeContext::Exact::header_end, Offset());
     if (std::exchange(first_header_open, false)) {
         stream->HeaderDone([this](bool last) { Generate_PartialMessageHeaderFragment(last); });
     }

@@ -5,7 +5,7 @@
 #include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
-#include "mime/receive/position.hpp"
+#include "mime/note/position.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
@@ -38,8 +38,8 @@ bool is_digest(MimeContextItem const & item) {
 
 void MimeSender::Put_Message(MimeContext & ctx) {
     ScopedValue const level(context, &ctx);
-    set_position(ctx.part_start, ctx.exact.part_start, Offset());
-    set_position(ctx.header_start, ctx.exact.header_start, Offset());
+    set_position(ctx, &MimeContext::Exact::part_start, Offset());
+    set_position(ctx, &MimeContext::Exact::header_start, Offset());
     note->BeginPart(ctx);
     note->BeginHeader(ctx);
     AskSubject();
@@ -121,7 +121,7 @@ void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
     End_of_Header(ctx);
     bool const begins = stream->good();
     if (begins) {
-        set_position(ctx.body_start, ctx.exact.body_start, Offset());
+        set_position(ctx, &MimeContext::Exact::body_start, Offset());
         note->BeginBody(ctx, nullptr);
         Put_Parts(ctx, "\r\n--" + own);
     }
@@ -158,10 +158,10 @@ void MimeSender::Put_Parts(MimeContext & ctx, std::string const & delimiter) {
 bool MimeSender::Put_NextPart(MimeContext & child, std::string const & delimiter) {
     constexpr int line_end = 2;
     ScopedValue const level(context, &child);
-    set_position(child.part_start, child.exact.part_start, Offset() + line_end);
+    set_position(child, &MimeContext::Exact::part_start, Offset() + line_end);
     if (!stream->good() || note->BeginPart(child) == 0) return false;
     stream->write("\r\n");
-    set_position(child.header_start, child.exact.header_start, Offset());
+    set_position(child, &MimeContext::Exact::header_start, Offset());
     note->BeginHeader(child);
     AskType(child, is_digest(*child.parent_item));
     Put_ByType(child);
@@ -182,7 +182,7 @@ void MimeSender::Put_MessagePart(MimeContext & ctx) {
     End_of_Header(ctx);
     bool const begins = stream->good();
     if (begins) {
-        set_position(ctx.body_start, ctx.exact.body_start, Offset());
+        set_position(ctx, &MimeContext::Exact::body_start, Offset());
         std::istream * body = nullptr;
         note->BeginBody(ctx, &body);
         if (body == nullptr) {
@@ -202,8 +202,8 @@ void MimeSender::Put_NestedMessage(MimeContext & ctx) {
 }
 
 void MimeSender::End_of_Part(MimeContext & ctx, bool body_begun) {
-    set_position(ctx.part_end, ctx.exact.part_end, Offset());
-    set_position(ctx.body_end, ctx.exact.body_end, Offset());
+    set_position(ctx, &MimeContext::Exact::part_end, Offset());
+    set_position(ctx, &MimeContext::Exact::body_end, Offset());
     if (body_begun) note->EndBody(ctx);
     note->EndPart(ctx);
 }
