@@ -97,6 +97,7 @@ constexpr char const * usage =
 } // namespace
 
 int main(int argc, char ** argv) {
+    examples::survive_closed_pipe();
     std::ios::sync_with_stdio(false);
     NLS::PlatformCodePage = examples::utf8_code_page; // file names are UTF-8, whatever the locale
     examples::Arguments const arguments(argc, argv);

@@ -125,8 +125,9 @@ TEST(TransferCodec, GivesOneOutputInAnyCut) {
         {"DecodingQP keep_invalid_escapes drop_blanks_behind_soft_break",
          {"=", "4", " ", "\r", "\n"}},
     };
-    for (auto const & [title, pieces] : rows) {
-        with_codec(title, [&](auto const & codec) {
+    for (auto const & row : rows) {
+        auto const & pieces = row.second;
+        with_codec(row.first, [&](auto const & codec) {
             for_each_text(pieces, pieces.size() > 5 ? 4 : 5, [&](std::string const & text) {
                 Outcome const expected = outcome_of(codec, text);
                 for (Chunking const & chunking : chunkings(text.size())) {

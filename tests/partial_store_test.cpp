@@ -230,7 +230,7 @@ private:
         {"in", [this](Words & words) { directory_ = word(words); }},
         {"outer", [this](Words & words) { outer_ = text(words); }},
         {"refuse",
-         [this](Words & words) {
+         [](Words & words) {
              refused_call = word(words);
              platform::set_file_probe(refused_call.empty() ? nullptr : refuse_call);
          }},

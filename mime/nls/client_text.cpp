@@ -122,6 +122,8 @@ TranslatorInUse TextTranslators::made_for(NLS_CharSet * set) const {
 
 TranslatorInUse TextTranslators::of_fallback(NLS_CharSet *& set) const {
     for (NLS_CharSet * const each : {fallback, NLS::FindCharSet("windows-1252")}) {
+        // Text of 8-bit bytes is no US-ASCII: that would have to be guessed again.
+        if (each == nullptr || *each == NLS::US_ASCII) continue;
         set = each;
         if (TranslatorInUse made = of(each)) return made;
     }
@@ -194,10 +196,13 @@ void GuessedText::take_plain(std::string_view text, oSimpleStream & out) {
 }
 
 void GuessedText::gather(std::string_view text, oSimpleStream & out) {
-    gathered_.append(text);
+    // Not a byte more, so that it doesn't matter how the text is cut.
+    std::string_view const front = text.substr(0, decisive_size - gathered_.size());
+    gathered_.append(front);
     if (gathered_.size() < decisive_size) return;
     decide(false);
     hand_on(std::exchange(gathered_, {}), false, out);
+    hand_on(text.substr(front.size()), false, out);
 }
 
 void GuessedText::decide(bool is_whole) {

@@ -37,6 +37,7 @@ std::vector<FileList> OpenStore::Drop_oldest(std::size_t newest, StoreLimits con
     if (is_full) { // and goes; the others may still have room
         is_full = false;
         bytes = 0;
+        messages = 0;
     }
     for (std::size_t place = 0; place < index().rows().size(); ++place)
         if (place != newest) count(place);
@@ -70,12 +71,14 @@ long long OpenStore::Size_of(MsgList const & message) const {
     return size;
 }
 
-/// Whether a fragment of the message has come since that moment, in nanoseconds.
+/// Whether a fragment of the message has come since that moment, in nanoseconds; or may have, as
+/// its file can't be looked at now.
 bool OpenStore::Has_come_since(MsgList const & message, std::int64_t moment) const {
     return std::any_of(message.parts.begin(), message.parts.end(), [&](int part) {
         auto const state =
             platform::look_at(Make_FileName(fragment_key(message.number, part)).c_str());
-        return state && state->modified >= moment;
+        if (state) return state->modified >= moment;
+        return platform::failure_of(platform::last_error()) != platform::Failure::absent;
     });
 }
 

@@ -93,10 +93,15 @@ int MimeLine::peek() {
 }
 
 void MimeLine::Push_Back(std::string_view text) {
-    std::string all(text);
-    all.append(pushed_, std::min(pushed_at_, pushed_.size()));
-    pushed_ = std::move(all);
-    pushed_at_ = 0;
+    std::string_view const taken = std::string_view(pushed_).substr(0, pushed_at_);
+    if (taken.ends_with(text)) { // what goes back came from there: no copy of all that is left
+        pushed_at_ -= text.size();
+    } else {
+        std::string all(text);
+        all.append(pushed_, std::min(pushed_at_, pushed_.size()));
+        pushed_ = std::move(all);
+        pushed_at_ = 0;
+    }
     boundary_next = {}; // where a delimiter stands behind the text it is found again
 }
 
