@@ -132,7 +132,9 @@ Position AddressList::pass_literal(Position in) {
 AddressList::Found AddressList::read_group() {
     phrase_ = Span();
     scanner_.get_Phrase(at_, at_, phrase_, group_atom, HeaderScanner::Comments::drop);
-    scanner_.get_Char(at_, at_, ':');
+    // Behind a name that can't be read the list has to go on all the same.
+    bool const has_colon = scanner_.get_Char(at_, at_, ':');
+    if (!has_colon) at_ = std::min(at_ + 1, scanner_.text().size());
     in_group_ = true;
     return Found::group;
 }
