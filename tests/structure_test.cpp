@@ -5,6 +5,7 @@
 // told. `+N` behind a type says how many encoded messages lie around it.
 #include "mime/note/incoming_note.hpp"
 
+#include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/small_stack.hpp"
 #include "tests/support/texts.hpp"
@@ -16,6 +17,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -95,124 +97,34 @@ std::string shape_of(std::string const & message, MimeINote::Reading reading) {
     return Shape(in).run(reading);
 }
 
-std::string with_crlf(std::string const & text) {
-    std::string result;
-    for (char const c : text)
-        result += c == '\n' ? "\r\n" : std::string(1, c);
-    return result;
-}
+std::string with_crlf(std::string const & text) { return replaced(text, "\n", "\r\n"); }
 
 std::string const mixed = "Content-Type: multipart/mixed; boundary=x\n\n";
-std::string const outer = "Content-Type: multipart/mixed; boundary=o\n\n--o\n";
 
 struct Row {
-    char const * name;
-    std::string message, basic, extended;
+    std::string name, message, basic, extended;
 };
 
-std::string const field = "Content-Type: text/plain\n";
-std::string const message = "Content-Type: message/rfc822\nContent-Transfer-Encoding: ";
-
-std::vector<Row> const rows = {
-    {"blanks behind a delimiter", mixed + "pre\n--x \t\n\none\n--x-- \nepi\n",
-     "multipart/mixed<pre\n--x \t\n\none\n--x-- \nepi\n>{!unfound!}",
-     "multipart/mixed<pre>{!blanks!text/plain[!blanks!one]<epi\n>}"},
-    {"a delimiter at the end", mixed + "--x\n\none\n--x--",
-     "multipart/mixed{text/plain[one\n--x--]!unclosed!}", "multipart/mixed{text/plain[one]}"},
-    {"a blank line beside the parts", mixed + "\n\n--x\n\none\n--x--\n\n",
-     "multipart/mixed<\n>{text/plain[one]<\n>}", "multipart/mixed<\n>{text/plain[one]<\n>}"},
-    {"an outer delimiter", outer + mixed + "--x\n\none\n--o\n\ntwo\n--o--\nepi\n",
-     "multipart/mixed{multipart/mixed{text/"
-     "plain[one\n--o\n\ntwo\n--o--\nepi\n]!unclosed!}!unclosed!}",
-     "multipart/mixed{multipart/mixed{text/plain[one]!unclosed!}text/plain[two]<epi\n>}"},
-    {"an outer closing delimiter", outer + mixed + "--x\n\none\n--o--\n",
-     "multipart/mixed{multipart/mixed{text/plain[one\n--o--\n]!unclosed!}!unclosed!}",
-     "multipart/mixed{multipart/mixed{text/plain[one]!unclosed!}}"},
-    {"an outer delimiter first", outer + mixed + "none\n--o\n\ntwo\n--o--\n",
-     "multipart/mixed{multipart/mixed<none\n--o\n\ntwo\n--o--\n>{!unfound!}!unclosed!}",
-     "multipart/mixed{multipart/mixed<none>{!unfound!}text/plain[two]}"},
-    {"two levels of one delimiter",
-     mixed + "--x\n" + mixed + "--x\n\none\n--x--\n--x\n\ntwo\n--x--\n",
-     "multipart/mixed{multipart/mixed{text/plain[one]}text/plain[two]}",
-     "multipart/mixed{multipart/mixed{text/plain[one]}text/plain[two]}"},
-    {"a delimiter that begins like another",
-     "Content-Type: multipart/mixed; boundary=xy\n\n--xy\n" + mixed +
-         "--x\n\n--xyz\n--x--\n--xy--\n",
-     "multipart/mixed{multipart/mixed{text/plain[--xyz]}}",
-     "multipart/mixed{multipart/mixed{text/plain[--xyz]}}"},
-    {"no delimiter", mixed + "none\n", "multipart/mixed<none\n>{!unfound!}",
-     "multipart/mixed<none\n>{!unfound!}"},
-    {"a delimiter behind fields", mixed + "--x\n" + field + "--x\n" + field + "\ntwo\n--x--\n",
-     "multipart/mixed{text/plain!stray!!twice![two]}",
-     "multipart/mixed{text/plain!into part![]text/plain[two]}"},
-    {"a delimiter behind a delimiter", mixed + "--x\n--x\n\ntwo\n--x--\n",
-     "multipart/mixed{text/plain!stray![two]}",
-     "multipart/mixed{text/plain!into part![]text/plain[two]}"},
-    {"text without a header", "one\n two\nthree\n\nfour\n", "text/plain!stray![four\n]",
-     "text/plain!into body![one\n two\nthree\n\nfour\n]"},
-    {"text behind a blank line", "\none: two, three\nfour\n",
-     "text/plain!stray!!stray!!unfinished![]", "text/plain!stray!!into body![four\n]"},
-    {"text behind fields", "Subject: s\none\n\ntwo\n", "text/plain!stray![two\n]",
-     "text/plain!into body![one\n\ntwo\n]"},
-    {"a line between fields", "From a\nSubject: s\nno field\n" + field + "\none\n",
-     "text/plain!stray!!stray![one\n]", "text/plain!stray!!stray![one\n]"},
-    {"text behind the fields of a part", mixed + "--x\n" + field + "one\n--x\n\ntwo\n--x--\n",
-     "multipart/mixed{text/plain!stray![two]}",
-     "multipart/mixed{text/plain!into body![one]text/plain[two]}"},
-    {"text behind the fields of a message", "Content-Type: message/rfc822\none\n",
-     "message/RFC822!stray!!unfinished!{}",
-     "message/RFC822!into body!{text/plain!into body![one\n]}"},
-    {"text behind the fields of a multipart",
-     "Content-Type: multipart/mixed; boundary=x\none\n--x\n\ntwo\n--x--\n",
-     "multipart/mixed!stray!<two>{}", "multipart/mixed!into body!<one>{text/plain[two]}"},
-    {"no boundary", "Content-Type: multipart/mixed\n\none\n", "multipart/mixed!missing!<one\n>{}",
-     "multipart/mixed!missing![one\n]"},
-    {"no boundary within a multipart",
-     outer + "Content-Type: multipart/mixed\n\none\n--o\n\ntwo\n--o--\n",
-     "multipart/mixed{multipart/mixed!missing!<one\n--o\n\ntwo\n--o--\n>{}!unclosed!}",
-     "multipart/mixed{multipart/mixed!missing![one]text/plain[two]}"},
-    {"an empty boundary", "Content-Type: multipart/mixed; boundary=\"\"\n\n--\none\n",
-     "multipart/mixed{text/plain!stray!!unfinished![]!unclosed!}",
-     "multipart/mixed!missing![--\none\n]"},
-    {"text becomes a multipart", outer + field + mixed + "--x\n\none\n--x--\n--o\n\ntwo\n--o--\n",
-     "multipart/mixed{text/plain!twice!{text/plain[one]<--o\n\ntwo\n--o--\n>}!unclosed!}",
-     "multipart/mixed{text/plain!twice!{text/plain[one]}text/plain[two]}"},
-    {"a multipart becomes text",
-     outer + "Content-Type: multipart/mixed; boundary=x\n" + field +
-         "\none\n--x\n--o\n\ntwo\n--o--\n",
-     "multipart/mixed{multipart/mixed!twice![one\n--x\n--o\n\ntwo\n--o--\n]!unclosed!}",
-     "multipart/mixed{multipart/mixed!twice![one\n--x]text/plain[two]}"},
-    {"a byte order mark", "\xEF\xBB\xBF" + field + "\none\n", "text/plain[one\n]",
-     "text/plain!mark![one\n]"},
-    {"an encoded message", message + "base64\n\nU3ViamVjdDogcwoKb25lCg==\n",
-     "message/RFC822!encoded!{text/plain!stray!!unfinished![]}",
-     "message/RFC822!encoded!{text/plain+1[one\n]}"},
-    {"an encoded multipart in a part",
-     outer + message + "quoted-printable\n\n" +
-         "Content-Type: multipart/mixed; boundary=3Dx\n\n--x\n\none=\n "
-         "two\n--x--\nepi=\n\n--o\n\nthree\n--o--\n",
-     "multipart/mixed{message/RFC822!encoded!{multipart/mixed<--x\n\none=\n "
-     "two\n--x--\nepi=\n\n--o\n\nthree\n--o--\n>{!unfound!}}!unclosed!}",
-     "multipart/mixed{message/RFC822!encoded!{multipart/mixed+1{text/plain+1[one "
-     "two]<epi>}}text/plain[three]}"},
-    {"an encoded message without text", outer + message + "base64\n\n--o\n\ntwo\n--o--\n",
-     "multipart/mixed{message/RFC822!encoded!{}text/plain[two]}",
-     "multipart/mixed{message/RFC822!encoded!{}text/plain[two]}"},
-    {"encoded messages within each other",
-     message + "quoted-printable\n\n" +
-         "Content-Type: message/rfc822\nContent-Transfer-Encoding: "
-         "base64\n\nU3ViamVjdDogcwoKb25lCg=3D=3D\n",
-     "message/RFC822!encoded!{message/RFC822!encoded!{text/plain!stray!!unfinished![]}}",
-     "message/RFC822!encoded!{message/RFC822+1!encoded!{text/plain+2[one\n]}}"},
-    {"a message in UTF-8", "Content-Type: message/global\n\n" + field + "\none\n",
-     "message/global[Content-Type: text/plain\n\none\n]", "message/global{text/plain[one\n]}"},
-    {"an encoded multipart", "Content-Transfer-Encoding: base64\n" + mixed + "--x\n\none\n--x--\n",
-     "multipart/mixed!encoded!{text/plain[one]}", "multipart/mixed!encoded!{text/plain[one]}"},
-};
-
+/// structure.case holds, in a section each, a message and its shape in basic and in extended
+/// reading, one line if it is the same.
+std::vector<Row> read_rows() {
+    std::pair<char const *, std::string> const names[] = {
+        {"{mixed}", mixed},
+        {"{outer}", "Content-Type: multipart/mixed; boundary=o\n\n--o\n"},
+        {"{field}", "Content-Type: text/plain\n"},
+        {"{message}", "Content-Type: message/rfc822\nContent-Transfer-Encoding: "}};
+    std::vector<Row> rows;
+    for (Section const & section : sections_of("structure.case")) {
+        std::vector<Cells> const lines = rows_of(section.text);
+        rows.push_back({section.title, lines[0][0], lines[1][0], lines.back()[0]});
+        for (auto const & [name, text] : names)
+            rows.back().message = replaced(rows.back().message, name, text);
+    }
+    return rows;
+}
 /// Each row in LF and in CR LF.
 TEST(Structure, IsThatOfTheRow) {
-    for (auto const & row : rows) {
+    for (Row const & row : read_rows()) {
         for (std::string const & text : {row.message, with_crlf(row.message)}) {
             EXPECT_EQ(shape_of(text, MimeINote::Reading_Basic), row.basic) << row.name;
             EXPECT_EQ(shape_of(text, MimeINote::Reading_Extended), row.extended) << row.name;
@@ -228,7 +140,7 @@ TEST(Structure, OfMixedLineEndsIsTheSameInExtendedReading) {
         note.shows_defects = false;
         return note.run(MimeINote::Reading_Extended);
     };
-    for (auto const & row : rows) {
+    for (Row const & row : read_rows()) {
         std::size_t const end = row.message.find("\n\n");
         if (end == row.message.npos) continue;
         std::string const head = row.message.substr(0, end);
@@ -240,7 +152,7 @@ TEST(Structure, OfMixedLineEndsIsTheSameInExtendedReading) {
 }
 
 TEST(Structure, IsTheSameHoweverTheInputIsCut) {
-    for (auto const & row : rows) {
+    for (Row const & row : read_rows()) {
         std::string const text = with_crlf(row.message);
         for (std::size_t cut = 0; cut <= text.size(); cut += 11) {
             std::string const start = text.substr(0, text.size() - cut);
