@@ -4,9 +4,9 @@
 // is in it. Content-Type is read twice and so may take that twice.
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/receive/receiver.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/small_stack.hpp"
-#include "tests/support/texts.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
@@ -82,55 +82,23 @@ std::string filled(std::string_view text, std::size_t size) {
 constexpr std::size_t megabyte = 1 << 20;
 
 TEST(HeaderCost, of_one_unit_over_and_over) {
-    std::string const units =
-        "(|((|)|(c)|(c) |a(c)|a (c) |(\\a)|\\| |\t x|.|. |a.|a .|a |,|, |( ),|;|:|g:|g:;,|"
-        "g: a@b;,|<|>|@|[|<>|<a@b>, |a@b, |a . b @ c . d,|(x) A <a@b> (y),|\xE9|\"|\"a\" |"
-        "\"a\\b\" |\"a\\b\" . |\"A, B\" <a@b>,|\"A\\\"\" (c) <a . b@c>,|=?|=?=|=?(|=?(\\|"
-        "=?a?Q?|=?x-same?Q?a?=|=?x-same?Q?a?= |=?x-same?Q?a_b?= <a@b>,|"
-        "\"=?x-same?Q?a_b?= =?x-same?Q?c?=\" <a@b>,|(=?x-same?Q?a?=)|"
-        "A (=?x-same?Q?a?=) B <a@b>,|; a=b|;a=\"b\"|;a=\"b\\c\" |; a (c) = (d) b|"
-        ";a==?x-same?Q?b?=|;a|;=|;a*=''%41|;a*1=b|;*=| a=b (|=?x|<@a,|<@a:b@c>,|[|[a|;;|\"\\";
-    for (char const * const name :
-         {"From", "To", "X-To-ZR700Fax", "Disposition-notification-to", "Content-Type",
-          "Content-Disposition", "Content-Description", "Content-Transfer-Encoding", "Subject",
-          "Date", "Message-Id", "Received", "Importance", "X-Any"}) {
-        for (std::string const & unit : split(units, '|')) {
+    std::vector<Cells> const names = rows_of("header_cost.case", "names");
+    for (Cells const & units : rows_of("header_cost.case", "units")) {
+        for (std::string const & unit : units) {
             for (std::string const start : {"", "(c) ", "a/b (c)"}) {
                 std::string const body = start + filled(unit, megabyte / 16) + " (d) e@f";
-                expect_cheap(name, body);
+                for (Cells const & line : names) {
+                    for (std::string const & name : line)
+                        expect_cheap(name, body);
+                }
             }
         }
     }
 }
 
 TEST(HeaderCost, of_a_megabyte) {
-    struct {
-        char const * name;
-        std::string body;
-        std::size_t readings;
-    } const rows[] = {
-        {"From", filled("(", megabyte / 2) + filled(")", megabyte / 2) + " a@b", 1},
-        {"From", filled("A (b) ", megabyte) + "<a@b>", 1},
-        {"From", filled("\"a\\b\" ", megabyte) + "<a@b>", 1},
-        {"From", '"' + filled("a\\b", megabyte) + "\" <a@b>", 1},
-        {"From", filled("\"=?x-same?Q?a?= b\" ", megabyte) + "<a@b>", 1},
-        {"From", filled("\"a\" . ", megabyte) + "x y <a@b>", 1}, // an address up to its end
-        {"From", filled("\"a\" . ", megabyte) + "x", 1},
-        {"To", filled("\"a\" . ", megabyte) + "x : a@b;", 1}, // and a group
-        {"To", "a" + filled(" (b) ", megabyte) + "@b", 1},
-        {"From", filled("a@b (c) ,", megabyte), 1},
-        {"To", filled("(c), ", megabyte), 1},
-        {"To", "g:" + filled("(c), ", megabyte), 1},
-        {"Subject", filled("=?x-same?Q?a?= ", megabyte), 1},
-        {"Subject", "=?x-same?B?" + filled("YWJj", megabyte) + "?=", 1},
-        {"Content-Description", "(c) " + filled("=?x-same?Q?a?= ", megabyte), 1},
-        {"Content-Disposition", "a" + filled(";b=\"c\\d\" ", megabyte), 1},
-        {"Content-Type", "message/partial" + filled("; id=\"c\\d\" ", megabyte), 2},
-        {"Content-Type", "message/external-body" + filled("; b=\"c\\d\" ", megabyte), 2},
-    };
-    for (auto const & row : rows) {
-        expect_cheap(row.name, row.body, row.readings);
-    }
+    for (Cells const & row : rows_of("header_cost.case", "a megabyte"))
+        expect_cheap(row[0], row[1] + filled(row[2], megabyte) + row[3], row[4] == "2" ? 2 : 1);
 }
 
 /// Every level of quoting that is taken off must not show another one to be read.
@@ -170,20 +138,8 @@ TEST(HeaderCost, of_many_addresses) {
 
 /// The meter counts what an edit moves and writes, no more and no less.
 TEST(HeaderCost, is_counted_to_the_byte) {
-    struct {
-        char const * name;
-        char const * body;
-        std::size_t moved;
-    } const rows[] = {
-        {"From", "a@b", 0},
-        {"From", "a (b) @c", 1 + 2},                       // " " in place of " (b) "; "@c"
-        {"From", "a (b) @cd, e@f", 1 + 3 + 5},             // then "@cd", then ", e@f"
-        {"From", "\"ab\" <c@d>", 1 + 4 + 4},               // " ", then "ab  ", then "<c@d"
-        {"Subject", "a =?x-same?Q?bc?= d", 2 + 2},         // "bc", then the shorter side, " d"
-        {"Content-Disposition", "a; b=\"c\"; d=e", 2 + 5}, // "c ", then the shorter side
-    };
-    for (auto const & row : rows)
-        EXPECT_EQ(cost_of(row.name, row.body).moved, row.moved) << row.name << ": " << row.body;
+    for (Cells const & row : rows_of("header_cost.case", "bytes moved"))
+        EXPECT_EQ(std::to_string(cost_of(row[0], row[1]).moved), row[2]) << row[0] << row[1];
 }
 
 /// Random pieces, repeated and strung together.
