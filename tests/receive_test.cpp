@@ -50,6 +50,19 @@ std::size_t count_of(std::string const & transcript, std::string const & word) {
     return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n'));
 }
 
+/// The transcript of a message that comes through a stream in pieces.
+std::string transcript_in_pieces(std::string const & message, Chunking chunking,
+                                 std::function<void(Transcript &)> const & set_up = {}) {
+    ChunkedBuf buffer(message, chunking);
+    std::istream in(&buffer);
+    Transcript note(in);
+    note.longest_text = 400'000;
+    if (set_up) set_up(note);
+    std::string const transcript = note.run();
+    EXPECT_EQ(in.rdstate(), std::ios_base::eofbit);
+    return transcript;
+}
+
 // Cases ----------------------------------------------------------------------------
 
 /// Each message cases/NAME.eml makes the calls of cases/NAME.txt, read in the basic way, and those
@@ -115,18 +128,14 @@ TEST(Note, ASecondRunFindsAnEmptyMessage) {
 }
 
 TEST(Note, SetPropertyAloneSeesEveryField) {
-    class Properties : public MimeINote {
-    public:
+    struct Properties : MimeINote {
         using MimeINote::MimeINote;
-        std::string seen;
-
-    protected:
         void SetProperty(char const * name, MimeString const & value) override {
-            seen += name;
-            seen += '=';
+            seen.append(name).append(1, '=');
             if (value.get_Length() > 0) seen.append(value.get_String(), value.get_Length());
             seen += '\n';
         }
+        std::string seen;
     };
     std::istringstream in(
         "From: A <a@b>\nTo: c@d\nDate: Thu, 1 Jan 1998 00:00:00 +0000\nSubject: s\n"
@@ -149,19 +158,18 @@ struct CountedCookie : MimeClientCookie {
     explicit CountedCookie(std::string & log_text, std::string own) : log(log_text), name(own) {}
     void Delete() override {
         log += "-" + name;
-        MimeClientCookie::Delete();
+        if (again == nullptr) return MimeClientCookie::Delete();
+        std::exchange(again, nullptr)->SetCookie(this);
     }
     std::string & log;
     std::string name;
+    MimeINote * again = nullptr; ///< Delete sets the cookie there, once.
 };
 
 TEST(Cookies, AreSeenByTheChildrenAndDeletedWithTheirLevel) {
-    class Note : public MimeINote {
-    public:
+    struct Note : MimeINote {
         using MimeINote::MimeINote;
         std::string log;
-
-    protected:
         void BeginPart(MimeContext & context) override {
             std::string const name = std::to_string(context.part_number);
             log += " " + name + " in " +
@@ -176,72 +184,51 @@ TEST(Cookies, AreSeenByTheChildrenAndDeletedWithTheirLevel) {
     EXPECT_EQ(note.log, " 1 in top 2 in 1-2 3 in 1-3-1-top");
 }
 
-/// Each row is a client's steps: a letter sets the cookie of that name, `0` sets null, `R`
-/// receives; what stands in brackets is done within BeginPart. `^` in front of a letter: Delete
-/// sets the cookie again, once. At the end the note goes.
+/// Each row is a client's steps, and those within the first BeginPart: a letter sets the cookie of
+/// that name, `0` sets null, `R` receives. `^` in front of a letter: Delete sets the cookie again,
+/// once. At the end the note goes.
 TEST(Cookies, EndOnceWhateverTheClientDoes) {
-    struct Again : CountedCookie {
-        using CountedCookie::CountedCookie;
-        void Delete() override {
-            log += "-" + name;
-            if (note == nullptr) return MimeClientCookie::Delete();
-            std::exchange(note, nullptr)->SetCookie(this);
-        }
-        MimeINote * note = nullptr;
-    };
-    class Note : public MimeINote {
-    public:
+    struct Note : MimeINote {
         using MimeINote::MimeINote;
-        std::function<void()> within;
-
-    protected:
-        void BeginPart(MimeContext &) override { within(); }
+        void BeginPart(MimeContext &) override { play(std::exchange(within, "")); }
+        void play(std::string const & steps) {
+            for (char const step : steps) {
+                if (step == 'R') Receive();
+                if (step == '0') SetCookie(nullptr);
+                if (step >= 'a') set(std::string(1, step));
+                is_again = step == '^';
+            }
+        }
+        void set(std::string const & name) {
+            CountedCookie *& cookie = cookies[name];
+            if (cookie == nullptr) cookie = new CountedCookie(*log, name);
+            if (is_again) cookie->again = this;
+            EXPECT_EQ(SetCookie(cookie), cookie);
+        }
+        std::string * log = nullptr; // outlives the note
+        std::string within;
+        bool is_again = false;
+        std::map<std::string, CountedCookie *> cookies;
     };
     struct {
-        std::string steps, ends;
+        std::string steps, within, ends;
     } const rows[] = {
-        {"aR", "-a"},     {"aRR", "-a"},       {"a", "-a"},        {"ab", "-a-b"},
-        {"abR", "-a-b"},  {"aa", "-a"},        {"a0", "-a"},       {"a0R", "-a"},
-        {"aR[a]R", "-a"}, {"aR[b]", "-a-b"},   {"aR[b]R", "-a-b"}, {"aR[bc]R", "-b-a-c"},
-        {"aR[0]R", "-a"}, {"aR[ba]R", "-b-a"}, {"R[a]R", "-a"},    {"^aR", "-a-a"},
-        {"^aRR", "-a-a"}, {"^ab", "-a-b-a"},
+        {"aR", "", "-a"},     {"aRR", "", "-a"},     {"a", "", "-a"},      {"ab", "", "-a-b"},
+        {"abR", "", "-a-b"},  {"aa", "", "-a"},      {"a0", "", "-a"},     {"a0R", "", "-a"},
+        {"aRR", "a", "-a"},   {"aR", "b", "-a-b"},   {"aRR", "b", "-a-b"}, {"aR", "bc", "-b-a-c"},
+        {"aRR", "0", "-a"},   {"aRR", "ba", "-b-a"}, {"RR", "a", "-a"},    {"^aR", "", "-a-a"},
+        {"^aRR", "", "-a-a"}, {"^ab", "", "-a-b-a"},
     };
     for (auto const & row : rows) {
         std::string log;
-        std::map<char, Again *> cookies;
         {
             std::istringstream in("\r\n");
             Note note(in);
-            std::string_view rest = row.steps;
-            auto const set = [&](char name, bool again) {
-                if (name == '0') return void(note.SetCookie(nullptr));
-                Again *& cookie = cookies[name];
-                if (cookie == nullptr) cookie = new Again(log, std::string(1, name));
-                if (again) cookie->note = &note;
-                EXPECT_EQ(note.SetCookie(cookie), cookie);
-            };
-            while (!rest.empty()) {
-                char const step = rest.front();
-                rest.remove_prefix(1);
-                if (step == 'R') {
-                    bool const has_steps = rest.starts_with('[');
-                    std::string_view const inner =
-                        has_steps ? rest.substr(1, rest.find(']') - 1) : std::string_view();
-                    if (has_steps) rest.remove_prefix(inner.size() + 2);
-                    note.within = [&] {
-                        for (char const name : inner)
-                            set(name, false);
-                    };
-                    note.Receive();
-                } else if (step == '^') {
-                    set(rest.front(), true);
-                    rest.remove_prefix(1);
-                } else {
-                    set(step, false);
-                }
-            }
+            note.log = &log;
+            note.within = row.within;
+            note.play(row.steps);
         }
-        EXPECT_EQ(log, row.ends) << row.steps;
+        EXPECT_EQ(log, row.ends) << row.steps << ", within " << row.within;
     }
 }
 
@@ -314,11 +301,7 @@ TEST(Bodies, LargeOnesAndLongLinesKeepEveryByte) {
         "Content-Type: multipart/mixed; boundary=x\r\n\r\n--x\r\nSubject: " + subject + "\r\n\r\n" +
         text + "\r\n--x--\r\n";
     for (Chunking const chunking : {Chunking{1, 8191}, {65'536, 65'536}, {message.size(), 1}}) {
-        ChunkedBuf buffer(message, chunking);
-        std::istream in(&buffer);
-        Transcript note(in);
-        note.longest_text = 400'000;
-        std::string const transcript = note.run();
+        std::string const transcript = transcript_in_pieces(message, chunking);
         EXPECT_EQ(lines_of(transcript, "data"), vellum::test::quoted(text) + "\n")
             << chunking.name();
         EXPECT_EQ(lines_of(transcript, "Set_Subject"), vellum::test::quoted(subject) + "\n");
@@ -349,11 +332,7 @@ TEST(Bodies, OfLongLinesGoOnInPieces) {
             std::string const end = std::to_string(header.size() + text.size());
             for (Chunking const chunking :
                  {Chunking{1, 4096}, {message.size(), 1}, {header.size() + size, 1}, {1, 1}}) {
-                ChunkedBuf buffer(message, chunking);
-                std::istream in(&buffer);
-                Transcript note(in);
-                note.longest_text = 100'000;
-                std::string const transcript = note.run();
+                std::string const transcript = transcript_in_pieces(message, chunking);
                 EXPECT_EQ(lines_of(transcript, "data"), vellum::test::quoted(text) + "\n");
                 std::string const body = lines_of(transcript, "EndBody");
                 EXPECT_NE(body.find("body " + std::to_string(header.size()) + ".." + end +
@@ -380,16 +359,12 @@ struct SizesBuf : std::streambuf {
 TEST(Bodies, OfOneLineAreNotGathered) {
     std::string const text(3'000'000, 'y');
     for (std::size_t const piece : {std::size_t{100}, std::size_t{8191}, text.size()}) {
-        ChunkedBuf buffer("\r\n\r\n" + text, {piece, piece});
-        std::istream in(&buffer);
         SizesBuf sizes;
         std::ostream sink(&sizes);
-        Transcript note(in);
-        note.data_sink = &sink;
-        note.run();
+        transcript_in_pieces("\r\n\r\n" + text, {piece, piece},
+                             [&](Transcript & note) { note.data_sink = &sink; });
         EXPECT_EQ(sizes.total, 3'000'000);
         EXPECT_LE(sizes.largest, 65'536) << piece;
-        EXPECT_EQ(in.rdstate(), std::ios_base::eofbit);
     }
 }
 
@@ -402,11 +377,8 @@ TEST(Bodies, Base64PaddingEndsTheLineInPiecesToo) {
                                         "\r\nREVG\r\n";
             std::string const expected = repeated("ABC", groups) + (end == "=" ? "" : "A") + "DEF";
             for (Chunking const chunking : {Chunking{message.size(), 1}, {1, 5000}, {7, 7}}) {
-                ChunkedBuf buffer(message, chunking);
-                std::istream in(&buffer);
-                Transcript note(in);
-                note.longest_text = 100'000;
-                EXPECT_EQ(lines_of(note.run(), "data"), vellum::test::quoted(expected) + "\n")
+                EXPECT_EQ(lines_of(transcript_in_pieces(message, chunking), "data"),
+                          vellum::test::quoted(expected) + "\n")
                     << groups << end << chunking.name();
             }
         }
@@ -453,25 +425,20 @@ private:
     bool is_last_ = true;
 };
 
-class PairFactory : public NLS_Translator_Factory {
-public:
-    explicit PairFactory(Feeding & feeding) : feeding_(feeding) {}
+struct PairFactory : NLS_Translator_Factory {
+    explicit PairFactory(Feeding & of) : feeding(of) {}
     NLS_Translator * New(char const * charset, int) override {
-        return new PairTranslator(charset, feeding_);
+        return new PairTranslator(charset, feeding);
     }
-
-private:
-    Feeding & feeding_;
+    Feeding & feeding;
 };
 
 std::string data_through(Feeding & feeding, std::string const & message, Chunking chunking) {
-    ChunkedBuf buffer(message, chunking);
-    std::istream in(&buffer);
     std::ostringstream data;
-    Transcript note(in);
-    note.data_sink = &data;
-    note.SetNLS(new PairFactory(feeding), 0);
-    note.run();
+    transcript_in_pieces(message, chunking, [&](Transcript & note) {
+        note.data_sink = &data;
+        note.SetNLS(new PairFactory(feeding), 0);
+    });
     return data.str();
 }
 
@@ -585,8 +552,7 @@ TEST(NestingLimit, HoldsTheStack) {
 
 /// A run of lines that begin like a delimiter doesn't pile up in the buffer.
 TEST(Memory, IsBoundByTheLongestLine) {
-    class Reader : public MimeLine_via_istream {
-    public:
+    struct Reader : MimeLine_via_istream {
         using MimeLine::Boundary_is_a;
         using MimeLine_via_istream::MimeLine_via_istream;
     };
@@ -610,14 +576,11 @@ TEST(Memory, IsBoundByTheLongestLine) {
 }
 
 TEST(Memory, OfALongHeaderLineIsGivenBack) {
-    class Note : public MimeINote {
-    public:
+    struct Note : MimeINote {
         using MimeINote::MimeINote;
+        void BeginPart(MimeContext &) override { kept = malloc_usable_size(run->line_begin); }
         MimeReceiver const * run = nullptr;
         std::size_t kept = 0;
-
-    protected:
-        void BeginPart(MimeContext &) override { kept = malloc_usable_size(run->line_begin); }
     };
     std::istringstream in("X: " + std::string(9'000'000, 'x') + "\r\nY: z\r\n\r\n");
     Note note(in);
@@ -697,10 +660,7 @@ TEST(Exceptions, OutOfAStreamPassThrough) {
 }
 
 TEST(Exceptions, OutOfADataStreamPassThrough) {
-    class Broken : public std::streambuf {
-        std::streamsize xsputn(char const *, std::streamsize) override {
-            throw std::runtime_error("sink");
-        }
+    struct Broken : std::streambuf { // without a put area, so that each byte comes here
         int_type overflow(int_type) override { throw std::runtime_error("sink"); }
     };
     for (std::string const encoding : {"7bit", "base64", "quoted-printable"}) {
