@@ -1,10 +1,10 @@
 // tests/support/chunked.hpp - one text as many inputs: cut in every way, through every kind of
 // stream
 //
-// A reader must not care where a buffer ends. So a test runs its input through for_each_input or
-// for_each_cut and expects one result. Each piece lies in a heap block of exactly its size, which
-// is freed when the next one is asked for: AddressSanitizer reports a read of one byte too many,
-// and any use of an old piece.
+// A reader must not care where a buffer ends. So a test runs its input through for_each_input, or
+// cuts it as each of its chunkings, and expects one result. Each piece lies in a heap block of
+// exactly its size, which is freed when the next one is asked for: AddressSanitizer reports a read
+// of one byte too many, and any use of an old piece.
 #pragma once
 
 #include "mime/foundation/lite_stream.hpp"
@@ -14,10 +14,10 @@
 #include <cstddef>
 #include <istream>
 #include <memory>
+#include <sstream>
 #include <streambuf>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace vellum::test {
@@ -104,21 +104,14 @@ private:
 /// A `streambuf` without a get area, as standard input is while it is in step with C's.
 class UnbufferedBuf : public std::streambuf {
 public:
-    explicit UnbufferedBuf(std::string_view text) : text_(text) {}
+    explicit UnbufferedBuf(std::string_view text) : text_(std::string(text)) {}
 
 protected:
-    int_type underflow() override {
-        return at_ < text_.size() ? traits_type::to_int_type(text_[at_]) : traits_type::eof();
-    }
-    int_type uflow() override {
-        int_type const byte = underflow();
-        if (at_ < text_.size()) ++at_;
-        return byte;
-    }
+    int_type underflow() override { return text_.sgetc(); }
+    int_type uflow() override { return text_.sbumpc(); }
 
 private:
-    std::string text_;
-    std::size_t at_ = 0;
+    std::stringbuf text_;
 };
 
 /// An `iSimpleStream` whose buffer is one piece at a time.
@@ -180,19 +173,6 @@ private:
     PieceSource source_;
     std::string_view rest_;
 };
-
-/// Calls `run(pieces, how)` with the text cut in each way: `pieces` is a `std::vector<ExactCopy>`,
-/// `how` a text for the test's messages.
-template <class Run>
-void for_each_cut(std::string_view text, Run && run, std::size_t most_cuts = 1000) {
-    for (Chunking const & chunking : chunkings(text.size(), most_cuts)) {
-        std::vector<ExactCopy> pieces;
-        for (PieceSource source(text, chunking); source.next();) {
-            pieces.emplace_back(source.piece().view());
-        }
-        run(std::as_const(pieces), chunking.name());
-    }
-}
 
 /// Calls `run(input, how)` with the text as an `std::istream &`, an `iSimpleStream &` and a
 /// `TiStreamLite &`, cut in each way; so `run` takes `auto & input`. `how` is a text for the test's

@@ -9,7 +9,6 @@
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace vellum::test {
 
@@ -72,11 +71,11 @@ Outcome outcome_of(Codec const & codec, std::string_view text, std::size_t block
 
 /// One call for each piece.
 template <typename Codec>
-Outcome outcome_of(Codec codec, std::vector<ExactCopy> const & pieces) {
+Outcome outcome_of(Codec codec, std::string_view text, Chunking chunking) {
     LendingOutput out(7);
     int result = -1;
-    for (ExactCopy const & piece : pieces) {
-        iSimpleStream in(piece.begin(), piece.end());
+    for (PieceSource source(text, chunking); source.next();) {
+        iSimpleStream in(source.piece().begin(), source.piece().end());
         result = run(codec, in, out);
     }
     return at_end_of(codec, result, out);
