@@ -2,14 +2,13 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/incoming_note.hpp"
 #include "mime/receive/receiver.hpp"
-#include "tests/support/case_file.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <string>
 #include <vector>
 
@@ -79,56 +78,32 @@ TEST(Fields, make_their_calls) {
     }
 }
 
-/// What the fields leave in the run for the walk of the body.
+/// What the fields leave in the run for the walk of the body; a name is its token.
 TEST(Fields, leave_their_values_in_the_run) {
-    struct {
-        char const * header;
-        char const * transfer_encoding;
-        char const * disposition;
-        NLS_CharSet * charset;
-        int number;
-        int total;
-    } const rows[] = {
-        {"Subject: x\n", nullptr, nullptr, nullptr, 0, 0},
-        {"Content-Type: text/plain\nContent-Transfer-Encoding: QUOTED-PRINTABLE\n",
-         RFC1521::quoted_printable, nullptr, &NLS::US_ASCII, 0, 0},
-        {"Content-Type: text/x; charset=UTF-8\nContent-Disposition: attachment\n", nullptr,
-         RFC1806::attachment, &NLS::UTF_8, 0, 0},
-        {"Content-Type: image/jpeg; charset=UTF-8\nContent-Disposition: weird; filename=x\n",
-         nullptr, RFC1806::attachment, nullptr, 0, 0},
-        {"Content-Type: text/x; charset=UTF-8\nContent-Type: image/x\n", nullptr, nullptr, nullptr,
-         0, 0},
-        // The first reading takes the last number, the second keeps it.
-        {"Content-Type: multipart/mixed; boundary=b\n\n--b\n"
-         "Content-Type: message/partial; id=a; number=2; number=3; total=x; total=5; id=c\n",
-         RFC1521::ASCII_7bit, nullptr, nullptr, 3, 5},
-        {"Content-Type: multipart/mixed; boundary=b\n\n--b\n"
-         "Content-Type: message/partial; number=99999999999; total=-99999999999\n",
-         RFC1521::ASCII_7bit, nullptr, nullptr, INT_MAX, INT_MIN},
+    auto const token = [](std::string const & name) {
+        return name.empty() ? nullptr : static_cast<char const *>(SymToken(name.c_str()));
     };
-    for (auto const & row : rows) {
-        ExactCopy const copy(std::string(row.header) + "\n");
+    for (Cells const & row : rows_of(content_of("run_values.case"))) {
+        SCOPED_TRACE(row[0]);
+        ExactCopy const copy(row[0] + "\n");
         iSimpleStream input(copy.begin(), copy.end());
         MimeINote note(input);
         MimeReceiver run(&note, &input, nullptr, false, nullptr);
         run.Get_message();
-        EXPECT_EQ(run.transfer_encoding, row.transfer_encoding) << row.header;
-        EXPECT_EQ(run.disposition, row.disposition) << row.header;
-        EXPECT_EQ(run.body_charset, row.charset) << row.header;
-        EXPECT_EQ(run.partial_number, row.number) << row.header;
-        EXPECT_EQ(run.partial_total, row.total) << row.header;
+        EXPECT_EQ(run.transfer_encoding, token(row[1]));
+        EXPECT_EQ(run.disposition, token(row[2]));
+        EXPECT_EQ(run.body_charset, row[3].empty() ? nullptr : NLS::FindCharSet(row[3].c_str()));
+        EXPECT_EQ(run.partial_number, std::stoi(row[4]));
+        EXPECT_EQ(run.partial_total, std::stoi(row[5]));
     }
 }
 
 /// A file name is good until the next field of its kind.
 TEST(Fields, file_names_outlive_their_call) {
-    class Names : public MimeINote {
-    public:
+    struct Names : MimeINote {
         using MimeINote::MimeINote;
         std::vector<char const *> names;
         std::string at_end;
-
-    protected:
         void SetFileName(char const *, char const * name) override { names.push_back(name); }
         void EndPart(MimeContext &) override {
             for (char const * name : names)
