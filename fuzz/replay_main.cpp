@@ -1,6 +1,6 @@
 // fuzz/replay_main.cpp - runs a fuzz target on its seeds, for builds without libFuzzer
 //
-// Input:  files, and directories that are searched for files.
+// Input:  directories that are searched for seeds.
 // Runs:   each seed whole, and its prefixes: every length up to `dense_prefixes`, then steps that
 //         keep the count for one seed near twice that number. Each in a heap block of exactly its
 //         size, so that a read beyond the end is seen by AddressSanitizer.
@@ -14,30 +14,14 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size);
 
 namespace {
 
 constexpr std::size_t dense_prefixes = 512;
-
-std::vector<std::filesystem::path> find_seeds(int count, char ** arguments) {
-    std::vector<std::filesystem::path> seeds;
-    for (int i = 0; i < count; ++i) {
-        std::filesystem::path const place = arguments[i];
-        if (!std::filesystem::is_directory(place)) {
-            seeds.push_back(place);
-            continue;
-        }
-        for (auto const & entry : std::filesystem::recursive_directory_iterator(place)) {
-            if (entry.is_regular_file()) seeds.push_back(entry.path());
-        }
-    }
-    std::sort(seeds.begin(), seeds.end());
-    return seeds;
-}
 
 void run_prefix(std::string const & seed, std::size_t size) {
     auto const copy = std::make_unique<std::uint8_t[]>(size);
@@ -64,7 +48,12 @@ bool run_seed(std::filesystem::path const & path) {
 } // namespace
 
 int main(int argc, char ** argv) {
-    auto const seeds = find_seeds(argc - 1, argv + 1);
+    std::set<std::filesystem::path> seeds;
+    for (int i = 1; i < argc; ++i) {
+        for (auto const & entry : std::filesystem::recursive_directory_iterator(argv[i])) {
+            if (entry.is_regular_file()) seeds.insert(entry.path());
+        }
+    }
     if (seeds.empty()) {
         std::fprintf(stderr, "no seed found\n");
         return 1;
