@@ -2,8 +2,7 @@
 #include "mime/foundation/trace.hpp"
 #include "mime/partial/file_stream.hpp"
 #include "mime/platform/files.hpp"
-#include "tests/support/case_file.hpp"
-#include "tests/support/escapes.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/fragments.hpp"
 #include "tests/support/transcript.hpp"
 
@@ -122,7 +121,7 @@ private:
                              ? std::string(std::stoul(inner.substr(2)), inner.front())
                              : std::to_string(path.size()) + "\\n" + path + "\\n");
         }
-        return from_escapes(text);
+        return unescaped(text);
     }
     std::string path(Words & words) const { return store_.path(word(words)); }
 
