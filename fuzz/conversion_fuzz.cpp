@@ -66,7 +66,7 @@ std::string output_of(std::size_t capacity, Call call) {
     require(result.buffer != nullptr || result.produced <= capacity);
     char const * const bytes =
         result.buffer != nullptr ? reinterpret_cast<char const *>(result.buffer) : block.begin();
-    std::string const output(bytes, result.produced);
+    std::string output(bytes, result.produced);
     if (result.buffer != nullptr) Session::entries().qxSTRMemFree(result.buffer);
     return output;
 }
