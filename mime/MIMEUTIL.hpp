@@ -58,7 +58,9 @@ public:
     /// or the day of the week, with long names of days and months, `29-Apr-2010`, asctime() with
     /// and without a zone, ISO 8601 in the extended and the basic form (a fraction of a second is
     /// cut off), numbers divided by "/" (the month in front), "." (the day in front) or "-", AM and
-    /// PM, and differences as `+09:00`, `+9` and `GMT+9`. What follows the date is passed over.
+    /// PM, and differences as `+09:00`, `- 0900`, `+9` and `GMT+9`; "of" in front of the month, a
+    /// word or a mark in front of the time (`at 9:55`), the time in front of the date. What follows
+    /// the date is passed over.
     ///
     /// The day of the week is computed, not believed. A date without a zone, with the name of an
     /// unknown one, or with a letter other than Z (RFC 5322 4.3) counts as Universal Time, zone 0,

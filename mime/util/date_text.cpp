@@ -3,11 +3,14 @@
 // Grammar:    RFC 5322 3.3 and 4.3; ISO 8601, extended and basic, but no weeks and days of the
 // year:
 //               date-time = [weekday] (day month year / month day year / year month day) time
-//             where the year may also stand behind the time, and the time may be missing.
-// Tolerance:  comments, white space and commas between any two items; names from three letters on;
-//             "-", "/" or "." between the numbers of a date; AM and PM; zones as "+9", "+09:00",
-//             "GMT+9", "0900". What stands behind the zone isn't looked at.
-// Bounds:     no item is read more than twice, and the comments in front of it no oftener.
+//             where the year may also stand behind the time, the time in front of the date, and the
+//             time may be missing.
+// Tolerance:  comments, white space, commas and semicolons between any two items; a quote in front
+//             of all; names from three letters on; "-", "/" or "." between the numbers of a date;
+//             "of" in front of the month; a word or a mark in front of the time; AM and PM; zones
+//             as "+9", "+09:00", "- 0600", "GMT+9", "0900". What stands behind the zone isn't
+//             looked at.
+// Bounds:     no item is read more than four times, and the comments in front of it no oftener.
 #include "mime/util/date_text.hpp"
 
 #include "mime/foundation/ascii.hpp"
@@ -116,11 +119,11 @@ public:
         }
     }
 
-    /// CFWS and commas.
+    /// CFWS, commas and semicolons.
     void pass_commas() {
         do {
             pass_blanks();
-        } while (pass(','));
+        } while (pass_one_of(",;") != '\0');
     }
 
     Number number() {
@@ -144,17 +147,24 @@ private:
     std::size_t at_ = 0;
 };
 
+/// How the word is taken that a date begins with.
+enum class FirstWord { may_be_weekday, is_month };
+
 /// One reading of a text.
 class DateReader {
 public:
     explicit DateReader(std::string_view text) : cursor_(text) {}
 
-    std::optional<DateText> read() {
+    std::optional<DateText> read(FirstWord first_word) {
         cursor_.pass_commas();
-        if (cursor_.pass('?')) cursor_.pass_commas(); // a date that was doubted before
-        pass_weekday();
+        // A date that was doubted before, or quoted.
+        while (cursor_.pass_one_of("?\"") != '\0')
+            cursor_.pass_commas();
+        if (first_word == FirstWord::may_be_weekday) pass_weekday();
+        if (is_at_time() && !read_time()) return std::nullopt;
+        cursor_.pass_commas();
         if (!read_date()) return std::nullopt;
-        cursor_.pass_commas();
+        pass_to_time();
         if (!has_time_ && is_digit(cursor_.here()) && !read_time()) return std::nullopt;
         if (has_time_ && !read_end()) return std::nullopt;
         if (!has_year_ || !exists()) return std::nullopt;
@@ -174,13 +184,31 @@ private:
         cursor_.pass_commas();
     }
 
+    /// The hour stands here, and its ":".
+    bool is_at_time() const {
+        Cursor ahead = cursor_;
+        Number const hour = ahead.number();
+        if (hour.digits == 0 || hour.digits > 2) return false;
+        ahead.pass_blanks();
+        return ahead.here() == ':';
+    }
+
+    /// Passes what stands between the date and the time: commas, and "at", "T", "-" or "@".
+    void pass_to_time() {
+        cursor_.pass_commas();
+        Cursor const before = cursor_;
+        if (cursor_.word().empty()) cursor_.pass_one_of("-@");
+        cursor_.pass_blanks();
+        if (!is_at_time()) cursor_ = before;
+    }
+
     bool read_date() {
         if (!is_digit(cursor_.here())) return read_month() && read_day() && read_year_or_time();
         Number const first = cursor_.number();
         if (first.digits == 8) return take_basic_date(first.value);
         if (first.digits == 0 || first.digits > 4) return false;
         char const mark = pass_mark();
-        if (first.digits == 4) return set_year(first) && read_month() && read_day() && pass_t();
+        if (first.digits == 4) return set_year(first) && read_month_and_day();
         if (!is_digit(cursor_.here())) {
             date_.day = first.value;
             return read_month() && read_year_or_time();
@@ -193,6 +221,15 @@ private:
         date_.day = number % 100;
         date_.month = number / 100 % 100;
         return set_year({number / 10000, 4}) && pass_t();
+    }
+
+    /// What stands behind the year: the month and the day, or the day and the month's name.
+    bool read_month_and_day() {
+        Cursor const before = cursor_;
+        bool const is_day_first = read_day() && (pass_mark(), is_letter(cursor_.here()));
+        if (is_day_first && read_month()) return true;
+        cursor_ = before;
+        return read_month() && read_day() && cursor_.here() != ':' && pass_t();
     }
 
     /// The rest of a date of numbers, in the order that its mark is a sign of; or in the other, if
@@ -218,7 +255,12 @@ private:
         if (is_digit(cursor_.here())) {
             date_.month = cursor_.number().value;
         } else {
-            date_.month = place_of(cursor_.word(), months);
+            std::string_view word = cursor_.word();
+            if (ascii::equal(word, "of")) {
+                cursor_.pass_blanks();
+                word = cursor_.word();
+            }
+            date_.month = place_of(word, months);
         }
         pass_mark();
         return date_.month != 0;
@@ -302,7 +344,7 @@ private:
     }
 
     void pass_fraction() {
-        if (cursor_.pass_one_of(".,") != '\0') cursor_.number();
+        if (cursor_.pass_one_of(".,:") != '\0') cursor_.number();
     }
 
     /// AM and PM, where the hour is from 1 to 12.
@@ -341,6 +383,7 @@ private:
         date_.zone = zone_of_name(name);
         char const sign = cursor_.pass_one_of("+-");
         Number hours = cursor_.number();
+        if (hours.digits == 0 && sign != '\0' && name.empty()) hours = read_distant_zone();
         if (hours.digits == 0) return true;
         if (sign == '\0' && (!name.empty() || hours.digits != 4)) return true;
         int minutes = 0;
@@ -355,6 +398,13 @@ private:
         date_.zone = 60 * hours.value + minutes;
         if (sign == '-') date_.zone = -date_.zone;
         return true;
+    }
+
+    /// The four digits of a zone, if white space parts them from their sign.
+    Number read_distant_zone() {
+        cursor_.pass_blanks();
+        Number const digits = cursor_.number();
+        return digits.digits == 4 ? digits : Number();
     }
 
     bool exists() const {
@@ -374,7 +424,9 @@ private:
 } // namespace
 
 std::optional<DateText> read_date_text(std::string_view text) noexcept {
-    return DateReader(text).read();
+    // Some days of the week in other languages are names of months: "mar, 5 May 2010".
+    auto const date = DateReader(text).read(FirstWord::may_be_weekday);
+    return date ? date : DateReader(text).read(FirstWord::is_month);
 }
 
 } // namespace vellum
