@@ -1,6 +1,7 @@
 // tests/encoded_word_test.cpp - encoded words: their neighbours and translators; grammar.case shows
 // their shapes
 #include "mime/header/grammar.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "tests/support/header_scan.hpp"
 #include "tests/support/texts.hpp"
 #include "tests/support/translators.hpp"
@@ -115,6 +116,54 @@ TEST(EncodedWords, use_the_translators_of_the_run_again) {
     EXPECT_EQ(factory.asked, 2); // these stay in the list of the run
     EXPECT_EQ(decoded("=?x-same?Q?a?= =?x-same?Q?b?=", &factory), "+ab");
     EXPECT_EQ(factory.asked, 4); // these don't
+}
+
+/// Makes capitals of what comes up to a "!", takes no more and fails.
+class Stopper : public TextTranslator {
+public:
+    using TextTranslator::TextTranslator;
+    int Translate(std::string_view, std::string &) override { return 1; }
+    bool Takes_Pieces(NLS_CharSet *) override { return std::string_view(charSetName) == "pieces"; }
+    int CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) override {
+        while (in->good() && in->iBufCnt() != 0 && *in->iGetPtr(0) != '!') {
+            int const c = in->get();
+            out->put(static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c));
+        }
+        return in->iBufCnt() != 0 ? 1 : 0;
+    }
+};
+
+/// In extended reading all of a text reaches the client on UTF-8, and as UTF-8.
+TEST(EncodedWords, show_what_a_translator_leaves) {
+    struct {
+        std::string written;
+        std::string basic;
+        std::string extended;
+    } const rows[] = {
+        {"=?whole?Q?ab!cd?= y", "AB y", "AB!cd y"},
+        {"=?pieces?Q?ab!cd?= y", "AB y", "AB!cd y"},
+        {"=?whole?Q?ab=C3!cd=E9?=", "AB\xC3", "AB\xEF\xBF\xBD!cd\xEF\xBF\xBD"},
+        {"=?pieces?Q?!ab?=", "=?pieces?Q?!ab?=", "=?pieces?Q?!ab?="},
+        {"=?pieces?Q?" + repeated("a", 1024) + '!' + repeated("b", 2000) + "?=",
+         repeated("A", 1024), repeated("A", 1024) + '!' + repeated("b", 1023) + repeated("B", 977)},
+    };
+    for (auto const & row : rows) {
+        for (auto const * const rules : {&basic_reading, &extended_reading}) {
+            SilentRun run;
+            FactoryOf<Stopper> factory;
+            run.factories = &factory;
+            run.rules = rules;
+            run.code_page = 65001;
+            ExactText const text(row.written);
+            HeaderScanner scanner(text.get(), run);
+            Position next = 0;
+            Span out;
+            scanner.get_Encoded_Text(next, out);
+            EXPECT_EQ(text_of(scanner, out.begin, out.end),
+                      rules == &basic_reading ? row.basic : row.extended)
+                << row.written;
+        }
+    }
 }
 
 TEST(EncodedWords, let_the_exception_of_a_translator_pass) {

@@ -1,6 +1,6 @@
 // mime/header/encoded_word.cpp - the encoded words of a header field, decoded in place (RFC 2047)
 //
-// Grammar:    "=?" charset "?" encoding "?" text "?="
+// Grammar:    "=?" charset ["*" language] "?" encoding "?" text "?=" (RFC 2231 5)
 // Tolerance:  a word may be of any length and stand anywhere, also within a quoted string or amid
 //             other text. White space and comments may stand around charset and encoding.
 // Bounds:     text is decoded in pieces of a kilobyte, and each word takes the place of its encoded
@@ -15,10 +15,7 @@
 #include "mime/header/grammar.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/header/reading_rules.hpp"
-#include "mime/nls/charset.hpp"
-#include "mime/nls/client_text.hpp"
-#include "mime/nls/message_words.hpp"
-#include "mime/nls/translator.hpp"
+#include "mime/header/text_translation.hpp"
 
 #include <algorithm>
 #include <array>
@@ -141,21 +138,14 @@ class WordConversion {
 public:
     /// The words stand in front of `limit`.
     WordConversion(HeaderRun & run, ScanBuffer const & text, Position limit)
-        : run_(run), text_(text), limit_(limit) {}
+        : run_(run), text_(text), limit_(limit), translation_(run) {}
 
     /// Takes the word at `in` that ends within `limit`. False if it isn't complete, or what it
     /// needs can't be had.
     bool open(Position in, Position limit) {
         if (run_.factories == nullptr || !text_.starts_with(in, "=?")) return false;
-        if (!parse_word(text_, in, limit, word_)) return false;
-        set_ = run_.words->char_set(word_.charset.c_str());
-        translator_ = run_.translators().of(set_);
-        if (!translator_) {
-            run_.words->give_up(set_);
-            run_.tell(Defect_UnknownCharSet);
-            return false;
-        }
-        run_.words->keep(set_);
+        if (!parse(in, limit, word_)) return false;
+        if (!translation_.open(word_.charset.c_str())) return false;
         decoder_.emplace(text_, word_);
         if (!*decoder_) run_.tell(Defect_BadEncodedWord);
         return !!*decoder_;
@@ -165,28 +155,20 @@ public:
     /// nothing came of it that could be shown in place of the words.
     template <typename Take>
     bool convert(Take take) {
-        bool const takes_pieces = translator_->Takes_Pieces(set_);
         std::array<char, block_size> result_block;
         ioSimpleStream result(result_block.data(), block_size, 0);
-        bool has_failed = false;
-        bool has_result = false;
-        for (bool is_last = false; !is_last && !has_failed;) {
+        for (bool is_last = false; !is_last && translation_.may_go_on();) {
             decoder_->decode_piece(stage_);
             is_last = decoder_->left().empty() && !follow();
-            if (!takes_pieces && !is_last) continue;
+            if (!translation_.takes_pieces() && !is_last) continue;
             stage_.rewind();
-            int const status =
-                takes_pieces ? translator_->CharSet_to_CodePage_Piece(&stage_, is_last, &result)
-                             : translator_->CharSet_to_CodePage(&stage_, &result);
+            translation_.translate(stage_, is_last, result);
             stage_.reInit();
-            has_failed = status != 0;
             if (result.oBufCnt() == 0) continue;
-            has_result = true;
             take(std::string_view(result.str(), result.oBufCnt()));
             result.reInit();
         }
-        if (has_failed) run_.tell(Defect_BadEncodedWord);
-        return has_result || !has_failed;
+        return translation_.finish(Defect_BadEncodedWord);
     }
 
     /// Up to where the words have been decoded, and where the last of them ends.
@@ -203,12 +185,19 @@ public:
     }
 
 private:
+    bool parse(Position in, Position limit, EncodedWord & word) const {
+        if (!parse_word(text_, in, limit, word)) return false;
+        std::string & set = word.charset;
+        if (run_.rules->word_languages_passed) set.erase(std::min(set.find('*'), set.size()));
+        return !set.empty();
+    }
+
     /// Whether another word stands beside this one, which is then the one to decode.
     bool follow() {
         if (!run_.rules->adjacent_words_joined) return false;
         Position const in = text_.pass_blanks(word_.end, limit_);
         EncodedWord next;
-        if (!text_.starts_with(in, "=?") || !parse_word(text_, in, limit_, next)) return false;
+        if (!text_.starts_with(in, "=?") || !parse(in, limit_, next)) return false;
         if (!ascii::equal(next.charset, word_.charset)) return false;
         if (decoder_name(next.encoding) == nullptr) return false;
         word_ = std::move(next);
@@ -220,8 +209,7 @@ private:
     ScanBuffer const & text_;
     Position limit_;
     EncodedWord word_;
-    NLS_CharSet * set_ = nullptr;
-    TranslatorInUse translator_;
+    TextTranslation translation_;
     // The decoder writes its tail to the stage at its end, which may come by an exception.
     std::array<char, block_size> stage_block_;
     ioSimpleStream stage_{stage_block_.data(), block_size, 0};

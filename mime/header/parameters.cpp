@@ -253,11 +253,11 @@ void ParameterReader::join(std::size_t first, std::size_t end) {
     if (!is_right) run.tell(Defect_BadParameter);
     bool const has_set = set && !set->empty();
     if (has_set && translate_text(run, set->c_str(), joined)) return;
-    if (has_set) run.tell(Defect_UnknownCharSet);
     if (!has_encoded) {
         scanner_.decode_words(joined, 0);
     } else if (auto text = run.client_text(joined)) {
         joined = std::move(*text);
+        if (!has_set) run.tell(Defect_CharSetGuessed);
     }
 }
 

@@ -38,9 +38,12 @@ struct ReadingRules {
                                   ///< without an address.
     bool groups_told;             ///< SetGroup, and groups in From too (RFC 6854).
     bool adjacent_words_joined;   ///< Encoded words side by side are one text in their set.
-    bool eight_bit_text_guessed;  ///< Raw 8-bit text is UTF-8 or of the fallback set (RFC 6532).
-    bool system_sets;             ///< Sets that only the C library knows are translated.
-    bool all_dates;               ///< RFC 5322 4.3 and other forms that mail has; Set_DateTime.
+    bool word_languages_passed;   ///< =?set*language?Q?text?= (RFC 2231 5).
+    bool untranslated_text_kept; ///< Where a translator fails in the middle of a field's text, what
+                                 ///< it leaves comes as text of no known set.
+    bool eight_bit_text_guessed; ///< Raw 8-bit text is UTF-8 or of the fallback set (RFC 6532).
+    bool system_sets;            ///< Sets that only the C library knows are translated.
+    bool all_dates;              ///< RFC 5322 4.3 and other forms that mail has; Set_DateTime.
 
     // Bodies
     bool lenient_decoding; ///< All rules of DecodingRules.
@@ -70,6 +73,8 @@ inline constexpr ReadingRules extended_reading{
     .address_lists_resume = true,
     .groups_told = true,
     .adjacent_words_joined = true,
+    .word_languages_passed = true,
+    .untranslated_text_kept = true,
     .eight_bit_text_guessed = true,
     .system_sets = true,
     .all_dates = true,

@@ -94,6 +94,14 @@ void Utf8Repair::replace(oSimpleStream * out) {
     if (out != nullptr) out->write(utf_8::replacement);
 }
 
+std::string repaired_text(std::string_view text) {
+    oSimpleStream result;
+    Utf8Repair repair;
+    repair.take(text, &result);
+    repair.finish(&result);
+    return {result.str(), result.oBufCnt()};
+}
+
 // ---- The way to a translator ----
 
 bool TextTranslators::is_for_utf_8() const {
@@ -247,13 +255,14 @@ std::string guessed_text(std::string_view text, TextTranslators const & translat
     bool const is_text = utf_8::is_valid(text);
     if (is_text && translators.is_for_utf_8()) return std::string(text);
     NLS_CharSet * set = &NLS::UTF_8;
-    TranslatorInUse translator = is_text ? translators.of(set) : translators.of_fallback(set);
-    if (!translator && translators.is_for_utf_8()) translator.reset(new (std::nothrow) Utf8Text);
-    if (!translator) return std::string(text);
-    TextStream source(text);
-    oSimpleStream result;
-    translator->CharSet_to_CodePage(&source, &result);
-    return {result.str(), result.oBufCnt()};
+    TranslatorInUse const translator = is_text ? translators.of(set) : translators.of_fallback(set);
+    if (translator) {
+        TextStream source(text);
+        oSimpleStream result;
+        int const status = translator->CharSet_to_CodePage(&source, &result);
+        if (status == 0) return {result.str(), result.oBufCnt()};
+    }
+    return translators.is_for_utf_8() ? repaired_text(text) : std::string(text);
 }
 
 } // namespace vellum

@@ -34,6 +34,9 @@ private:
     bool has_met_bad_ = false;
 };
 
+/// A whole text, repaired.
+std::string repaired_text(std::string_view text);
+
 /// How a reader comes to the translators into its client's code page. Nothing is owned.
 struct TextTranslators {
     NLS_Translator ** cache;

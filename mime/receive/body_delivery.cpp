@@ -144,10 +144,9 @@ void MimeReceiver::deliver(MimeContext const & context, std::ostream & data) {
         guessed = new vellum::GuessedText(available);
         translator.reset(guessed);
     }
-    TextWatch watch(!is_text || guessed != nullptr             ? TextWatch::Set::any
-                    : is_ascii                                 ? TextWatch::Set::us_ascii
-                    : body_charset->Preferred() == &NLS::UTF_8 ? TextWatch::Set::utf_8
-                                                               : TextWatch::Set::any);
+    TextWatch watch(!is_text || guessed != nullptr ? TextWatch::Set::any
+                    : is_ascii                     ? TextWatch::Set::us_ascii
+                                                   : TextWatch::set_of(*body_charset));
     using Look = vellum::WatchedOutput::Look;
     Look const look = !translator ? Look::at_text
                       : is_text && !watch.is_on() && available.is_for_utf_8()

@@ -1,8 +1,8 @@
-// mime/receive/text_watch.hpp - whether the bytes of a body are text of its set
+// mime/receive/text_watch.hpp - a stream that looks whether the bytes of a body are text of its set
 #pragma once
 
 #include "mime/foundation/simple_stream.hpp"
-#include "mime/nls/client_text.hpp"
+#include "mime/nls/text_watch.hpp"
 #include "mime/nls/utf_8.hpp"
 
 #include <cstddef>
@@ -10,31 +10,6 @@
 #include <string_view>
 
 namespace vellum {
-
-/// Looks at the decoded bytes of a text in front of the translator, where the set tells by itself
-/// which bytes it has.
-class TextWatch {
-public:
-    enum class Set { any, us_ascii, utf_8 };
-
-    explicit TextWatch(Set set) : set_(set) {}
-
-    bool is_on() const { return set_ != Set::any; }
-    void take(std::string_view text) {
-        if (set_ == Set::utf_8) utf_8_.take(text, nullptr);
-        if (set_ == Set::us_ascii && !has_8bit_) has_8bit_ = !utf_8::is_ascii(text);
-    }
-    /// At the end of the text. There were bytes that are no text of the set.
-    bool has_bad() {
-        utf_8_.finish(nullptr);
-        return has_8bit_ || utf_8_.has_met_bad();
-    }
-
-private:
-    Set set_;
-    bool has_8bit_ = false;
-    Utf8Repair utf_8_;
-};
 
 /// A stream to the client that looks at what goes by: at text that needs no translator, or for
 /// U+FFFD, which stands where a translator into UTF-8 has met bytes that are no text of their set.
