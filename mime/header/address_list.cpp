@@ -58,13 +58,13 @@ AddressList::Extent AddressList::extent() {
         if (c == ':' && may_be_group && !found.has_bracket) break;
         Position const begin = p;
         if (c == '"') {
-            p = scanner_.pass_QText(p);
+            p = pass_quote(p, found);
         } else if (c == '(') {
             p = pass_comment([&text](Position each) { return text.at(each); }, p);
             found.comment = Span::of(begin, p);
         } else if (c == '<') {
             found.has_bracket = true;
-            p = pass_bracket(p);
+            p = pass_bracket(p, found);
         } else if (c == '[') {
             p = pass_literal(p);
         } else {
@@ -75,9 +75,16 @@ AddressList::Extent AddressList::extent() {
     return found;
 }
 
+/// The place behind the quoted string that begins at `in`, or behind the quote that begins none.
+Position AddressList::pass_quote(Position in, Extent & found) {
+    if (scanner_.begins_QText(in)) return scanner_.pass_QText(in);
+    found.has_open_quote = true;
+    return in + 1;
+}
+
 /// The place behind the bracket's end. An address in a bracket that is never closed ends where the
 /// element would end without it; but not at the commas of a route, which a colon ends.
-Position AddressList::pass_bracket(Position in) {
+Position AddressList::pass_bracket(Position in, Extent & found) {
     ScanBuffer const & text = scanner_.text();
     Position p = in + 1;
     if (!strict_) {
@@ -100,7 +107,7 @@ Position AddressList::pass_bracket(Position in) {
         if (c == '[') {
             p = pass_literal(p);
         } else {
-            p = c == '"' ? scanner_.pass_QText(p) : p + 1;
+            p = c == '"' ? pass_quote(p, found) : p + 1;
         }
     }
     return p < text.size() ? p + 1 : p;
@@ -148,14 +155,14 @@ bool AddressList::read_mailbox(Extent const & found) {
     phrase_ = address_ = Span();
     comment_.clear();
     if (found.comment && rules.comment_is_name) read_comment(found.comment);
-    bool is_right = true;
+    bool is_right = !found.has_open_quote;
     Position p = at_;
     if (found.has_bracket && rules.bracketed_address_first) {
         scanner_.get_Phrase(p, p, phrase_, name_atom, HeaderScanner::Comments::drop);
-        is_right = read_bracket(p, behind);
+        is_right = read_bracket(p, behind) && is_right;
     } else if (!scanner_.get_AddrSpec1(p, p, address_)) {
         if (p == end_of(behind)) return at_ = p, false;
-        is_right = take_plain_address(p, p, end_of(behind));
+        is_right = take_plain_address(p, p, end_of(behind)) && is_right;
     }
     p = scanner_.skip(p);
     is_right = is_right && address_ && p == end_of(behind);

@@ -2,7 +2,7 @@
 //
 // How a list is read by the rule address_lists_resume. The extent of an element is found first, and
 // what is in it can't spoil the rest: an element ends at a "," or ";" that is in no quoted string,
-// comment, angle bracket or encoded word.
+// comment, angle bracket or encoded word. A quote that is never closed is a character.
 //
 // Bounds:     each byte is looked at a fixed number of times.
 // Not here:   groups within groups: the second ends the first.
@@ -17,7 +17,9 @@ namespace vellum {
 class AddressList {
 public:
     /// `strict`: an RFC 5322 address stands in angle brackets, else any text.
-    AddressList(HeaderScanner & scanner, bool strict) : scanner_(scanner), strict_(strict) {}
+    AddressList(HeaderScanner & scanner, bool strict) : scanner_(scanner), strict_(strict) {
+        scanner.take_open_quotes_as_text();
+    }
 
     enum class Found { mailbox, unreadable, group, end_of_group, end };
     /// What comes next. An empty element is passed over.
@@ -35,10 +37,12 @@ private:
     struct Extent {
         Position end;
         bool has_bracket = false;
+        bool has_open_quote = false;
         Span comment; ///< The last one that isn't in brackets.
     };
     Extent extent();
-    Position pass_bracket(Position in);
+    Position pass_quote(Position in, Extent & found);
+    Position pass_bracket(Position in, Extent & found);
     Position pass_encoded_word(Position in);
     Position pass_literal(Position in);
     Found read_group();

@@ -99,7 +99,7 @@ Position HeaderScanner::read_LWSP(Position in, std::string & out, Comments comme
 bool HeaderScanner::get_Atom(Position in, Position & next, Span & out, AtomSet const & atom) {
     in = skip(in);
     Position p = in;
-    while (atom.has(text_.at(p)))
+    while (is_in_atom(p, atom))
         ++p;
     next = p;
     if (p == in) return false;
@@ -114,7 +114,7 @@ bool HeaderScanner::get_Atom(Position in, Position & next, Span & out, AtomSet c
 bool HeaderScanner::get_QText(Position in, Position & next, Span & out, Quotes quotes) {
     in = skip(in);
     next = in;
-    if (text_.at(in) != '"') return false;
+    if (!begins_QText(in)) return false;
     if (quotes == Quotes::keep) {
         next = pass_QText(in);
         out = Span::of(in, next);
@@ -157,12 +157,32 @@ bool HeaderScanner::get_Word(Position in, Position & next, Span & out, AtomSet c
     return true;
 }
 
-Position HeaderScanner::pass_QText(Position in) const {
+/// Whether a quoted string begins at `in`. Where quotes that aren't closed are text, the text from
+/// the first of them on is remembered by its size: nothing is edited there before it is read.
+bool HeaderScanner::begins_QText(Position in) {
+    if (text_.at(in) != '"' || text_.size() - in <= behind_open_quote_) return false;
+    if (!open_quotes_are_text_ || end_of_QText(in)) return true;
+    behind_open_quote_ = text_.size() - in;
+    return false;
+}
+
+bool HeaderScanner::is_in_atom(Position at, AtomSet const & atom) {
+    char const c = text_.at(at);
+    return atom.has(c) || (c == '"' && !begins_QText(at));
+}
+
+/// The place behind the closing quote; empty if there is no such quote.
+std::optional<Position> HeaderScanner::end_of_QText(Position in) const {
     Position p = in + 1;
-    for (char c; (c = text_.at(p)) != '\0' && c != '"'; ++p) {
-        if (c == '\\' && text_.at(p + 1) != '\0') ++p;
+    for (char c; (c = text_.at(p)) != '"'; ++p) {
+        if (c == '\\') c = text_.at(++p);
+        if (c == '\0') return std::nullopt;
     }
-    return text_.at(p) == '"' ? p + 1 : p;
+    return p + 1;
+}
+
+Position HeaderScanner::pass_QText(Position in) const {
+    return end_of_QText(in).value_or(text_.size());
 }
 
 Position HeaderScanner::read_QText(Position in, std::string & out, Quotes quotes) {
@@ -182,9 +202,9 @@ Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string
     Position p = read_Encoded_Word(in, out);
     is_encoded = p != in;
     if (is_encoded) return p;
-    if (text_.at(p) == '"') return read_QText(p, out);
-    for (char c; atom.has(c = text_.at(p)); ++p)
-        out += c;
+    if (begins_QText(p)) return read_QText(p, out);
+    for (; is_in_atom(p, atom); ++p)
+        out += text_.at(p);
     return p;
 }
 
@@ -212,7 +232,7 @@ bool HeaderScanner::get_Phrase(Position in, Position & next, Span & out, AtomSet
         last = behind;
         phrase = Span::of(phrase ? phrase.begin : in + begin, in + text.size());
         // As get_QText leaves it: a blank in place of the closing quote.
-        if (text_.at(p) == '"' && text_.at(behind) != '\0') text += ' ';
+        if (begins_QText(p) && text_.at(behind) != '\0') text += ' ';
         p = read_LWSP(behind, text, comments);
     }
     if (text.size() != p - in || !text_.starts_with(in, text)) text_.replace(in, p, text);

@@ -110,6 +110,10 @@ public:
     /// an attribute with a "*" the value is not decoded (RFC 2231).
     bool find_Parameter(Position in, Position & next, Span & attribute, Span & value);
 
+    /// From now on a quote that isn't closed up to the end of the text is a character like any
+    /// other, and so are the quotes behind it.
+    void take_open_quotes_as_text() { open_quotes_are_text_ = true; }
+
     /// Decodes all encoded words of `range`, and drops the white space between two of them. True
     /// if there was one; `out` is the text without leading white space in any case.
     bool get_Encoded_Text(Span range, Position & next, Span & out);
@@ -138,6 +142,9 @@ private:
     bool ends_in_comment(Position in);
     Position pass_to_semicolon(Position in) const;
 
+    bool begins_QText(Position in);
+    bool is_in_atom(Position at, AtomSet const & atom);
+    std::optional<Position> end_of_QText(Position in) const;
     Position pass_QText(Position in) const;
 
     // Readers: each leaves the text as it is, appends to `out` what it means, and returns the place
@@ -158,7 +165,9 @@ private:
     ScanBuffer text_;
     HeaderRun & run_;
     std::size_t behind_comment_ = std::string::npos; ///< See ends_in_comment().
-    std::string phrase_; ///< The phrase that is being read; kept for its memory.
+    bool open_quotes_are_text_ = false;
+    std::size_t behind_open_quote_ = 0; ///< See begins_QText().
+    std::string phrase_;                ///< The phrase that is being read; kept for its memory.
 };
 
 } // namespace vellum
