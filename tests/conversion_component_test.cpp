@@ -6,16 +6,15 @@
 #include "mime/MIMEQXST.hpp"
 #include "mime/nls/conversion_binding.hpp"
 #include "mime/nls/system_charset.hpp"
-#include "mime/note/incoming_note.hpp"
 #include "tests/support/case_rows.hpp"
 #include "tests/support/conversions.hpp"
+#include "tests/support/transcript.hpp"
 
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
 #include <regex>
-#include <sstream>
 #include <thread>
 
 namespace {
@@ -228,10 +227,9 @@ TEST_F(Component, joins_characters_that_the_pieces_of_a_text_cut) {
 // ---- Code pages and sets of the system ----
 
 TEST_F(Component, serves_the_code_pages_of_the_registry) {
-    for (unsigned long const page :
-         {437,  819, 850,  860,  863,  865,   1252,  852,   1250,  1257,  1251,  1256, 1253,
-          1255, 857, 1254, 932,  942,  934,   944,   949,   936,   946,   1381,  938,  948,
-          950,  874, 1200, 1258, 1361, 20866, 21866, 28605, 51932, 51950, 54936, 65001}) {
+    Cells const pages = rows_of("conversion.case", "code pages")[0];
+    for (std::string const & number : pages) {
+        unsigned long const page = std::stoul(number);
         auto const translator = open("UTF-8", page);
         ASSERT_TRUE(translator) << page;
         std::string_view const local("A\0z", page == 1200 ? 2 : 1);
@@ -311,26 +309,16 @@ TEST_F(Component, works_in_several_threads) {
 }
 
 TEST_F(Component, gives_a_note_its_text_in_utf_8) {
-    struct Reader : MimeINote {
-        using MimeINote::MimeINote;
-        void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
-            *data = &body;
-        }
-        void Set_Subject(char const * text) override { subject = text; }
-
-        std::ostringstream body;
-        std::string subject;
-    };
     NLS::PlatformCodePage = 65001;
-    std::istringstream message("Subject: =?KS_C_5601-1987?B?sKEgvcM=?= =?gb2312?Q?=D6=D0?=\r\n"
-                               "Content-Type: text/plain; charset=Shift_JIS\r\n"
-                               "\r\n"
-                               "\x82\xA0\x83\\\r\n");
-    Reader note(message);
-    note.SetNLS(new NLS_qxStr_Factory, 0);
-    note.Receive();
-    EXPECT_EQ(note.subject, "가 시中");
-    EXPECT_EQ(note.body.str(), "あソ\r\n");
+    std::string const transcript =
+        transcript_of("Subject: =?KS_C_5601-1987?B?sKEgvcM=?= =?gb2312?Q?=D6=D0?=\r\n"
+                      "Content-Type: text/plain; charset=Shift_JIS\r\n"
+                      "\r\n"
+                      "\x82\xA0\x83\\\r\n",
+                      [](Transcript & note) { note.SetNLS(new NLS_qxStr_Factory, 0); });
+    for (std::string const & line : {"Set_Subject " + vellum::test::quoted("가 시中"),
+                                     "data " + vellum::test::quoted("あソ\r\n")})
+        EXPECT_NE(transcript.find(line + "\n"), transcript.npos) << line << " in\n" << transcript;
 }
 
 } // namespace
