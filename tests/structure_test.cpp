@@ -105,23 +105,29 @@ struct Row {
     std::string name, message, basic, extended;
 };
 
-/// structure.case holds, in a section each, a message and its shape in basic and in extended
-/// reading, one line if it is the same.
-std::vector<Row> read_rows() {
+/// The text with what stands for the names in case files.
+std::string with_names(std::string text) {
     std::pair<char const *, std::string> const names[] = {
         {"{mixed}", mixed},
         {"{outer}", "Content-Type: multipart/mixed; boundary=o\n\n--o\n"},
         {"{field}", "Content-Type: text/plain\n"},
         {"{message}", "Content-Type: message/rfc822\nContent-Transfer-Encoding: "}};
+    for (auto const & [name, value] : names)
+        text = replaced(text, name, value);
+    return text;
+}
+
+/// structure.case holds, in a section each, a message and its shape in basic and in extended
+/// reading, one line if it is the same.
+std::vector<Row> read_rows() {
     std::vector<Row> rows;
     for (Section const & section : sections_of("structure.case")) {
         std::vector<Cells> const lines = rows_of(section.text);
-        rows.push_back({section.title, lines[0][0], lines[1][0], lines.back()[0]});
-        for (auto const & [name, text] : names)
-            rows.back().message = replaced(rows.back().message, name, text);
+        rows.push_back({section.title, with_names(lines[0][0]), lines[1][0], lines.back()[0]});
     }
     return rows;
 }
+
 /// Each row in LF and in CR LF.
 TEST(Structure, IsThatOfTheRow) {
     for (Row const & row : read_rows()) {
@@ -230,12 +236,6 @@ double cost_of(std::string const & text) {
     return best;
 }
 
-/// A message that takes the rule of its name to its worst, of about `size` bytes.
-struct Hostile {
-    char const * name;
-    std::string (*make)(std::size_t size);
-};
-
 std::string levels_with_one_prefix() {
     std::string result;
     std::string const prefix(60, 'b');
@@ -246,48 +246,27 @@ std::string levels_with_one_prefix() {
     return result + "\n";
 }
 
-std::string encoded_messages(std::size_t size, int depth) {
-    std::string result;
-    for (int i = 0; i < depth; ++i) {
-        result += "Content-Type: message/rfc822\nContent-Transfer-Encoding: quoted-printable\n\n";
-    }
-    return result + "\n" + repeated("text of a line\n", size / 15);
-}
-
-Hostile const hostile[] = {
-    {"near delimiters of 100 levels",
-     [](std::size_t size) {
-         return levels_with_one_prefix() + repeated("--" + std::string(60, 'b') + "x\n", size / 64);
-     }},
-    {"lines --x",
-     [](std::size_t size) { return levels_with_one_prefix() + repeated("--x\n", size / 4); }},
-    {"stray lines, then a field",
-     [](std::size_t size) {
-         return repeated(repeated("stray line\n", 5900) + "A: b\n", size / 65'000);
-     }},
-    {"stray lines in every part",
-     [](std::size_t size) {
-         return mixed + repeated("--x\n" + repeated("stray line\n", 6100), size / 67'000);
-     }},
-    {"parts of stray lines",
-     [](std::size_t size) { return mixed + repeated("--x\nA: b\nc\n", size / 11); }},
-    {"delimiters behind delimiters",
-     [](std::size_t size) { return mixed + repeated("--x \n", size / 5); }},
-    {"encoded messages", [](std::size_t size) { return encoded_messages(size, 100); }},
-};
-
-/// A byte of a message of four times the size costs no more, but for what a busy machine adds. If
-/// the cost grew with the square, it would be four times as much.
+/// structure_cost.case holds the beginning of a message that takes a rule to its worst, and what
+/// stands behind it over and over. A byte of a message of four times the size costs no more, but
+/// for what a busy machine adds. If the cost grew with the square, it would be four times as much.
 TEST(Cost, IsLinearWhateverTheMessage) {
-    for (Hostile const & of : hostile) {
-        double const small = cost_of(of.make(250'000));
-        double const large = cost_of(of.make(1'000'000));
-        EXPECT_LT(large, 2 * small + 100) << of.name;
+    for (Cells const & row : rows_of(content_of("structure_cost.case"))) {
+        std::string const start =
+            replaced(with_names(row[0]), "{levels}", levels_with_one_prefix());
+        auto const message = [&](std::size_t size) {
+            return start + repeated(row[1], size / row[1].size());
+        };
+        double const small = cost_of(message(250'000));
+        double const large = cost_of(message(1'000'000));
+        EXPECT_LT(large, 2 * small + 100) << row[0] << ", " << row[1].substr(0, 30);
     }
 }
 
 TEST(Stack, HoldsEncodedMessagesWithinEachOther) {
-    on_small_stack([] { shape_of(encoded_messages(1000, 200), MimeINote::Reading_Extended); });
+    on_small_stack([] {
+        shape_of(repeated(with_names("{message}quoted-printable\n\n"), 200),
+                 MimeINote::Reading_Extended);
+    });
 }
 
 } // namespace
