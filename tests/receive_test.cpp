@@ -7,10 +7,9 @@
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
-#include "tests/support/files.hpp"
 #include "tests/support/small_stack.hpp"
-#include "tests/support/texts.hpp"
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
@@ -137,19 +136,11 @@ TEST(Note, SetPropertyAloneSeesEveryField) {
         }
         std::string seen;
     };
-    std::istringstream in(
-        "From: A <a@b>\nTo: c@d\nDate: Thu, 1 Jan 1998 00:00:00 +0000\nSubject: s\n"
-        "Message-Id: <i>\nComments: c\nX-Y: z\nSensitivity: private\nReturn-Path: r\n"
-        "Received: v\nIn-Reply-To: p\nReferences: e\nKeywords: k\nEncrypted: n\n"
-        "Content-Transfer-Encoding: x\nContent-Disposition: inline\n\n");
+    std::vector<Section> const sections = sections_of("receive.case");
+    std::istringstream in(sections[0].text);
     Properties note(in);
     note.Receive();
-    EXPECT_EQ(note.seen, "From=A <a@b>\nFrom=A\nFrom=\nTo=c@d\nTo=c@d\nTo=\n"
-                         "Date=Thu, 1 Jan 1998 00:00:00 +0000\nSubject=s\nMessage-Id=i\n"
-                         "Comments=c\nX-Y=z\nSensitivity=private\nReturn-Path=r\nReceived=v\n"
-                         "In-Reply-To=p\nReferences=e\nKeywords=k\nEncrypted=n\n"
-                         "Content-Transfer-Encoding=7bit\nContent-Disposition=inline\n"
-                         "Content-Disposition=inline\nContent-Type=\n");
+    EXPECT_EQ(note.seen, sections[1].text);
 }
 
 // Cookies --------------------------------------------------------------------------
@@ -210,25 +201,16 @@ TEST(Cookies, EndOnceWhateverTheClientDoes) {
         bool is_again = false;
         std::map<std::string, CountedCookie *> cookies;
     };
-    struct {
-        std::string steps, within, ends;
-    } const rows[] = {
-        {"aR", "", "-a"},     {"aRR", "", "-a"},     {"a", "", "-a"},      {"ab", "", "-a-b"},
-        {"abR", "", "-a-b"},  {"aa", "", "-a"},      {"a0", "", "-a"},     {"a0R", "", "-a"},
-        {"aRR", "a", "-a"},   {"aR", "b", "-a-b"},   {"aRR", "b", "-a-b"}, {"aR", "bc", "-b-a-c"},
-        {"aRR", "0", "-a"},   {"aRR", "ba", "-b-a"}, {"RR", "a", "-a"},    {"^aR", "", "-a-a"},
-        {"^aRR", "", "-a-a"}, {"^ab", "", "-a-b-a"},
-    };
-    for (auto const & row : rows) {
+    for (Cells const & row : rows_of("receive.case", "cookies")) {
         std::string log;
         {
             std::istringstream in("\r\n");
             Note note(in);
             note.log = &log;
-            note.within = row.within;
-            note.play(row.steps);
+            note.within = row[1];
+            note.play(row[0]);
         }
-        EXPECT_EQ(log, row.ends) << row.steps << ", within " << row.within;
+        EXPECT_EQ(log, row[2]) << row[0] << ", within " << row[1];
     }
 }
 
@@ -265,27 +247,12 @@ TEST(RawStreams, GetTheLinesThatNoDataStreamTakes) {
 // Bodies ---------------------------------------------------------------------------
 
 TEST(Bodies, AreDecodedAndTranslated) {
-    struct {
-        char const * fields;
-        char const * body;
-        char const * data;
-    } const rows[] = {
-        {"charset=iso-8859-1\n", "a\xE9\nb", R"("a\xC3\xA9\nb")"},
-        {"charset=iso-8859-1\nContent-Transfer-Encoding: base64\n",
-         "YekK\nYg==", R"("a\xC3\xA9\nb")"},
-        {"charset=x-unknown\n", "a\xE9\n", R"("a\xE9\n")"},
-        {"charset=x-shift\n", "a\016b\nc\017d\n", R"("aB\nCd\n")"},
-        {"charset=iso-2022-jp\nContent-Transfer-Encoding: base64\n", "YWJj\nZA", R"("abcd")"},
-        {"charset=x-wide\nContent-Transfer-Encoding: quoted-printable\n", "=61=\nb",
-         R"("a..........b..........")"},
-    };
-    for (auto const & row : rows) {
-        std::string const message =
-            std::string("Content-Type: text/plain; ") + row.fields + "\n" + row.body;
+    for (Cells const & row : rows_of("receive.case", "decoded and translated")) {
+        std::string const message = "Content-Type: text/plain; " + row[0] + "\n" + row[1];
         for_each_input(message, [&](auto & input, std::string const & how) {
             Transcript note(input);
             note.SetNLS(new TestFactory, 0);
-            EXPECT_EQ(lines_of(note.run(), "data"), row.data + std::string("\n")) << how;
+            EXPECT_EQ(lines_of(note.run(), "data"), row[2] + "\n") << how;
         });
     }
 }
@@ -312,23 +279,10 @@ TEST(Bodies, LargeOnesAndLongLinesKeepEveryByte) {
 /// in front of a delimiter isn't the text's, and lines and offsets count as if the line were whole.
 TEST(Bodies, OfLongLinesGoOnInPieces) {
     std::string const header = "Content-Type: multipart/mixed; boundary=x\r\n\r\n--x\r\n\r\n";
-    struct {
-        std::string line, data;
-        int lines;
-    } const rows[] = {
-        {"\r\n--x--\r\n", "", 0},
-        {"\r\r\n--x--\r\n", "\r", 0},
-        {"\r\n\r\n--x--\r\n", "\r\n", 1},
-        {"\r\n--x\r\n--x--\r\n", "", 0},
-        {"\r\n-\r\n--x--\r\n", "\r\n-", 1},
-        {"--x--\r\n\r\n--x--\r\n", "--x--\r\n", 1},
-        {"\r\n--x" + std::string(40'000, '-') + "\r\n--x--\r\n",
-         "\r\n--x" + std::string(40'000, '-'), 1},
-    };
     for (std::size_t size = vellum::line_piece - 8; size < vellum::line_piece + 4; ++size) {
-        for (auto const & row : rows) {
-            std::string const message = header + std::string(size, 'y') + row.line;
-            std::string const text = std::string(size, 'y') + row.data;
+        for (Cells const & row : rows_of("receive.case", "behind a long line")) {
+            std::string const message = header + std::string(size, 'y') + row[0];
+            std::string const text = std::string(size, 'y') + row[1];
             std::string const end = std::to_string(header.size() + text.size());
             for (Chunking const chunking :
                  {Chunking{1, 4096}, {message.size(), 1}, {header.size() + size, 1}, {1, 1}}) {
@@ -336,9 +290,9 @@ TEST(Bodies, OfLongLinesGoOnInPieces) {
                 EXPECT_EQ(lines_of(transcript, "data"), vellum::test::quoted(text) + "\n");
                 std::string const body = lines_of(transcript, "EndBody");
                 EXPECT_NE(body.find("body " + std::to_string(header.size()) + ".." + end +
-                                    " lines 4.." + std::to_string(4 + row.lines)),
+                                    " lines 4.." + std::to_string(4 + std::stoi(row[2]))),
                           body.npos)
-                    << body << size << chunking.name() << row.line.substr(0, 20);
+                    << body << size << chunking.name() << row[0].substr(0, 20);
             }
         }
     }
@@ -445,32 +399,18 @@ std::string data_through(Feeding & feeding, std::string const & message, Chunkin
 /// The text in lines and in one line, plain and encoded, that ends in a whole group or within one,
 /// with an end marker and without: a translator that takes pieces gives what the whole text gives.
 TEST(Bodies, AreTranslatedInPiecesAsTheWholeTextWouldBe) {
-    struct {
-        std::string encoding, body;
-    } const rows[] = {
-        {"8bit", repeated("abcde\r\n", 30'001)},
-        {"8bit", repeated("abcde", 40'001)},
-        {"8bit", repeated("abcde", 40'001) + "\x1A"},
-        {"8bit", repeated("abcde", 40'001) + "\x1A\x1A"},
-        {"8bit", ""},
-        {"8bit", "\x1A"},
-        {"quoted-printable", repeated("=61=62=\r\n", 30'001) + "c"},
-        {"quoted-printable", repeated("=61=62c", 30'000) + "=1A=\r\n"},
-        {"base64", repeated("QUJD", 50'000) + "QR"},
-        {"base64", repeated("QUJD\r\n", 30'000) + "QRo="},
-    };
-    for (auto const & row : rows) {
+    for (Cells const & row : rows_of("receive.case", "translated in pieces")) {
         for (std::string const charset : {"us-ascii", "utf-8"}) {
             std::string const message = "Content-Type: text/plain; charset=" + charset +
-                                        "\r\nContent-Transfer-Encoding: " + row.encoding +
-                                        "\r\n\r\n" + row.body;
+                                        "\r\nContent-Transfer-Encoding: " + row[0] + "\r\n\r\n" +
+                                        row[1];
             Feeding stored{NLS_Translator::multi_byte_pieces};
             std::string const expected = data_through(stored, message, {message.size(), 1});
             EXPECT_EQ(std::count(stored.calls.begin(), stored.calls.end(), '|'), 1);
             for (Chunking const chunking : {Chunking{message.size(), 1}, {1, 1500}, {3, 3}}) {
                 Feeding pieces{NLS_Translator::multi_byte_pieces, true};
                 EXPECT_EQ(data_through(pieces, message, chunking) == expected, true)
-                    << row.encoding << charset << chunking.name() << row.body.substr(0, 20);
+                    << row[0] << charset << chunking.name() << row[1].substr(0, 20);
                 EXPECT_LE(pieces.largest, 80'000U);
             }
         }
