@@ -3,6 +3,7 @@
 // Each message is brought into an outline: from its description, from what Python saw, and from the
 // reader's calls. The three have to be equal.
 #include "mime/note/incoming_note.hpp"
+#include "tests/support/case_file.hpp"
 #include "tests/support/files.hpp"
 #include "tests/support/note_script.hpp"
 #include "tests/support/translators.hpp"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -96,42 +98,12 @@ std::string outline_of(Part const & part, bool is_message, bool latin) {
 
 // what is written ------------------------------------------------------------------
 
-/// Texts of all kinds, in the platform's code page (UTF-8).
-std::vector<std::string> const texts = {
-    "plain words",
-    "tab\tand  two blanks",
-    R"(quotes " and \ backslash)",
-    "!#$%&'()*+,-./0123456789:;<>@ABCXYZ[]^`abcxyz{|}~",
-    "=?no word",
-    "Gr\xC3\xBC\xC3\x9F"
-    "e aus K\xC3\xB6ln, \"alle\" (wirklich) <x@y>",
-    "\xCE\x95\xCE\xBB\xCE\xBB\xCE\xB7\xCE\xBD\xCE\xB9\xCE\xBA\xCE\xAC",
-    "\xD0\xA0\xD1\x83\xD1\x81\xD1\x81\xD0\xBA\xD0\xB8\xD0\xB9 _=?",
-    "\xE4\xB8\xAD\xE6\x96\x87 \xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E \xED\x95\x9C\xEA\xB8\x80",
-    "\xD8\xB9\xD8\xB1\xD8\xA8\xD9\x8A \xD7\xA2\xD7\x91\xD7\xA8\xD7\x99\xD7\xAA",
-    "\xF0\x9F\x98\x80 \xF0\x9D\x94\x98 e\xCC\x81",
-    "\xE0\xB8\xA0\xE0\xB8\xB2\xE0\xB8\xA9\xE0\xB8\xB2\xE0\xB9\x84\xE0\xB8\x97\xE0\xB8\xA2",
-};
-
 struct Sample {
     std::string name;
     Part message;
-    char const * character_set = "UTF-8";
-    char const * encoding = "";
+    std::string encoding = {};
+    std::string character_set = "UTF-8";
 };
-
-/// Gives every part an id, so that all that is written is known.
-void number(Part & part, int & next) {
-    part.content_id = "part" + std::to_string(next++) + "@x";
-    for (Part & child : part.parts)
-        number(child, next);
-}
-
-Sample sample(std::string name, Part message, char const * encoding = "") {
-    int next = 1;
-    number(message, next);
-    return {std::move(name), std::move(message), "UTF-8", encoding};
-}
 
 std::string random_bytes(std::size_t size) {
     std::minstd_rand engine(static_cast<unsigned int>(size + 1));
@@ -141,102 +113,75 @@ std::string random_bytes(std::size_t size) {
     return bytes;
 }
 
-void add_texts(std::vector<Sample> & samples) {
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        Part message = multipart("mixed", {binary_part("x", texts[i]), text_part("y")});
-        message.parts[1].description = texts[i];
-        message.subject = texts[i];
-        message.from = {{texts[i], "from@x.example"}};
-        message.to = {{"Plain", "to@x.example"}, {texts[i], "second@x.example"}, {{}, "third@x"}};
-        message.cc = {{texts[i] + ", " + texts[i], "cc@x.example"}};
-        message.fields = {{"X-Test-One", texts[i]}, {"X-Test-Two", "two"}};
-        samples.push_back(sample("text" + std::to_string(i), message));
+/// send_roundtrip.case holds scripts. A script with the setting `with` is a message for each line
+/// of the section of that name, which stands in its place {}; `encoding` lists encodings to try.
+void add_scripts(std::vector<Sample> & samples) {
+    std::map<std::string, std::string> sections;
+    for (Section const & section : sections_of("send_roundtrip.case"))
+        sections[section.title] = section.text;
+    for (auto const & [title, text] : sections) {
+        if (text.find("Type: ") == text.npos) continue; // a list
+        auto settings = read_script(text).settings;
+        std::string const list = settings["with"].empty() ? "\n" : sections.at(settings["with"]);
+        for (std::string const & line : split(list.substr(0, list.size() - 1), '\n')) {
+            for (std::string const & encoding : split(settings["encoding"], ' ')) {
+                samples.push_back({std::to_string(samples.size()) + " " + title,
+                                   read_script(replaced(text, "{}", line)).message, encoding});
+                if (settings.count("charset") != 0)
+                    samples.back().character_set = settings["charset"];
+            }
+        }
     }
-    Part latin = binary_part("x", "f\xFCr.txt").With(&Part::description, "\xA7 1_2 = \xDF?");
-    latin.subject = "\xC4\xD6\xDC \"=_?\" \xB5";
-    latin.from = {{"M\xFCller, Fran\xE7ois", "m@x.example"}};
-    samples.push_back(sample("latin", latin));
-    samples.back().character_set = "ISO-8859-1";
 }
 
-void add_bodies(std::vector<Sample> & samples) {
-    char const * const encodings[] = {"base64", "quoted-printable"};
+void add_sizes(std::vector<Sample> & samples) {
     for (std::size_t const size : {0, 1, 2, 56, 57, 58, 2047, 2048, 2049, 100000}) {
         std::string const name = "size" + std::to_string(size);
-        Part const message = multipart("mixed", {binary_part(random_bytes(size)), text_part("")});
-        samples.push_back(sample(name + "binary", message));
-        for (char const * encoding : encodings) {
-            samples.push_back(sample(name + encoding, text_part(random_bytes(size)), encoding));
-        }
-    }
-    std::string const bodies[] = {
-        "From the start\r\nFrom here\r\n.\r\n..\r\n",
-        "blanks behind  \r\ntabs\t\r\n \r\n\r\n\t",
-        "lone\rCR and\nLF\r\r\n\n",
-        "no last line end",
-        "--b\r\n--b--\r\n-- \r\n",
-        std::string(75, 'a') + "\r\n" + std::string(76, 'b') + "\r\n" + std::string(2000, 'c'),
-        "=3D=\r\n=\r\n",
-        "\r\n\r\n",
-    };
-    for (auto const & body : bodies) {
-        for (char const * encoding : encodings) {
-            samples.push_back(sample("body" + std::to_string(samples.size()),
-                                     multipart("mixed", {text_part(body), text_part(body, "html")}),
-                                     encoding));
-        }
-    }
-    for (char const * encoding : {"7bit", "8bit", "binary"}) {
-        std::string const lines = "Gr\xC3\xBC\xC3\x9F"
-                                  "e\r\n\r\nzwei \r\n";
-        samples.push_back(sample(std::string("as_is_") + encoding,
-                                 multipart("alternative", {text_part(lines), text_part(lines)}),
-                                 encoding));
+        std::string const bytes = random_bytes(size);
+        samples.push_back({name, multipart("mixed", {binary_part(bytes), text_part("")})});
+        for (char const * encoding : {"base64", "quoted-printable"})
+            samples.push_back({name + encoding, text_part(bytes), encoding});
     }
 }
 
-void add_structures(std::vector<Sample> & samples) {
-    Part letter = text_part("letter\r\n").With(&Part::subject, "Letter");
-    letter.from = {{"A", "a@x.example"}};
-    Part with_file = multipart("mixed", {text_part("see file"), binary_part("file", "f.bin")});
-    with_file.subject = "With a file";
-    Part const digest =
-        multipart("digest", {message_part(letter), message_part(with_file), message_part(letter)});
-    Part const both = multipart(
-        "mixed",
-        {multipart("alternative", {text_part("plain"), text_part("<p>", "html")}),
-         multipart("related", {text_part("<img>", "html"), binary_part("\x89PNG", "i.png")}),
-         digest, multipart("mixed", {multipart("mixed", {text_part("deep")})})});
-    samples.push_back(sample("letter", letter));
-    samples.push_back(sample("digest", digest));
-    samples.push_back(sample("everything", Part(both).With(&Part::subject, "Everything")));
-    samples.push_back(sample("forward", message_part(message_part(message_part(letter)))));
-    Part deep = letter;
+Sample deep() {
+    Part message = text_part("letter\r\n");
     for (int i = 0; i < 40; ++i)
-        deep = multipart("mixed", {deep, text_part("after")});
-    samples.push_back(sample("deep", deep));
+        message = multipart("mixed", {message, text_part("after")});
+    return {"deep", message};
+}
+
+/// Gives every part an id, so that all that is written is known.
+void number(Part & part, int & next) {
+    part.content_id = "part" + std::to_string(next++) + "@x";
+    for (Part & child : part.parts)
+        number(child, next);
 }
 
 std::vector<Sample> const & samples() {
     static std::vector<Sample> const all = [] {
         std::vector<Sample> result;
-        add_texts(result);
-        add_bodies(result);
-        add_structures(result);
+        add_scripts(result);
+        add_sizes(result);
+        result.push_back(deep());
+        for (Sample & sample : result) {
+            int next = 1;
+            number(sample.message, next);
+        }
         return result;
     }();
     return all;
 }
 
 std::string expected(Sample const & sample) {
-    return outline_of(sample.message, true, sample.character_set != std::string("UTF-8"));
+    return outline_of(sample.message, true, sample.character_set != "UTF-8");
 }
 
 std::vector<std::string> write(Sample const & sample, std::size_t block_size,
                                unsigned int split_size = 0) {
     DescribedNote note(sample.message);
-    note.SetCharacterSet(sample.character_set);
-    note.SetTextEncoding(sample.encoding);
+    note.SetCharacterSet(sample.character_set.c_str());
+    note.SetTextEncoding(sample.encoding.c_str());
     note.SetNetworkSplitSize(split_size);
     note.SetFieldGuard(1);
     note.block_size = block_size;
@@ -269,10 +214,11 @@ TEST(RoundTrip, PythonReadsWhatIsWritten) {
 TEST(RoundTrip, PythonReadsFragments) {
     FixedClock const clock;
     TemporaryDirectory const directory;
-    Part message = binary_part(random_bytes(100000), "f.bin");
-    message.subject = texts[5];
-    message.to = {{texts[8], "to@x.example"}};
-    auto const fragments = write(sample("fragments", message), 100, 30720);
+    std::string const subject = "Gr\xC3\xBC\xC3\x9F, \"alle\" <x@y>";
+    std::string const name = "\xE4\xB8\xAD\xE6\x96\x87 \xED\x95\x9C\xEA\xB8\x80";
+    Part message = binary_part(random_bytes(100000), "f.bin").With(&Part::subject, subject);
+    message.to = {{name, "to@x.example"}};
+    auto const fragments = write({"fragments", message}, 100, 30720);
     ASSERT_EQ(fragments.size(), 5U);
     for (std::size_t i = 0; i < fragments.size(); ++i)
         put(directory / (std::to_string(i + 1) + ".eml"), fragments[i]);
@@ -280,8 +226,8 @@ TEST(RoundTrip, PythonReadsFragments) {
     for (std::size_t i = 1; i <= fragments.size(); ++i) {
         std::string const number = std::to_string(i);
         HeaderOutline header;
-        header.Add("subject", texts[5]);
-        header.AddAddress("to", texts[8], "to@x.example");
+        header.Add("subject", subject);
+        header.AddAddress("to", name, "to@x.example");
         EXPECT_EQ(content_of(directory / (number + ".python")),
                   "partial number=" + number + " total=" + (i == 5 ? "5" : "") + " id=<" +
                       fixed_time + "-0-007>\n" + header.Text());

@@ -78,7 +78,7 @@ struct NoteScript {
 };
 
 inline Part::Address address_of(std::string const & text) {
-    std::size_t const at = text.find('<');
+    std::size_t const at = text.starts_with('<') ? 0 : text.rfind('<');
     if (at == text.npos) return {text, {}};
     Part::Address entry{{}, text.substr(at + 1, text.size() - at - 2)};
     if (at > 0) entry.name = text.substr(0, at - 1);
