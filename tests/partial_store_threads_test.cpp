@@ -5,13 +5,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <fcntl.h>
+#include <filesystem>
 #include <functional>
+#include <future>
 #include <sched.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using namespace vellum::test;
@@ -75,6 +83,37 @@ bool run(StoreDirectory const & store, int threads, std::function<bool()> const 
 
 TEST(PartialStore, DeliversOnceWhateverRunsBeside) {
     run(StoreDirectory(), 8, [] { return true; });
+}
+
+/// How often the process has the directory open.
+std::ptrdiff_t times_open(StoreDirectory const & store) {
+    std::filesystem::directory_iterator const descriptors("/proc/self/fd");
+    return std::count_if(begin(descriptors), end(descriptors), [&store](auto const & entry) {
+        std::error_code gone;
+        return read_symlink(entry.path(), gone).string() + '/' == store.prefix();
+    });
+}
+
+TEST(PartialStore, ALockedDirectoryHoldsUpNoOther) {
+    if (!std::filesystem::exists("/proc/self/fd")) GTEST_SKIP() << "needs /proc";
+    StoreDirectory const locked;
+    StoreDirectory const other;
+    Sample const sample{"held up", 1};
+    int const holder = open(locked.prefix().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    auto const receive_into = [&sample](StoreDirectory const & store) {
+        return std::async(std::launch::async,
+                          [&] { return receive(store.prefix(), sample.fragment(1)).is(sample); });
+    };
+    auto waiting = receive_into(locked);
+    while (times_open(locked) < 2) // until it waits
+        std::this_thread::yield();
+    auto free = receive_into(other);
+    EXPECT_EQ(free.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(waiting.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    close(holder);
+    EXPECT_TRUE(waiting.get());
+    EXPECT_TRUE(free.get());
 }
 
 /// Containers that share a directory have each a /dev/shm of their own, and so no common mutex.

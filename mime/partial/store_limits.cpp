@@ -21,26 +21,29 @@ std::vector<FileList> OpenStore::Drop_oldest(std::size_t newest, StoreLimits con
     long long messages = 0;
     long long bytes = 0;
     bool is_full = false;
-    std::vector<std::size_t> dropped;
-    auto const count = [&](std::size_t place) {
-        if (!Is_waiting(place)) return;
-        MsgList const message = index().message(place);
-        if (!is_full && limits.bytes > 0) bytes += Size_of(message);
+    auto const is_beyond = [&](std::size_t place, MsgList const & message) {
+        if (is_full) return true;
+        // What goes for its age takes no other's place.
+        bool const can_be_old = limits.seconds > 0 && place != newest;
+        if (can_be_old && !Has_come_since(message, since)) return true;
         ++messages;
-        is_full = is_full || (limits.messages > 0 && messages > limits.messages) ||
+        if (limits.bytes > 0) bytes += Size_of(message);
+        is_full = (limits.messages > 0 && messages > limits.messages) ||
                   (limits.bytes > 0 && bytes > limits.bytes);
-        bool const is_old =
-            limits.seconds > 0 && place != newest && !Has_come_since(message, since);
-        if (is_full || is_old) dropped.push_back(place);
+        return is_full;
     };
-    count(newest);
+    std::vector<std::size_t> dropped;
+    auto const look_at = [&](std::size_t place) {
+        if (Is_waiting(place) && is_beyond(place, index().message(place))) dropped.push_back(place);
+    };
+    look_at(newest);
     if (is_full) { // and goes; the others may still have room
         is_full = false;
         bytes = 0;
         messages = 0;
     }
     for (std::size_t place = 0; place < index().rows().size(); ++place)
-        if (place != newest) count(place);
+        if (place != newest) look_at(place);
 
     std::sort(dropped.begin(), dropped.end());
     std::vector<FileList> files;

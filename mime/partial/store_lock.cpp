@@ -5,6 +5,9 @@
 #include "mime/foundation/trace_site.hpp"
 #include "mime/platform/files.hpp"
 
+#include <optional>
+#include <utility>
+
 namespace vellum {
 
 namespace {
@@ -25,22 +28,39 @@ constexpr TraceSite site(unsigned long line) {
 
 } // namespace
 
+// Whoever holds the user's mutexes waits for nothing, so that a directory that is locked for long
+// holds up its own receivers alone. They come first all the same, as they wait in a queue, which is
+// quicker than to look at the directory again and again: mostly it is free behind them.
 struct StoreLock::Locks {
     explicit Locks(std::string_view prefix)
-        : directory(platform::Mutex::of_directory(prefix)),
-          state(directory ? directory->lock(longest_wait) : platform::Wait::failed),
-          error(platform::last_error()) {}
+        : user(std::in_place), directory(platform::Mutex::of_directory(prefix)),
+          state(directory ? directory->lock(0) : platform::Wait::failed) {
+        if (state == platform::Wait::timed_out) {
+            user.reset();
+            state = directory->lock(longest_wait);
+        }
+        error = platform::last_error();
+        if (state == platform::Wait::held && !user) user.emplace();
+    }
     ~Locks() {
         if (state == platform::Wait::held) directory->unlock();
     }
     Locks(Locks const &) = delete;
     Locks & operator=(Locks const &) = delete;
 
-    TMimeMutexSemaphoreEntry const processes{index_mutex, TMimeMutexSemaphore::fsInfinite};
-    TMimeMutexSemaphoreEntry const threads{thread_mutex, TMimeMutexSemaphore::fsInfinite};
+    struct User {
+        TMimeMutexSemaphoreEntry const processes{index_mutex, TMimeMutexSemaphore::fsInfinite};
+        TMimeMutexSemaphoreEntry const threads{thread_mutex, TMimeMutexSemaphore::fsInfinite};
+    };
+
+    bool are_held() const {
+        return state == platform::Wait::held && user->threads.State() == TMimeMutexSemaphore::Held;
+    }
+
+    std::optional<User> user;
     std::unique_ptr<platform::Mutex> const directory;
-    platform::Wait const state;
-    int const error; ///< Of what failed.
+    platform::Wait state;
+    int error = 0; ///< Of what failed.
 };
 
 StoreLock::StoreLock(std::string_view prefix) : locks_(std::make_unique<Locks>(prefix)) {}
@@ -50,10 +70,8 @@ StoreLock::~StoreLock() = default;
 std::unique_ptr<StoreLock> StoreLock::take(std::string const & prefix, Outcome & outcome) {
     std::unique_ptr<StoreLock> lock(new StoreLock(prefix));
     Locks const & locks = *lock->locks_;
-    bool const is_held =
-        locks.state == platform::Wait::held && locks.threads.State() == TMimeMutexSemaphore::Held;
-    outcome = is_held ? Outcome::held : Outcome::failed;
-    if (is_held) return lock;
+    outcome = locks.are_held() ? Outcome::held : Outcome::failed;
+    if (outcome == Outcome::held) return lock;
     if (locks.state == platform::Wait::timed_out) {
         trace(site(__LINE__), "The directory of %s is locked for too long", prefix.c_str());
         return nullptr;
