@@ -1,9 +1,11 @@
 // mime/header/reading_rules.hpp - what a reader accepts beyond the basic way of reading
 //
-// All that differs between the two ways of reading stands here, as one bool a rule. Code that
+// All that differs between the two ways of reading stands here, as one member a rule. Code that
 // decides asks for its rule by name, and never which way of reading it is in.
 // docs/TOLERANCES.md shows both columns, with the mail that needs each rule.
 #pragma once
+
+#include "mime/codec/decoding_rules.hpp"
 
 namespace vellum {
 
@@ -46,8 +48,8 @@ struct ReadingRules {
     bool all_dates;              ///< RFC 5322 4.3 and other forms that mail has; Set_DateTime.
 
     // Bodies
-    bool lenient_decoding; ///< All rules of DecodingRules.
-    bool encoding_names;   ///< uuencode, x-uue, uue; a ";" or a comment behind the word.
+    DecodingRules decoding; ///< What the transfer decoders accept.
+    bool encoding_names;    ///< uuencode, x-uue, uue; a ";" or a comment behind the word.
 };
 
 inline constexpr ReadingRules basic_reading{};
@@ -78,7 +80,11 @@ inline constexpr ReadingRules extended_reading{
     .eight_bit_text_guessed = true,
     .system_sets = true,
     .all_dates = true,
-    .lenient_decoding = true,
+    .decoding = {.keep_invalid_escapes = true,
+                 .drop_blanks_behind_soft_break = true,
+                 .padding_ends_line_only = true,
+                 .end_word_ends_data = true,
+                 .deliver_unfinished_end = true},
     .encoding_names = true,
 };
 

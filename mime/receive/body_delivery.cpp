@@ -35,12 +35,6 @@ public:
                         const_cast<char *>(text.data()) + text.size(), nullptr) {}
 };
 
-constexpr DecodingRules all_decoding_rules{.keep_invalid_escapes = true,
-                                           .drop_blanks_behind_soft_break = true,
-                                           .padding_ends_line_only = true,
-                                           .end_word_ends_data = true,
-                                           .deliver_unfinished_end = true};
-
 /// The piece at the start of `text` that ends at a line end, as far as its size allows. Text with
 /// shift states begins each line in the first state.
 std::size_t piece_of_lines(std::string_view text) {
@@ -157,8 +151,7 @@ void MimeReceiver::deliver(MimeContext const & context, std::ostream & data) {
     vellum::WatchedOutput out(out_block.data(), size_of(out_block), data, look, watch);
     Block stage_block;
     ioSimpleStream stage(stage_block.data(), size_of(stage_block), 0); // outlives the decoder
-    BodyDecoder decoder(transfer_encoding,
-                        rules->lenient_decoding ? all_decoding_rules : DecodingRules{});
+    BodyDecoder decoder(transfer_encoding, rules->decoding);
     int const restriction = translator ? translator->Query_Buffering_Restrictions(body_charset) : 0;
     if (restriction == NLS_Translator::no_restriction) {
         deliver_lines(data, out, stage, decoder, watch, translator.get());

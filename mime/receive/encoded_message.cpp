@@ -9,18 +9,13 @@
 //             a byte of the innermost one is decoded once for each level.
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/simple_stream.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
 
 #include <array>
 #include <utility>
-
-namespace {
-
-constexpr DecodingRules all_rules{true, true, true, true, true};
-
-} // namespace
 
 /// Where a run reads and what it has read there.
 struct MimeReceiver::Place {
@@ -51,7 +46,7 @@ public:
     DecodedLines(MimeReceiver & run, Place & outside, char ** begin, char ** end)
         : MimeLine(begin, end, &run, vellum::line_buffer_size), run_(run), outside_(outside),
           stage_(block_.data(), static_cast<int>(block_.size()), 0),
-          decoder_(MIME_TransferDecoding::Create(run.transfer_encoding, all_rules)) {
+          decoder_(MIME_TransferDecoding::Create(run.transfer_encoding, run.rules->decoding)) {
         stage_.rewind(); // nothing is in it yet
     }
 
