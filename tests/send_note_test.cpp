@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -291,6 +292,25 @@ TEST_F(SendTest, AClientThatStopsLendingEndsTheRun) {
             }
         }
     }
+}
+
+TEST_F(SendTest, NoGuardedBoundaryBeginsAsAnother) {
+    Part message = text_part("x");
+    for (int depth = 0; depth < 12; ++depth)
+        message = multipart("mixed", {message});
+    DescribedNote note(message);
+    note.SetFieldGuard(1);
+    std::string const sent = note.SendWhole();
+    std::vector<std::string> boundaries;
+    std::string_view const before = "boundary=\"";
+    for (std::size_t at = 0; (at = sent.find(before, at)) != sent.npos;) {
+        at += before.size();
+        boundaries.push_back(sent.substr(at, sent.find('"', at) - at));
+    }
+    ASSERT_EQ(boundaries.size(), 12U);
+    std::sort(boundaries.begin(), boundaries.end());
+    for (std::size_t i = 1; i < boundaries.size(); ++i)
+        EXPECT_FALSE(boundaries[i].starts_with(boundaries[i - 1])) << boundaries[i];
 }
 
 } // namespace

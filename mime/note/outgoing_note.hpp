@@ -152,7 +152,8 @@ public:
     ///   default of its type, a disposition "attachment"; an encoding or a character set that is no
     ///   token counts as not chosen;
     /// - a boundary that isn't of RFC 2046 5.1.1, or that begins as a boundary around it does, is
-    ///   replaced by a generated boundary.
+    ///   replaced by a generated boundary; and a full stop ends each generated boundary, so that
+    ///   none begins as another does.
     ///
     /// Off at first, and values pass as they are. A program that passes on values from outside (a
     /// gateway, a form) turns it on. Returns its argument.

@@ -83,7 +83,11 @@ void MimeSender::Generate_Content_Id() {
 }
 
 std::string MimeSender::MakeBoundary() {
-    return "MIME MULTIPART BOUNDARY=." + seconds_now() + ":+'" + std::to_string(counter++);
+    std::string boundary =
+        "MIME MULTIPART BOUNDARY=." + seconds_now() + ":+'" + std::to_string(counter++);
+    // So that 10 doesn't begin as 1 does, for readers that compare the begin of a line alone.
+    if (field_guard) boundary += '.';
+    return boundary;
 }
 
 void MimeSender::Generate_PartialMessageHeaderFragment(bool last) {
