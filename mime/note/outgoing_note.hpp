@@ -94,6 +94,21 @@ struct MimeSender;
 ///   FlushOutputBuffers. Send, called from a callback, does nothing and returns 0.
 class VELLUM_EXPORT MimeONote {
 public:
+    /// How a message is written.
+    enum Writing {
+        /// As the getters say, with few cares for what relays and readers accept.
+        Writing_Basic = 0,
+        /// As the mail of today is written: docs/WRITING.md has both columns.
+        Writing_Extended = 1,
+    };
+
+    /// How a parameter is written whose value isn't plain ASCII or is too long for one line.
+    enum ParameterForm {
+        Parameter_Rfc2231 = 0, ///< name*=utf-8''... and name*0*=... (RFC 2231).
+        Parameter_Words = 1,   ///< Encoded words in quotes, which older mail programs want.
+        Parameter_Both = 2,    ///< One behind the other.
+    };
+
     /// A new note cuts a message of more than about 256,000 bytes into fragments
     /// (SetNetworkSplitSize), has no factories, and its field guard is off.
     MimeONote();
@@ -162,6 +177,43 @@ public:
     /// can hold it, and so a program that passes them on unencoded gives random ones (GetBoundary).
     int SetFieldGuard(int on);
 
+    /// How the next messages are written; Writing_Basic unless set. Writing_Extended turns the
+    /// field guard on and sets the split size to 0, Writing_Basic the field guard off and the split
+    /// size to 256,000; either can be set anew afterwards. Called while Send runs it changes
+    /// nothing. Returns the way now in force.
+    int SetWriting(Writing writing);
+
+    /// The domain of generated ids, in Writing_Extended; without it, or with a null or empty
+    /// `domain`, that of the originator's address. Returns 1, and 0, with nothing changed, for a
+    /// text that is no domain (RFC 5322 3.4.1). The text is copied.
+    int SetIdDomain(char const * domain);
+
+    /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. Returns its
+    /// argument.
+    int SetParameterForm(ParameterForm form);
+
+    /// On (nonzero), Writing_Extended writes the field bcc too. Off at first. Returns its argument.
+    int SetBcc(int on);
+
+    /// On (nonzero), Writing_Extended writes header text as UTF-8 (RFC 6532), for a transport that
+    /// speaks SMTPUTF8; texts that a getter gives in another code page are translated. Off at
+    /// first: then nothing but ASCII leaves in a header. Returns its argument.
+    int SetUtf8(int on);
+
+    /// Adds one whole field as it was read, name, colon, folds and line ends included, `size`
+    /// bytes: from PutTraceFields, PutHeader, PutXFields or EndHeader. A bare LF or CR that ends a
+    /// line becomes CR LF, as does a missing line end at the end. Returns 1 if the field was
+    /// written and the output is good.
+    ///
+    /// Returns 0, and writes nothing, at any other time, for a null argument, for what isn't
+    /// exactly one field (RFC 5322 2.2: a name, a colon, lines that go on begin with a blank), for
+    /// a NUL, and for a line above 998 bytes.
+    int SendRawField(char const * bytes, unsigned long size);
+
+    /// The part that a getter is asked for, or null while Send doesn't run. Valid until the
+    /// getter returns.
+    MimeContext const * Context() const;
+
 protected:
     // The walk ------------------------------------------------------------------------------
 
@@ -183,6 +235,23 @@ protected:
     /// Default  0.
     virtual int BeginHeader(MimeContext & context);
 
+    /// Called   in Writing_Extended, behind BeginHeader of each message and part. For a client that
+    ///          passes on a message: it may write the whole header by SendRawField, in its own
+    ///          order.
+    /// Result   nonzero: that is the header. Of the getters only Get_Content_Type and GetBoundary
+    ///          are still asked, for what the walk has to know; they have to say what the header
+    ///          says. EndHeader comes as ever, and then the blank line. The body of a part, and of
+    ///          a message that the client gives a stream for, is copied as it stands.
+    ///          0: the header is the engine's, by the getters.
+    /// Default  0.
+    virtual int PutHeader(MimeContext & context);
+
+    /// Called   in Writing_Extended, as the first place for fields of each message: Received,
+    ///          Resent-..., Return-Path and their kin, in any number, by SendField and
+    ///          SendRawField.
+    /// Default  nothing.
+    virtual void PutTraceFields();
+
     /// Called   when all fields of the header have been written, but not yet the blank line:
     ///          SendField still adds to the header. `header_end` counts the blank line (and what
     ///          SendField adds now, once this call is over).
@@ -200,6 +269,16 @@ protected:
     /// Result   doesn't count.
     /// Default  stores null; 0.
     virtual int BeginBody(MimeContext & context, std::istream ** body);
+
+    /// Called   in Writing_Extended, for each multipart: GetPreamble behind BeginBody, in front of
+    ///          its first delimiter, and GetEpilogue behind its last.
+    /// Text     null before the call; the client may store a stream, as in BeginBody, whose bytes
+    ///          are copied, with a line end behind them if they have none.
+    /// Null     no such text.
+    /// Result   doesn't count.
+    /// Default  stores null; 0.
+    virtual int GetPreamble(MimeContext & context, std::istream ** text);
+    virtual int GetEpilogue(MimeContext & context, std::istream ** text);
 
     /// Called   when the body, nested parts included, has been written. `body_end` is known.
     /// Default  nothing.
@@ -321,6 +400,21 @@ protected:
     /// Result   doesn't count.
     /// Default  null; 0.
     virtual int GetFileName(char const *& value);
+
+    /// Called   in Writing_Extended, for `field` RFC1521::Content_Type of each message and part,
+    /// and
+    ///          for RFC1806::Content_Disposition where that field is written: with `index` 0, 1, 2
+    ///          ... until it returns 0.
+    /// Values   null before the call. A parameter of that field (report-type, protocol, micalg,
+    ///          format, method, size, dates), the value in the platform's code page, as
+    ///          Get_Subject. Parameters that the engine writes itself (boundary, charset, name,
+    ///          filename) are dropped, and so is a name that is no token (RFC 2231 5) or that was
+    ///          given before.
+    /// Null     no value, no parameter.
+    /// Result   nonzero: here is a parameter.
+    /// Default  0.
+    virtual int Get_Parameter(char const * field, int index, char const *& name,
+                              char const *& value);
 
     /// Called   once for each multipart.
     /// Value    null before the call; the boundary, which is used unchecked: no line of the parts

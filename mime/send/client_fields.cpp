@@ -47,6 +47,8 @@ bool MimeSender::Send_HeaderField(char const * name, char const * value) {
     return stream->good();
 }
 
+bool MimeSender::Send_RawField(char const *, std::size_t) { return false; }
+
 void MimeSender::End_of_Header(MimeContext & ctx) {
     constexpr std::string_view blank_line = "\r\n";
     set_position(ctx, &MimeContext::Exact::header_end,

@@ -5,6 +5,7 @@
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
 #include <new>
@@ -17,6 +18,11 @@ constexpr unsigned int least_split_size = 30720;
 
 int no_text(char const *& value) {
     value = nullptr;
+    return 0;
+}
+
+int no_stream(std::istream ** stream) {
+    if (stream != nullptr) *stream = nullptr;
     return 0;
 }
 
@@ -71,6 +77,44 @@ int MimeONote::SetFieldGuard(int on) {
     return on;
 }
 
+int MimeONote::SetWriting(Writing writing) {
+    if (sender_ == nullptr || sender_->context != nullptr) return Writing_Basic;
+    bool const is_extended = writing == Writing_Extended;
+    sender_->rules = is_extended ? &vellum::extended_writing : &vellum::basic_writing;
+    sender_->field_guard = is_extended;
+    network_split_size_ = is_extended ? 0 : default_split_size;
+    return writing;
+}
+
+int MimeONote::SetIdDomain(char const * domain) {
+    if (sender_ == nullptr) return 0;
+    sender_->settings.id_domain = domain != nullptr ? domain : "";
+    return 1;
+}
+
+int MimeONote::SetParameterForm(ParameterForm form) {
+    if (sender_ != nullptr) sender_->settings.parameter_form = form;
+    return form;
+}
+
+int MimeONote::SetBcc(int on) {
+    if (sender_ != nullptr) sender_->settings.bcc = on != 0;
+    return on;
+}
+
+int MimeONote::SetUtf8(int on) {
+    if (sender_ != nullptr) sender_->settings.utf8 = on != 0;
+    return on;
+}
+
+int MimeONote::SendRawField(char const * bytes, unsigned long size) {
+    return sender_ != nullptr && sender_->Send_RawField(bytes, size) ? 1 : 0;
+}
+
+MimeContext const * MimeONote::Context() const {
+    return sender_ != nullptr ? sender_->context : nullptr;
+}
+
 void MimeONote::FlushOutputBuffers() {
     if (sender_ != nullptr) sender_->FlushOutputBuffers();
 }
@@ -80,13 +124,14 @@ void MimeONote::FlushOutputBuffers() {
 int MimeONote::BeginPart(MimeContext &) { return 0; }
 void MimeONote::EndPart(MimeContext &) {}
 int MimeONote::BeginHeader(MimeContext &) { return 0; }
+int MimeONote::PutHeader(MimeContext &) { return 0; }
+void MimeONote::PutTraceFields() {}
 void MimeONote::EndHeader(MimeContext &) {}
 
-int MimeONote::BeginBody(MimeContext &, std::istream ** body) {
-    if (body != nullptr) *body = nullptr;
-    return 0;
-}
+int MimeONote::BeginBody(MimeContext &, std::istream ** body) { return no_stream(body); }
 
+int MimeONote::GetPreamble(MimeContext &, std::istream ** text) { return no_stream(text); }
+int MimeONote::GetEpilogue(MimeContext &, std::istream ** text) { return no_stream(text); }
 void MimeONote::EndBody(MimeContext &) {}
 
 // values ---------------------------------------------------------------------------
@@ -142,6 +187,11 @@ int MimeONote::Get_Content_Type(SymToken & type, SymToken & subtype) {
 int MimeONote::Get_Content_Disposition(SymToken & disposition, char const *& filename) {
     disposition = nullptr;
     filename = nullptr;
+    return 0;
+}
+
+int MimeONote::Get_Parameter(char const *, int, char const *& name, char const *& value) {
+    name = value = nullptr;
     return 0;
 }
 

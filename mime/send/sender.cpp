@@ -7,11 +7,13 @@
 #include "mime/note/outgoing_note.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
+#include "mime/send/writing_rules.hpp"
 
 using vellum::ScopedValue;
 
 MimeSender::MimeSender(MimeONote * client)
-    : note(client), text_encoding(""), character_set(&NLS::ReservedSet) {
+    : note(client), rules(&vellum::basic_writing), text_encoding(""),
+      character_set(&NLS::ReservedSet) {
     StartMessage();
 }
 

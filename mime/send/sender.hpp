@@ -41,6 +41,10 @@ class NLS_Translator;
 class NLS_Translator_Factory;
 class oBufferStream;
 
+namespace vellum {
+struct WritingRules;
+}
+
 /// The state of a note's sending, and the steps of writing a message. A note makes its own and
 /// drives it; a client has no need of it. All of it belongs to the note's thread.
 ///
@@ -111,6 +115,8 @@ struct VELLUM_EXPORT MimeSender final {
 
     /// See MimeONote::SendField.
     bool Send_HeaderField(char const * name, char const * value);
+    /// See MimeONote::SendRawField.
+    bool Send_RawField(char const * bytes, std::size_t size);
 
     /// Lets the client add its last fields, writes the blank line, and sets `header_end`.
     void End_of_Header(MimeContext & ctx);
@@ -119,12 +125,19 @@ struct VELLUM_EXPORT MimeSender final {
     oBufferStream * stream = nullptr; ///< Where every write goes; null outside Send_Message.
     /// The first address that the note gave for Sender, From or Reply-To, for generated ids.
     std::unique_ptr<char[]> originator_address;
-    int counter = 0;               ///< For boundaries, message ids and content ids together.
-    bool accepting_fields = false; ///< Send_HeaderField writes.
-    bool first_header_open = true; ///< In the header of the top message; it is never cut.
-    bool field_guard = false;      ///< See MimeONote::SetFieldGuard.
-    SymToken text_encoding;        ///< See MimeONote::SetTextEncoding.
-    NLS_CharSet * character_set;   ///< See MimeONote::SetCharacterSet. Never null.
+    int counter = 0;                    ///< For boundaries, message ids and content ids together.
+    bool accepting_fields = false;      ///< Send_HeaderField writes.
+    bool first_header_open = true;      ///< In the header of the top message; it is never cut.
+    vellum::WritingRules const * rules; ///< See MimeONote::SetWriting. Never null.
+    struct Settings {
+        std::string id_domain;  ///< See MimeONote::SetIdDomain.
+        int parameter_form = 0; ///< See MimeONote::SetParameterForm.
+        bool bcc = false;       ///< See MimeONote::SetBcc.
+        bool utf8 = false;      ///< See MimeONote::SetUtf8.
+    } settings;
+    bool field_guard = false;                     ///< See MimeONote::SetFieldGuard.
+    SymToken text_encoding;                       ///< See MimeONote::SetTextEncoding.
+    NLS_CharSet * character_set;                  ///< See MimeONote::SetCharacterSet. Never null.
     NLS_Translator * translator_cache = nullptr;  ///< Head of the list. OWNED.
     NLS_Translator_Factory * factories = nullptr; ///< The note's, as they were when Send began.
     int fragment_count = 0;                       ///< Fragments begun so far.
