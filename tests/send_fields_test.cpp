@@ -34,11 +34,14 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
     DescribedNote note(script.message);
     note.block_size = std::stoul(setting("block", std::to_string(block_size)));
     note.one_buffer = one_buffer;
+    bool const is_extended = setting("writing") == "extended";
+    note.SetWriting(is_extended ? MimeONote::Writing_Extended : MimeONote::Writing_Basic);
+    note.SetBcc(setting("bcc") == "on");
     note.SetNetworkSplitSize(static_cast<unsigned int>(std::stoul(setting("split", "0"))));
     std::string const encoding = setting("encoding");
     note.SetTextEncoding(encoding == "null" ? nullptr : encoding.c_str());
     note.SetCharacterSet(setting("charset").c_str());
-    note.SetFieldGuard(setting("guard") == "on");
+    note.SetFieldGuard(setting("guard", is_extended ? "on" : "off") == "on");
     std::string log;
     note.on_call = [&log](std::string_view call, MimeContext * context) {
         log += call_line(call, context);

@@ -123,8 +123,9 @@ public:
     /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
     int Send();
 
-    /// Adds a field to the header that is being written: from PutXFields, or from EndHeader, where
-    /// it becomes the last one of the header. `value` may hold anything: what isn't plain ASCII
+    /// Adds a field to the header that is being written: from PutXFields, from PutTraceFields and
+    /// PutHeader (in Writing_Extended), or from EndHeader, where it becomes the last one of the
+    /// header. `value` may hold anything: what isn't plain ASCII
     /// goes out as an encoded word (RFC 2047). Returns 1 if the field was written and the output is
     /// good.
     ///
@@ -132,6 +133,10 @@ public:
     /// argument, and for a name that the engine knows itself (any word that SymbolTable::Init
     /// loads): such fields have their getters. With the field guard on also for a name that is no
     /// field name (RFC 5322 2.2).
+    ///
+    /// In Writing_Extended the only names refused are those that have a getter in this very
+    /// header, and those that are no field names: so a message takes Received and Resent-To, and a
+    /// part within a multipart Subject. The folds of `value` go, and it is folded anew.
     int SendField(char const * name, char const * value);
 
     /// The size in bytes at which a message is cut into message/partial fragments (RFC 2046 5.2.2);
@@ -201,17 +206,18 @@ public:
     int SetUtf8(int on);
 
     /// Adds one whole field as it was read, name, colon, folds and line ends included, `size`
-    /// bytes: from PutTraceFields, PutHeader, PutXFields or EndHeader. A bare LF or CR that ends a
-    /// line becomes CR LF, as does a missing line end at the end. Returns 1 if the field was
-    /// written and the output is good.
+    /// bytes: where SendField can be called, with any name, and in either way of writing. A bare
+    /// LF or CR that ends a line becomes CR LF, as does a missing line end at the end; all else
+    /// stays, 8-bit bytes too. Returns 1 if the field was written and the output is good.
     ///
-    /// Returns 0, and writes nothing, at any other time, for a null argument, for what isn't
-    /// exactly one field (RFC 5322 2.2: a name, a colon, lines that go on begin with a blank), for
-    /// a NUL, and for a line above 998 bytes.
+    /// Returns 0, and writes nothing, at any other time, for null, for what isn't exactly one field
+    /// (RFC 5322 2.2: a name, a colon with no blank in front, further lines that begin with a blank
+    /// and have more than blanks), for a NUL, and for a line above 998 bytes.
     int SendRawField(char const * bytes, unsigned long size);
 
-    /// The part that a getter is asked for, or null while Send doesn't run. Valid until the
-    /// getter returns.
+    /// The message or part that a getter is asked for; null for the header of a fragment
+    /// (Get_Message_Id is asked for it), and while Send doesn't run. Valid until the getter
+    /// returns.
     MimeContext const * Context() const;
 
 protected:
@@ -236,12 +242,15 @@ protected:
     virtual int BeginHeader(MimeContext & context);
 
     /// Called   in Writing_Extended, behind BeginHeader of each message and part. For a client that
-    ///          passes on a message: it may write the whole header by SendRawField, in its own
-    ///          order.
-    /// Result   nonzero: that is the header. Of the getters only Get_Content_Type and GetBoundary
-    ///          are still asked, for what the walk has to know; they have to say what the header
-    ///          says. EndHeader comes as ever, and then the blank line. The body of a part, and of
-    ///          a message that the client gives a stream for, is copied as it stands.
+    ///          passes on a message: it may write the whole header in its own order, by
+    ///          SendRawField, and by SendField, which takes any name here.
+    /// Result   nonzero: that is the header. Of the getters only Get_Content_Type and, of a
+    ///          multipart, GetBoundary are still asked, for the walk; they have to say what the
+    ///          header says, and the boundary is used as it is. EndHeader comes as ever, and then
+    ///          the blank line. A stream of BeginBody is copied as it stands, whatever the type;
+    ///          a multipart without a boundary, or with a line end in it, has such a stream too.
+    ///          message/rfc822 and message/global without a stream are a nested message. A message
+    ///          whose top header is passed on isn't split.
     ///          0: the header is the engine's, by the getters.
     /// Default  0.
     virtual int PutHeader(MimeContext & context);
@@ -272,8 +281,9 @@ protected:
 
     /// Called   in Writing_Extended, for each multipart: GetPreamble behind BeginBody, in front of
     ///          its first delimiter, and GetEpilogue behind its last.
-    /// Text     null before the call; the client may store a stream, as in BeginBody, whose bytes
-    ///          are copied, with a line end behind them if they have none.
+    /// Text     null before the call; the client may store a stream, which has to live until
+    ///          EndBody, and is copied as it stands. A line end of its own stands in front of the
+    ///          first delimiter and behind the last, as for the reader (MimeINote::BeginPreamble).
     /// Null     no such text.
     /// Result   doesn't count.
     /// Default  stores null; 0.

@@ -10,6 +10,7 @@
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
 #include <array>
@@ -138,6 +139,7 @@ void MimeSender::Generate_To() {
     ask_series(RFC822::To, to);
     ask_series(RFC822::cc, cc);
     ask_series(RFC822::bcc, bcc);
+    if (rules->bcc_withheld && !settings.bcc) bcc = FieldGroup(RFC822::bcc, nullptr, nullptr);
 
     for (AddressField * field : {&to.plain(), &cc.plain(), &bcc.plain(), &to.bureau(), &cc.bureau(),
                                  &bcc.bureau(), &to.fax(), &cc.fax(), &bcc.fax()}) {

@@ -5,8 +5,10 @@
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/output_splitter.hpp"
+#include "mime/send/own_field.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/writing_rules.hpp"
 
 #include <string>
 #include <string_view>
@@ -34,12 +36,10 @@ void MimeSender::Generate_X_extensions() {
 
 bool MimeSender::Send_HeaderField(char const * name, char const * value) {
     if (!accepting_fields || stream->Busy() || name == nullptr || value == nullptr) return false;
-    if (is_own_word(name)) return false;
-    // With something else for a name, the line would be no field, or another one.
-    if (field_guard && !vellum::is_field_name(name)) return false;
+    if (!IsClientField(name)) return false;
     // Copies, as the note is called again if the field is cut.
     std::string const own_name(name);
-    std::string const own_value(value);
+    std::string const own_value = rules->any_own_field ? vellum::unfolded(value) : value;
     vellum::FieldWriter(*this, own_name.c_str())
         .text(": ")
         .encoded(own_value.c_str(), vellum::TextKind::unstructured)
@@ -47,7 +47,40 @@ bool MimeSender::Send_HeaderField(char const * name, char const * value) {
     return stream->good();
 }
 
-bool MimeSender::Send_RawField(char const *, std::size_t) { return false; }
+bool MimeSender::Send_RawField(char const * bytes, std::size_t size) {
+    if (!accepting_fields || stream->Busy() || bytes == nullptr) return false;
+    std::string field;
+    if (!vellum::read_field({bytes, size}, field)) return false;
+    stream->write(field);
+    return stream->good();
+}
+
+bool MimeSender::Pass_On_Header(MimeContext & ctx) {
+    if (!rules->headers_passed_on) return false;
+    ScopedValue const accept(accepting_fields, true);
+    ScopedValue const any(any_field_, true);
+    bool const is_complete = note->PutHeader(ctx) != 0;
+    // Which of its fields the fragments would have to repeat isn't known.
+    if (is_complete && first_header_open) stream->KeepWhole();
+    return is_complete;
+}
+
+void MimeSender::Generate_trace_fields() {
+    if (!rules->trace_fields_first) return;
+    ScopedValue const accept(accepting_fields, true);
+    note->PutTraceFields();
+}
+
+/// Whether SendField may write the field `name` now.
+bool MimeSender::IsClientField(char const * name) const {
+    if (!rules->any_own_field) {
+        // With something else for a name, the line would be no field, or another one.
+        return !is_own_word(name) && (!field_guard || vellum::is_field_name(name));
+    }
+    bool const in_message = context->multipart_depth == 0;
+    return vellum::is_field_name(name) &&
+           (any_field_ || !vellum::is_written_by_engine(name, in_message));
+}
 
 void MimeSender::End_of_Header(MimeContext & ctx) {
     constexpr std::string_view blank_line = "\r\n";

@@ -93,6 +93,8 @@ std::string MimeSender::MakeBoundary() {
 void MimeSender::Generate_PartialMessageHeaderFragment(bool last) {
     // The note may be in the middle of PutXFields; its fields don't belong here.
     vellum::ScopedValue const accepting(accepting_fields, false);
+    // No part's field is asked for now.
+    vellum::ScopedValue<MimeContext *> const level(context, nullptr);
     // A body or a field may be in the middle of its translator, which serves one text at a time.
     vellum::SeparateCache const translators(translator_cache);
     Generate_Subject();

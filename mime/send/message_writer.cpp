@@ -2,6 +2,7 @@
 //
 // When the output has ended, nothing more is begun: no further part, no body. What has begun gets
 // its End calls, so that a client that keeps something for each level can let go of it.
+#include "mime/foundation/ascii.hpp"
 #include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
@@ -10,6 +11,7 @@
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
 #include <istream>
@@ -42,8 +44,10 @@ void MimeSender::Put_Message(MimeContext & ctx) {
     set_position(ctx, &MimeContext::Exact::header_start, Offset());
     note->BeginPart(ctx);
     note->BeginHeader(ctx);
+    if (Pass_On_Header(ctx)) return PassOnByType(ctx, false);
     AskSubject();
 
+    Generate_trace_fields();
     Generate_Date();
     Generate_To();
     Generate_From();
@@ -110,23 +114,68 @@ void MimeSender::Put_ByType(MimeContext & ctx) {
     }
 }
 
+/// Goes on behind a header that the client has written itself. What that header says isn't known
+/// here, so that the walk follows the note.
+void MimeSender::PassOnByType(MimeContext & ctx, bool in_digest) {
+    AskType(ctx, in_digest);
+    char const * value = nullptr;
+    if (content_type == RFC1521::multipart) note->GetBoundary(value);
+    auto const boundary = vellum::copy_text(value);
+    bool const is_message =
+        content_type == RFC1521::message &&
+        (content_subtype == RFC1521::RFC822 ||
+         vellum::ascii::equal(static_cast<char const *>(content_subtype), "global"));
+    End_of_Header(ctx);
+    if (boundary != nullptr && *boundary.get() != '\0' && !vellum::needs_guard(boundary.get())) {
+        Put_MultiPartBody(ctx, boundary.get(), false);
+    } else {
+        if (!is_message) ++ctx.atomic_count;
+        Put_CopiedBody(ctx, is_message);
+    }
+}
+
 // multipart ------------------------------------------------------------------------
 
 void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
     bool const usable = boundary != nullptr && (!field_guard || CanStandInside(boundary));
     std::string const own = usable ? boundary : MakeBoundary();
-    open_boundaries_.push_back(own);
     Generate_Content_Type(ctx.item->type, ctx.item->subtype, own.c_str(), nullptr, nullptr);
     Generate_Content_Id();
     End_of_Header(ctx);
+    Put_MultiPartBody(ctx, own, true);
+}
+
+/// `line_free`: the first delimiter stands behind an empty line, even if no preamble does.
+void MimeSender::Put_MultiPartBody(MimeContext & ctx, std::string const & boundary,
+                                   bool line_free) {
+    open_boundaries_.push_back(boundary);
     bool const begins = stream->good();
     if (begins) {
         set_position(ctx, &MimeContext::Exact::body_start, Offset());
         note->BeginBody(ctx, nullptr);
-        Put_Parts(ctx, "\r\n--" + own);
+        std::string const delimiter = "\r\n--" + boundary;
+        bool const has_preamble = Put_TextAround(ctx, &MimeONote::GetPreamble);
+        stream->write(std::string_view(delimiter).substr(has_preamble || line_free ? 0 : 2));
+        Put_Parts(ctx, delimiter);
+        Put_TextAround(ctx, &MimeONote::GetEpilogue);
     }
     open_boundaries_.pop_back();
     End_of_Part(ctx, begins);
+}
+
+/// Copies the text in front of the parts, or behind them. Returns whether there is such a text.
+bool MimeSender::Put_TextAround(MimeContext & ctx,
+                                int (MimeONote::*text)(MimeContext &, std::istream **)) {
+    if (!rules->headers_passed_on || !stream->good()) return false;
+    std::istream * body = nullptr;
+    (note->*text)(ctx, &body);
+    if (body != nullptr) Put_Copy(*body);
+    return body != nullptr;
+}
+
+/// Copies a body as it stands.
+void MimeSender::Put_Copy(std::istream & body) {
+    if (body.rdbuf() != nullptr) stream->CopyFrom(*body.rdbuf());
 }
 
 /// Whether a client's boundary can be told from those of the multiparts around it, by readers too
@@ -142,7 +191,6 @@ bool MimeSender::CanStandInside(std::string_view boundary) const {
 
 /// A delimiter line is ended by what comes behind it: a part, or "--" for the last one.
 void MimeSender::Put_Parts(MimeContext & ctx, std::string const & delimiter) {
-    stream->write(delimiter);
     int atomic_count = ctx.atomic_count;
     int part_number = ctx.part_number;
     for (bool more = true; more;) {
@@ -163,8 +211,13 @@ bool MimeSender::Put_NextPart(MimeContext & child, std::string const & delimiter
     stream->write("\r\n");
     set_position(child, &MimeContext::Exact::header_start, Offset());
     note->BeginHeader(child);
-    AskType(child, is_digest(*child.parent_item));
-    Put_ByType(child);
+    bool const in_digest = is_digest(*child.parent_item);
+    if (Pass_On_Header(child)) {
+        PassOnByType(child, in_digest);
+    } else {
+        AskType(child, in_digest);
+        Put_ByType(child);
+    }
     stream->write(delimiter);
     return true;
 }
@@ -180,15 +233,20 @@ void MimeSender::Put_MessagePart(MimeContext & ctx) {
                           file_name.get());
     Generate_Content_Transfer_Encoding(RFC1521::ASCII_7bit);
     End_of_Header(ctx);
+    Put_CopiedBody(ctx, true);
+}
+
+/// A body as it stands; `is_message`: without a stream it is a message of the note's.
+void MimeSender::Put_CopiedBody(MimeContext & ctx, bool is_message) {
     bool const begins = stream->good();
     if (begins) {
         set_position(ctx, &MimeContext::Exact::body_start, Offset());
         std::istream * body = nullptr;
         note->BeginBody(ctx, &body);
-        if (body == nullptr) {
+        if (body != nullptr) {
+            Put_Copy(*body);
+        } else if (is_message) {
             Put_NestedMessage(ctx);
-        } else if (body->rdbuf() != nullptr) {
-            stream->CopyFrom(*body->rdbuf());
         }
     }
     End_of_Part(ctx, begins);

@@ -78,7 +78,7 @@ int MimeONote::SetFieldGuard(int on) {
 }
 
 int MimeONote::SetWriting(Writing writing) {
-    if (sender_ == nullptr || sender_->context != nullptr) return Writing_Basic;
+    if (sender_ == nullptr || sender_->Sending()) return Writing_Basic;
     bool const is_extended = writing == Writing_Extended;
     sender_->rules = is_extended ? &vellum::extended_writing : &vellum::basic_writing;
     sender_->field_guard = is_extended;

@@ -213,6 +213,12 @@ void oBufferStream::Trim() {
     if (end_ - base_ > room_left) end_ = std::max(base_ + room_left, put_);
 }
 
+void oBufferStream::KeepWhole() {
+    if (split_state_ == SplitState::never) return;
+    split_state_ = SplitState::never;
+    HandOver(held_);
+}
+
 void oBufferStream::SaveCommonHeader() {
     if (split_state_ == SplitState::never) return;
     Overflow(0);

@@ -52,6 +52,9 @@ public:
     /// Gives the current block to the note with what is in it, and leaves the stream without one.
     void PutBuffer();
 
+    /// The message isn't split, whatever its size. Called while its header is written.
+    void KeepWhole();
+
     /// Takes all that is held as the header to repeat in each fragment. Nothing for a message that
     /// isn't split.
     void SaveCommonHeader();

@@ -62,6 +62,9 @@ struct VELLUM_EXPORT MimeSender final {
     /// nothing done, if this sender is at it already.
     bool Send_Message();
 
+    /// Whether Send_Message is at work.
+    bool Sending() const { return sending_; }
+
     /// What stands in the current block goes onward. Nothing happens while no message is written.
     void FlushOutputBuffers();
 
@@ -99,6 +102,8 @@ struct VELLUM_EXPORT MimeSender final {
     void Generate_Disposition_notification_to();
     /// The client's own fields, by PutXFields.
     void Generate_X_extensions();
+    /// The client's trace fields, by PutTraceFields.
+    void Generate_trace_fields();
     /// `description` null: the note is asked. Without one, `filename` (null or empty for none)
     /// serves.
     void Generate_Content_Description(char const * filename, char const * description);
@@ -112,6 +117,9 @@ struct VELLUM_EXPORT MimeSender final {
     /// The fields of a fragment behind the common header, up to the blank line (RFC 2046 5.2.2);
     /// `last` adds the total.
     void Generate_PartialMessageHeaderFragment(bool last);
+
+    /// True if the client has passed on a header of its own, by PutHeader.
+    bool Pass_On_Header(MimeContext & ctx);
 
     /// See MimeONote::SendField.
     bool Send_HeaderField(char const * name, char const * value);
@@ -168,7 +176,14 @@ private:
     bool CanStandInside(std::string_view boundary) const;
     void GuardType();
     long long Offset() const;
+    bool IsClientField(char const * name) const;
+    void PassOnByType(MimeContext & ctx, bool in_digest);
+    void Put_MultiPartBody(MimeContext & ctx, std::string const & boundary, bool line_free);
+    void Put_CopiedBody(MimeContext & ctx, bool is_message);
+    void Put_Copy(std::istream & body);
+    bool Put_TextAround(MimeContext & ctx, int (MimeONote::*text)(MimeContext &, std::istream **));
 
     bool sending_ = false;
+    bool any_field_ = false;                   // SendField takes names of the engine's too
     std::vector<std::string> open_boundaries_; // of the multiparts around the part in hand
 };

@@ -23,6 +23,7 @@ struct WritingRules {
     bool any_own_field;       ///< SendField takes each name that this header doesn't have from the
                               ///< engine, and folds again.
     bool trace_fields_first;  ///< PutTraceFields is called.
+    bool headers_passed_on;   ///< PutHeader is called, and GetPreamble and GetEpilogue.
     bool bcc_withheld;        ///< Unless SetBcc says otherwise.
 
     // Bodies
@@ -46,6 +47,7 @@ inline constexpr WritingRules extended_writing{
     .extended_parameters = true,
     .any_own_field = true,
     .trace_fields_first = true,
+    .headers_passed_on = true,
     .bcc_withheld = true,
     .text_lines_ended = true,
     .encoding_by_text = true,

@@ -9,6 +9,8 @@
 //     To>X-To: <annex@x>             moved to another field
 //     X-Own: sent from PutXFields
 //     last X-Own: sent from EndHeader
+//     trace Received: sent from PutTraceFields
+//     raw: X-Own: a whole field, sent from PutHeader
 //     - Type: text/plain
 //       Body: Hello%0D%0A
 #pragma once
@@ -96,6 +98,8 @@ inline bool set(Part & part, std::string const & key, std::string const & value)
         {"Disposition-Name", &Part::disposition_name},
         {"File", &Part::file_name},
         {"Message-Id", &Part::message_id},
+        {"Epilogue", &Part::epilogue},
+        {"Preamble", &Part::preamble},
         {"Property", &Part::property},
         {"Subject", &Part::subject},
     };
@@ -116,6 +120,10 @@ inline bool set(Part & part, std::string const & key, std::string const & value)
         if (moved != key.npos) (part.*list).back().moved = key.substr(moved + 1);
     } else if (key.starts_with("last ")) {
         part.last_fields.emplace_back(key.substr(5), value);
+    } else if (key.starts_with("trace ")) {
+        part.trace_fields.emplace_back(key.substr(6), value);
+    } else if (key == "raw") {
+        part.raw_fields.push_back(value);
     } else if (key.empty() || key[0] == 'X') {
         part.fields.emplace_back(key, value);
     } else {

@@ -68,7 +68,11 @@ struct Part {
     Text property;   ///< the answer to GetProperty, whatever it is asked for
     int result = -1; ///< of every getter of a text; below 0: whether there is a text
     Fields fields;
-    Fields last_fields; ///< sent from EndHeader
+    Fields last_fields;                  ///< sent from EndHeader
+    Fields trace_fields;                 ///< sent from PutTraceFields
+    std::vector<std::string> raw_fields; ///< the whole header, sent from PutHeader
+    Text preamble;
+    Text epilogue;
 
     Part & With(Text Part::*field, std::string value) {
         this->*field = std::move(value);
@@ -185,13 +189,29 @@ protected:
         Call("EndHeader", &context);
         SendAll(part().last_fields);
     }
+    int PutHeader(MimeContext & context) override {
+        Call("PutHeader", &context);
+        for (std::string const & field : part().raw_fields) {
+            Forget();
+            if (SendRawField(field.data(), field.size()) == 0) SendField("X-Refused", "");
+        }
+        return !part().raw_fields.empty();
+    }
+    void PutTraceFields() override { SendAll(part().trace_fields); }
+    int GetPreamble(MimeContext & context, std::istream ** text) override {
+        Call("GetPreamble", &context);
+        return GiveBody(part().preamble, text);
+    }
+    int GetEpilogue(MimeContext & context, std::istream ** text) override {
+        Call("GetEpilogue", &context);
+        return GiveBody(part().epilogue, text);
+    }
     int BeginBody(MimeContext & context, std::istream ** body) override {
         Call(body == nullptr ? "BeginBody(null)" : "BeginBody", &context);
         ++open_bodies;
         if (body == nullptr || (!part().body && stream == nullptr)) return 0;
-        path_.back().body = std::make_unique<Body>(*this, part().body.value_or(""));
-        *body = stream != nullptr ? stream : &path_.back().body->stream;
-        return 1;
+        if (stream != nullptr) *body = stream;
+        return stream != nullptr ? 1 : GiveBody(part().body, body);
     }
     void EndBody(MimeContext & context) override {
         Call("EndBody", &context);
@@ -349,6 +369,12 @@ private:
             Forget();
             SendField(Lent(name), Lent(value));
         }
+    }
+    int GiveBody(Part::Text const & text, std::istream ** body) {
+        if (!text) return 0;
+        path_.back().body = std::make_unique<Body>(*this, *text);
+        *body = &path_.back().body->stream;
+        return 1;
     }
     int Next(SymToken & field, char const *& name, char const *& address) {
         Call(field);
