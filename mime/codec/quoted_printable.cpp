@@ -3,10 +3,8 @@
 //
 // Grammar:    RFC 2045 6.7.
 // Tolerance:  "=" and any two characters are an escape, a character that is no digit counting as
-// 0xFF,
-//             unless the rules keep them; see DecodingRules.
-//             //             LF alone ends a line, also behind the "=" of a soft break; lines may
-//             have any length.
+//             0xFF, unless the rules keep them; see DecodingRules. LF alone ends a line, also behind
+//             the "=" of a soft break; lines may have any length.
 // Not here:   white space before a line end is no padding to be taken off: senders that don't
 //             encode it at all mean it, and a text of signatures ("-- ") needs it.
 #include "mime/codec/quoted_printable.hpp"

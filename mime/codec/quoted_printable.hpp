@@ -27,6 +27,10 @@ public:
 
     int encode(iSimpleStream * in, oSimpleStream * out) override;
 
+    /// The data begin a line, so that "From " is escaped there too. Called in front of the first
+    /// data.
+    void beginLine() { previous_ = '\n'; }
+
 protected:
     void writeTail() override;
 

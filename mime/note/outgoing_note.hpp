@@ -273,6 +273,11 @@ protected:
     ///          and has to live until EndBody.
     ///          An error of the stream (any of its states) ends the body at that point; the part
     ///          is closed as usual, and nobody is told. A client looks at its stream in EndBody.
+    ///          In Writing_Extended failbit at the start, badbit on the way, and a `streambuf` that
+    ///          throws std::ios_base::failure, as that of a file does, make Send return 0.
+    ///          There too the call comes in front of the last field of a part that isn't a
+    ///          multipart, Content-Transfer-Encoding, for which up to 64 KB of the stream are read
+    ///          ahead: `header_end` and `body_start` are known from EndBody on.
     /// Null     (nothing stored) an empty body; for message/rfc822 a nested message, written by
     ///          the getters of this note.
     /// Result   doesn't count.

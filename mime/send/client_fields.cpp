@@ -19,6 +19,8 @@ using vellum::set_position;
 
 namespace {
 
+constexpr std::string_view blank_line = "\r\n";
+
 /// Whether the engine itself knows `name`. Words that messages and clients have brought into the
 /// table don't count (those own their text): else a message with the type text/x-spam would keep
 /// the field X-Spam out of all that this process writes.
@@ -83,13 +85,18 @@ bool MimeSender::IsClientField(char const * name) const {
 }
 
 void MimeSender::End_of_Header(MimeContext & ctx) {
-    constexpr std::string_view blank_line = "\r\n";
+    Ask_Last_Fields(ctx);
+    Close_Header(ctx);
+}
+
+void MimeSender::Ask_Last_Fields(MimeContext & ctx) {
     set_position(ctx, &MimeContext::Exact::header_end,
                  Offset() + static_cast<long long>(blank_line.size()));
-    {
-        ScopedValue const accept(accepting_fields, true);
-        note->EndHeader(ctx);
-    }
+    ScopedValue const accept(accepting_fields, true);
+    note->EndHeader(ctx);
+}
+
+void MimeSender::Close_Header(MimeContext & ctx) {
     stream->write(blank_line);
     set_position(ctx, &MimeContext::Exact::header_end, Offset());
     if (std::exchange(first_header_open, false)) {

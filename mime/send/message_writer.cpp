@@ -7,6 +7,7 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/note/position.hpp"
+#include "mime/send/body_source.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
 #include "mime/send/scoped_value.hpp"
@@ -141,6 +142,8 @@ void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
     std::string const own = usable ? boundary : MakeBoundary();
     Generate_Content_Type(ctx.item->type, ctx.item->subtype, own.c_str(), nullptr, nullptr);
     Generate_Content_Id();
+    char const * const encoding = ContainerEncoding();
+    if (encoding != RFC1521::ASCII_7bit) Generate_Content_Transfer_Encoding(encoding);
     End_of_Header(ctx);
     Put_MultiPartBody(ctx, own, true);
 }
@@ -175,7 +178,13 @@ bool MimeSender::Put_TextAround(MimeContext & ctx,
 
 /// Copies a body as it stands.
 void MimeSender::Put_Copy(std::istream & body) {
-    if (body.rdbuf() != nullptr) stream->CopyFrom(*body.rdbuf());
+    if (!rules->failures_told) {
+        if (body.rdbuf() != nullptr) stream->CopyFrom(*body.rdbuf());
+        return;
+    }
+    vellum::BodySource source(body);
+    stream->CopyFrom(source);
+    failed_ |= source.failed();
 }
 
 /// Whether a client's boundary can be told from those of the multiparts around it, by readers too
@@ -229,6 +238,10 @@ void MimeSender::Put_MessagePart(MimeContext & ctx) {
     note->GetFileName(name);
     auto const file_name = vellum::copy_text(name);
     Generate_Content_Id();
+    if (rules->messages_unencoded) {
+        Generate_Content_Type(ctx.item->type, ctx.item->subtype, nullptr, nullptr, file_name.get());
+        return Put_LookedAtBody(ctx, true);
+    }
     Generate_Content_Type(ctx.item->type, ctx.item->subtype, nullptr, RFC1521::US_ASCII,
                           file_name.get());
     Generate_Content_Transfer_Encoding(RFC1521::ASCII_7bit);

@@ -31,6 +31,7 @@ void MimeSender::StartMessage() {
     transfer_encoding = RFC1521::ASCII_7bit;
     part_character_set = &NLS::US_ASCII;
     open_boundaries_.clear();
+    failed_ = false;
 }
 
 bool MimeSender::Send_Message() {
@@ -46,7 +47,7 @@ bool MimeSender::Send_Message() {
     MimeContextItem item(nullptr, nullptr, nullptr, nullptr);
     MimeContext root(0, 0, 0, 1, &item, &parent);
     Put_Message(root);
-    return output.Finish();
+    return output.Finish() && !failed_;
 }
 
 void MimeSender::FlushOutputBuffers() {

@@ -42,8 +42,9 @@ class NLS_Translator_Factory;
 class oBufferStream;
 
 namespace vellum {
+class BodySource;
 struct WritingRules;
-}
+} // namespace vellum
 
 /// The state of a note's sending, and the steps of writing a message. A note makes its own and
 /// drives it; a client has no need of it. All of it belongs to the note's thread.
@@ -168,7 +169,14 @@ private:
     void Put_Parts(MimeContext & ctx, std::string const & delimiter);
     bool Put_NextPart(MimeContext & child, std::string const & delimiter);
     void Put_NestedMessage(MimeContext & ctx);
-    void Put_AtomicHeader(MimeContext & ctx);
+    void Put_AtomicHeader();
+    void Put_LookedAtBody(MimeContext & ctx, bool is_message);
+    bool IsEncodingOpen() const;
+    char const * EncodingByLook(vellum::BodySource & source);
+    char const * SuitsSet();
+    char const * ContainerEncoding() const;
+    void Ask_Last_Fields(MimeContext & ctx);
+    void Close_Header(MimeContext & ctx);
     void Put_Body(std::istream & body);
     void End_of_Part(MimeContext & ctx, bool body_begun);
     void SettleEncoding();
@@ -184,6 +192,7 @@ private:
     bool Put_TextAround(MimeContext & ctx, int (MimeONote::*text)(MimeContext &, std::istream **));
 
     bool sending_ = false;
+    bool failed_ = false;                      // a body stream was in error
     bool any_field_ = false;                   // SendField takes names of the engine's too
     std::vector<std::string> open_boundaries_; // of the multiparts around the part in hand
 };
