@@ -38,9 +38,11 @@ constexpr char const * usage =
     "  --message FILE    a message as it stands in the file; anew if it has 8-bit text\n"
     "  --forward FILE    a message, written anew\n"
     "  --charset NAME    the character set that the text goes out in; UTF-8 without it\n"
-    "  --encoding NAME   7bit, 8bit, quoted-printable, base64 or binary for the text\n"
+    "  --encoding NAME   7bit, 8bit, quoted-printable, base64 or binary for the text; what suits\n"
+    "                    it without it\n"
     "  --split BYTES     fragments of about that size, 30720 at least\n"
-    "  --out DIR         where the fragments go: DIR/001.eml and so on\n";
+    "  --out DIR         where the fragments go: DIR/001.eml and so on\n"
+    "  --basic           write mail by the letter, and not as the mail of today\n";
 
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -57,9 +59,10 @@ struct Options {
     std::vector<std::string> messages;
     std::vector<std::string> forwarded;
     std::string charset = "UTF-8";
-    char const * encoding = RFC1521::quoted_printable;
+    char const * encoding = nullptr;
     unsigned int split_size = 0;
     std::string directory;
+    MimeONote::Writing writing = MimeONote::Writing_Extended;
 };
 
 /// "Name <address>", or an address alone.
@@ -155,9 +158,15 @@ void take(Options & options, std::string const & name, std::string const & value
 
 Options parse(std::vector<std::string> const & arguments) {
     Options options;
-    for (std::size_t i = 0; i < arguments.size(); i += 2) {
-        if (i + 1 == arguments.size()) throw UsageError(arguments[i] + " needs a value");
-        take(options, arguments[i], arguments[i + 1]);
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        std::string const & name = arguments[i];
+        if (name == "--basic") {
+            options.writing = MimeONote::Writing_Basic;
+        } else if (++i == arguments.size()) {
+            throw UsageError(name + " needs a value");
+        } else {
+            take(options, name, arguments[i]);
+        }
     }
     auto const has = [&](char const * field) {
         return std::any_of(options.addresses.begin(), options.addresses.end(),
@@ -198,11 +207,12 @@ examples::TextLook look_at(std::string const & file) {
 
 /// Throws if the text isn't what its encoding says of it (RFC 2045 2.7 and 2.8): in its set it may
 /// be something else than in the file, so it is written once to look at it.
-void check_unencoded(OutgoingPart const & text, std::string const & file) {
+void check_unencoded(OutgoingPart const & text, std::string const & file,
+                     MimeONote::Writing writing) {
     bool const is_7bit = text.encoding == RFC1521::ASCII_7bit;
     if (!is_7bit && text.encoding != RFC1521::ASCII_8bit) return;
     examples::LookingStream looking;
-    examples::TreeWriter(text, looking).Write();
+    examples::TreeWriter(text, looking, writing).Write();
     if (looking.look().has_nul() || (is_7bit && looking.look().has_eight_bit())) {
         throw std::runtime_error(file + ": the text can't go out as " + text.encoding);
     }
@@ -214,7 +224,7 @@ PartPointer make_text(std::string const & file, char const * subtype, Options co
     part->is_utf8 = true;
     part->encoding = options.encoding;
     part->open = [file] { return open_lines(file); };
-    check_unencoded(*part, file);
+    check_unencoded(*part, file, options.writing);
     return part;
 }
 
@@ -293,9 +303,12 @@ PartPointer compose(Options const & options) {
 }
 
 bool write(OutgoingPart const & message, Options const & options) {
-    if (options.split_size == 0) return examples::TreeWriter(message, std::cout).Write();
+    if (options.split_size == 0) {
+        return examples::TreeWriter(message, std::cout, options.writing).Write();
+    }
     std::filesystem::create_directories(options.directory);
-    return examples::TreeWriter(message, options.directory, options.split_size).Write();
+    return examples::TreeWriter(message, options.directory, options.split_size, options.writing)
+        .Write();
 }
 
 } // namespace

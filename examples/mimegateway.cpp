@@ -56,8 +56,12 @@ int main(int count, char ** words) {
         examples::TreeReader reader(in);
         reader.SetReading(arguments.reading);
         auto const message = reader.Read();
-        is_written =
-            is_fragment(*message) ? copy(in) : examples::TreeWriter(*message, std::cout).Write();
+        auto const writing = arguments.reading == MimeINote::Reading_Basic
+                                 ? MimeONote::Writing_Basic
+                                 : MimeONote::Writing_Extended;
+        is_written = is_fragment(*message)
+                         ? copy(in)
+                         : examples::TreeWriter(*message, std::cout, writing).Write();
     });
     return examples::finish_output("mimegateway") && is_read && is_written ? 0 : 1;
 }

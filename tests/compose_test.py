@@ -203,9 +203,9 @@ class Gateway(WithDirectory):
                     self.assertEqual(shape(before), shape(after))
                 bodies = [bodies_of(each, self.dir / ('%s%d' % (side, number)))
                           for side, each in (('a', path), ('b', out))]
-                for part in before:  # text that isn't encoded gets the line ends of mail
+                for part in before:  # what isn't encoded gets the line ends of mail
                     key = str(part['part_number'])
-                    if part['type'] == 'text' and key in bodies[0]:
+                    if part['type'] in ('text', 'message') and key in bodies[0]:
                         bodies = [{**each, key: each[key].replace(b'\r\n', b'\n')} for each in bodies]
                 self.assertEqual(*bodies)
                 for name, value in before[0]['fields']:

@@ -27,7 +27,7 @@ struct OutgoingPart {
     SymToken disposition;
     std::string charset;             ///< Of a text body; its bytes are in this set already,
     bool is_utf8 = false;            ///< unless they are in UTF-8, and to be translated.
-    char const * encoding = nullptr; ///< Of a text body: a token; null for quoted-printable.
+    char const * encoding = nullptr; ///< Of a text body: a token; null for what suits it.
     std::optional<std::string> file_name;
 
     // What it holds: parts of a multipart, or the one message of a message/rfc822, or a body

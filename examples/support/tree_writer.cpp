@@ -45,18 +45,22 @@ std::string random_boundary() {
 
 } // namespace
 
-TreeWriter::TreeWriter(OutgoingPart const & root, std::ostream & out) : root_(root), out_(&out) {
-    Start();
+TreeWriter::TreeWriter(OutgoingPart const & root, std::ostream & out, Writing writing)
+    : root_(root), out_(&out) {
+    Start(writing);
     SetNetworkSplitSize(0);
 }
 
-TreeWriter::TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size)
+TreeWriter::TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size,
+                       Writing writing)
     : root_(root), directory_(std::move(directory)) {
-    Start();
-    split_size_ = SetNetworkSplitSize(split_size);
+    Start(writing);
+    SetNetworkSplitSize(split_size);
 }
 
-void TreeWriter::Start() {
+void TreeWriter::Start(Writing writing) {
+    is_basic_ = SetWriting(writing) == Writing_Basic;
+    SetBcc(1);
     SetNLS(factory_, 1);
     SetFieldGuard(1);
     SetCharacterSet(header_charset);
@@ -96,11 +100,8 @@ int TreeWriter::BeginPart(MimeContext &) {
     return 1;
 }
 
-int TreeWriter::BeginHeader(MimeContext & context) {
+int TreeWriter::BeginHeader(MimeContext &) {
     next_address_ = 0;
-    is_id_due_ = context.multipart_depth == 0;
-    // No fragment may begin as long as the id is due: its own would be asked for in the same way.
-    if (is_id_due_) AllowFragments(false);
     return 0;
 }
 
@@ -169,11 +170,10 @@ int TreeWriter::Get_Subject(char const *& value) {
     return 1; // without one, a nested message would get that of the message around it
 }
 
-/// Fragments of a message ask for ids of their own, at any moment: those the engine makes.
+/// The fragments of a message have ids that the engine makes.
 int TreeWriter::Get_Message_Id(char const *& value) {
-    if (!std::exchange(is_id_due_, false)) return 0;
-    AllowFragments(true);
-    if (Part().message_id.empty()) return 0;
+    bool const is_fragment = Context() == nullptr;
+    if (is_fragment || Part().message_id.empty()) return 0;
     message_id_ = "<" + Part().message_id + ">";
     value = message_id_.c_str();
     return 1;
@@ -194,7 +194,8 @@ int TreeWriter::Get_Content_Type(SymToken & type, SymToken & subtype) {
         // A set that nobody has registered wouldn't be selected.
         char const * const charset = Part().charset.c_str();
         SetCharacterSet(*charset != '\0' ? NLS::FindCharSet(charset)->name : header_charset);
-        SetTextEncoding(Part().encoding != nullptr ? Part().encoding : RFC1521::quoted_printable);
+        char const * const otherwise = is_basic_ ? RFC1521::quoted_printable : "";
+        SetTextEncoding(Part().encoding != nullptr ? Part().encoding : otherwise);
     }
     return 1;
 }
@@ -211,6 +212,7 @@ int TreeWriter::GetFileName(char const *& value) {
 }
 
 int TreeWriter::GetBoundary(char const *& value) {
+    if (!is_basic_) return 0; // the engine's own are random
     boundary_ = random_boundary();
     value = boundary_.c_str();
     return 1;

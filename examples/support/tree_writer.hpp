@@ -22,9 +22,10 @@ namespace examples {
 class TreeWriter : public MimeONote {
 public:
     /// Writes to `out`, in one piece. Both outlive the writer.
-    TreeWriter(OutgoingPart const & root, std::ostream & out);
+    TreeWriter(OutgoingPart const & root, std::ostream & out, Writing writing);
     /// Writes fragments of about that many bytes to DIR/001.eml and so on, none of which may exist.
-    TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size);
+    TreeWriter(OutgoingPart const & root, std::string directory, unsigned int split_size,
+               Writing writing);
 
     /// False if what was written isn't all there. Then, and if anything is thrown, no fragment
     /// stays.
@@ -56,7 +57,7 @@ protected:
     void PutOutputBuffer(Buffer & block) override;
 
 private:
-    void Start();
+    void Start(Writing writing);
     void RemoveFragments();
 
     struct Level {
@@ -67,7 +68,6 @@ private:
 
     OutgoingPart const & Part() const { return *levels_.back().part; }
     int NextAddress(SymToken & field, char const *& name, char const *& address);
-    void AllowFragments(bool allow) { SetNetworkSplitSize(allow ? split_size_ : 0); }
 
     OutgoingPart const & root_;
     TextFactory * const factory_ = new TextFactory; ///< Owned by the note.
@@ -76,8 +76,7 @@ private:
     std::unique_ptr<std::istream> body_;
     std::string message_id_;
     std::string boundary_;
-    unsigned int split_size_ = 0;
-    bool is_id_due_ = false; ///< The message whose header is written is asked for its id.
+    bool is_basic_ = false;
 
     std::string directory_;
     int file_number_ = 0;
