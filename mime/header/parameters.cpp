@@ -4,12 +4,15 @@
 
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/symbol_table.hpp"
+#include "mime/foundation/word_hash.hpp"
 #include "mime/header/header_run.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/header/text_translation.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
+#include <utility>
 
 namespace vellum {
 
@@ -21,6 +24,17 @@ constexpr std::uint32_t plain = 0;
 constexpr std::uint32_t single = 1;
 constexpr std::uint32_t first_number = 2;
 constexpr std::uint32_t most_number = 1U << 28;
+
+/// Without regard to case.
+std::uint64_t hash_of(std::string_view name) {
+    SipHash hash(process_hash_key());
+    std::uint64_t block = 0;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        block = block << 8 | ascii::byte(ascii::to_lower(name[i]));
+        if (i % 8 == 7) hash.add(std::exchange(block, 0));
+    }
+    return hash.finish(block ^ std::uint64_t{name.size()} << 56);
+}
 
 int hex_value(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -126,7 +140,9 @@ void ParameterReader::collect() {
 bool ParameterReader::add_piece(Span const & attribute, Span const & value) {
     std::string_view const whole = scanner_.text().view(attribute.begin, attribute.end);
     std::string_view rest = whole.substr(std::min(whole.find('*'), whole.size()));
-    if (rest.size() == whole.size()) return false; // no name
+    auto const narrow = [](std::size_t n) { return static_cast<std::uint32_t>(n); };
+    std::uint32_t const name_size = narrow(whole.size() - rest.size());
+    if (name_size == 0) return false;
     std::uint32_t number = rest == "*" ? single : plain;
     bool is_encoded = !rest.empty() && rest.back() == '*';
     if (rest.size() > 1 && number == plain) {
@@ -139,70 +155,52 @@ bool ParameterReader::add_piece(Span const & attribute, Span const & value) {
         }
         number += first_number;
     }
-    auto const narrow = [](std::size_t n) { return static_cast<std::uint32_t>(n); };
     pieces_.push_back({narrow(attribute.begin), narrow(value.begin), narrow(value.size()),
-                       2 * number + (is_encoded ? 1 : 0)});
+                       2 * number + (is_encoded ? 1 : 0), name_size, 0});
     return true;
 }
 
-/// The name without what RFC 2231 adds.
+/// Good until the next edit.
 std::string_view ParameterReader::name_of(Piece const & piece) {
-    Position end = piece.name;
-    while (token_atom.has(scanner_.text().at(end)) && scanner_.text().at(end) != '*')
-        ++end;
-    return scanner_.text().view(piece.name, end);
+    return scanner_.text().view(piece.name, Position{piece.name} + piece.name_size);
 }
 
-bool ParameterReader::have_one_name(Piece const & a, Piece const & b) {
-    return ascii::equal(name_of(a), name_of(b));
+/// Numbers the pieces: those of one name have one number, counted in the order in which the names
+/// first come.
+void ParameterReader::number_groups() {
+    constexpr std::uint32_t nothing = std::numeric_limits<std::uint32_t>::max();
+    scanner_.text().whole(); // so that names are views that stay
+    std::vector<std::uint32_t> table(std::bit_ceil(2 * pieces_.size() + 1), nothing);
+    std::uint32_t count = 0;
+    for (std::uint32_t i = 0; i < pieces_.size(); ++i) {
+        std::string_view const name = name_of(pieces_[i]);
+        std::size_t place = hash_of(name) & (table.size() - 1);
+        while (table[place] != nothing && !ascii::equal(name_of(pieces_[table[place]]), name))
+            place = (place + 1) & (table.size() - 1);
+        bool const is_new = table[place] == nothing;
+        if (is_new) table[place] = i;
+        pieces_[i].group = is_new ? count++ : pieces_[table[place]].group;
+    }
 }
 
 /// Puts the pieces of one name together, in the order of their numbers, and the names in the order
 /// in which they first come.
 void ParameterReader::put_in_order() {
-    scanner_.text().whole(); // so that names are views that stay
-    auto const is_before = [](std::string_view a, std::string_view b) {
-        return std::lexicographical_compare(
-            a.begin(), a.end(), b.begin(), b.end(),
-            [](char x, char y) { return ascii::to_lower(x) < ascii::to_lower(y); });
-    };
-    std::sort(pieces_.begin(), pieces_.end(), [&](Piece const & a, Piece const & b) {
-        if (!have_one_name(a, b)) return is_before(name_of(a), name_of(b));
+    number_groups();
+    std::sort(pieces_.begin(), pieces_.end(), [](Piece const & a, Piece const & b) {
+        if (a.group != b.group) return a.group < b.group;
         return a.number() != b.number() ? a.number() < b.number() : a.name < b.name;
     });
-    struct Group {
-        std::uint32_t first_place;
-        std::uint32_t piece;
-    };
-    std::vector<Group> groups;
-    for (std::size_t i = 0; i < pieces_.size(); ++i) {
-        Piece const & piece = pieces_[i];
-        if (i == 0 || !have_one_name(pieces_[i - 1], piece)) {
-            groups.push_back({piece.name, static_cast<std::uint32_t>(i)});
-        }
-        groups.back().first_place = std::min(groups.back().first_place, piece.name);
-    }
-    std::sort(groups.begin(), groups.end(),
-              [](Group const & a, Group const & b) { return a.first_place < b.first_place; });
-    std::vector<Piece> ordered;
-    ordered.reserve(pieces_.size());
-    for (Group const & group : groups) {
-        for (std::size_t i = group.piece; i < pieces_.size(); ++i) {
-            if (i > group.piece && !have_one_name(pieces_[group.piece], pieces_[i])) break;
-            ordered.push_back(pieces_[i]);
-        }
-    }
-    pieces_ = std::move(ordered);
 }
 
 /// Makes the next parameter of what stands at `next_piece_`: each plain one if there is no other
 /// form, else the other form.
 void ParameterReader::take_group() {
     Piece const first = pieces_[next_piece_];
-    attribute_ = Span::of(first.name, first.name + name_of(first).size());
+    attribute_ = Span::of(first.name, Position{first.name} + first.name_size);
     if (next_piece_ >= plain_end_) {
         std::size_t end = next_piece_ + 1;
-        while (end < pieces_.size() && have_one_name(first, pieces_[end]))
+        while (end < pieces_.size() && pieces_[end].group == first.group)
             ++end;
         std::size_t form = next_piece_; // where the pieces of RFC 2231 begin
         while (form < end && pieces_[form].number() == plain)

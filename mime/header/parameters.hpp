@@ -6,10 +6,11 @@
 // forms of a parameter stand the one of RFC 2231 counts.
 //
 // Tolerance:  pieces that are missing are left out; an encoded value without a set and a language
-// is
-//             taken as it is; encoded words (RFC 2047) in pieces are decoded once they are joined.
+//             is taken as it is; encoded words (RFC 2047) in pieces are decoded once they are
+//             joined.
 // Bounds:     40 bytes a parameter while they are put in order, for at most `most_pieces`; behind
-//             those a parameter is reported as it stands, and a piece of one is passed over.
+//             those a parameter is reported as it stands, and a piece of one is passed over. Each
+//             name is hashed once, under a key that no sender knows, and compared once.
 #pragma once
 
 #include "mime/header/grammar.hpp"
@@ -46,6 +47,8 @@ private:
         std::uint32_t value;
         std::uint32_t value_size;
         std::uint32_t code;
+        std::uint32_t name_size; ///< Without what RFC 2231 adds.
+        std::uint32_t group;     ///< Those of one name have one number, in the order of the names.
 
         /// 0 is a plain parameter, 1 is "name*", and 2 + n is "name*n".
         std::uint32_t number() const { return code / 2; }
@@ -58,7 +61,7 @@ private:
     void collect();
     bool add_piece(Span const & attribute, Span const & value);
     std::string_view name_of(Piece const & piece);
-    bool have_one_name(Piece const & a, Piece const & b);
+    void number_groups();
     void put_in_order();
     void take_group();
     void join(std::size_t first, std::size_t end);
