@@ -113,6 +113,22 @@ TEST(Field, of_encoded_text_is_text) {
     }
 }
 
+/// 0x5C, the backslash, ends characters of code pages 932, 936 and 950, as do "@" and "[".
+TEST(Field, in_a_two_byte_code_page_keeps_its_characters_whole) {
+    for (Cells const & row : rows("fields in two-byte code pages")) {
+        SCOPED_TRACE(examples::quoted(row[2]));
+        Result const result =
+            read(row[2] + "\n\n", MimeINote::Reading_Extended, [&](MimeINote & note) {
+                with_factory(note);
+                note.SetCodePage(std::stoi(row[0]));
+                note.SetFallbackCharSet(row[1].empty() ? nullptr : row[1].c_str());
+            });
+        for (std::size_t i = 3; i < row.size(); ++i)
+            EXPECT_TRUE(has(result.lines, row[i])) << examples::quoted(row[i]) << result.lines;
+        EXPECT_EQ(result.defects, "0 raw 8-bit text in a field");
+    }
+}
+
 std::string header_of(std::string const & type, std::string const & encoding) {
     return (type.empty() ? "" : "Content-Type: " + type + '\n') +
            (encoding.empty() ? "" : "Content-Transfer-Encoding: " + encoding + '\n');

@@ -1,6 +1,7 @@
 // mime/header/header_run.cpp - the run that a header is parsed for, as the header parsers see it
 #include "mime/header/header_run.hpp"
 
+#include "mime/header/code_page_note.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/nls/client_text.hpp"
 #include "mime/nls/message_words.hpp"

@@ -23,6 +23,7 @@ namespace vellum {
 
 struct ReadingRules;
 struct TextTranslators;
+class CodePageNote;
 class MessageWords;
 
 class HeaderRun {
@@ -59,7 +60,8 @@ public:
 
     NLS_Translator * translator_cache = nullptr;  ///< Head of the list of translators in use. OWNS.
     NLS_Translator_Factory * factories = nullptr; ///< The note's chain; not owned.
-    int code_page;                                ///< The client's.
+    int code_page;                                ///< The client's, or that of CodePageNote.
+    std::unique_ptr<CodePageNote> code_page_note; ///< Null until it is needed.
     NLS_CharSet * fallback_set;                   ///< Of raw 8-bit text that is no UTF-8.
 
     ReadingRules const * rules; ///< What the run accepts. Not owned.

@@ -4,6 +4,7 @@
 #include "mime/foundation/ascii.hpp"
 
 #include <algorithm>
+#include <array>
 
 namespace vellum {
 
@@ -35,7 +36,7 @@ bool is_lead(unsigned long code_page, char c) {
     return b >= 0x81 && b <= 0xFE && !is_kana;
 }
 
-/// A byte that can't begin a character ends one. Behind the last such byte the characters are
+/// A byte that can't begin a character ends it. Behind the last such byte the characters are
 /// pairs.
 std::size_t double_byte_tail(unsigned long code_page, std::string_view text) {
     auto const run_begin = std::find_if_not(text.rbegin(), text.rend(),
@@ -43,24 +44,26 @@ std::size_t double_byte_tail(unsigned long code_page, std::string_view text) {
     return static_cast<std::size_t>(run_begin - text.rbegin()) % 2;
 }
 
+/// The code pages whose characters have one byte or two. The second may be any from 0x40 on.
+constexpr std::array<unsigned long, 11> double_byte_pages{932, 942, 934,  944, 949, 936,
+                                                          946, 938, 1381, 948, 950};
+
+bool is_double_byte(unsigned long code_page) {
+    return std::find(double_byte_pages.begin(), double_byte_pages.end(), code_page) !=
+           double_byte_pages.end();
+}
+
 } // namespace
 
+bool has_ascii_trail_bytes(unsigned long code_page) noexcept {
+    constexpr unsigned long johab = 1361;
+    constexpr unsigned long gb18030 = 54936;
+    return is_double_byte(code_page) || code_page == johab || code_page == gb18030;
+}
+
 std::size_t incomplete_tail(unsigned long code_page, std::string_view text) noexcept {
-    switch (code_page) {
-    case utf_8: return utf_8_tail(text);
-    case 932:
-    case 942:
-    case 934:
-    case 944:
-    case 949:
-    case 936:
-    case 946:
-    case 1381:
-    case 938:
-    case 948:
-    case 950: return double_byte_tail(code_page, text);
-    default: return 0;
-    }
+    if (code_page == utf_8) return utf_8_tail(text);
+    return is_double_byte(code_page) ? double_byte_tail(code_page, text) : 0;
 }
 
 } // namespace vellum

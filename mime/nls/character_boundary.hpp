@@ -10,4 +10,8 @@ namespace vellum {
 /// isn't complete. 0 for a code page of single-byte characters.
 std::size_t incomplete_tail(unsigned long code_page, std::string_view text) noexcept;
 
+/// Whether a later byte of a character of that code page may be a byte of US-ASCII that isn't a
+/// letter or a digit.
+bool has_ascii_trail_bytes(unsigned long code_page) noexcept;
+
 } // namespace vellum

@@ -61,8 +61,9 @@ class TiStreamLite;
 class iSimpleStream;
 
 namespace vellum {
+class CodePageNote;
 class HeaderRun;
-}
+} // namespace vellum
 
 class VELLUM_EXPORT MimeINote {
 public:
@@ -184,6 +185,7 @@ public:
 
 protected:
     friend struct MimeReceiver;
+    friend class vellum::CodePageNote;
     friend class vellum::HeaderRun;
     friend class ParseHeaderField;
 

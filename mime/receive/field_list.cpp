@@ -3,6 +3,7 @@
 
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/symbol_table.hpp"
+#include "mime/header/code_page_note.hpp"
 #include "mime/header/comment.hpp"
 #include "mime/header/field_parsers.hpp"
 #include "mime/header/header_run.hpp"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 #include <optional>
 
 namespace vellum {
@@ -56,12 +58,18 @@ bool FieldList::is(char const * token) const {
     return ascii::equal({name.begin, static_cast<std::size_t>(name.end - name.begin)}, token);
 }
 
-/// All that the parsers find in a field is in the client's code page, as they get it so.
+/// What the parsers find in a field is in the client's code page, as they get it so; or as it is
+/// brought there behind them, where text in the client's code page can't be parsed.
 void FieldList::Dispatch(MimeReceiver * receiver) {
     HeaderRun & run = run_of(*receiver);
     std::string_view const text(line);
     if (utf_8::is_ascii(text)) return call_parser(receiver);
     run.tell(Defect_EightBitField);
+    std::optional<CodePageNote::Scope> in_utf_8;
+    if (CodePageNote::is_needed(run)) {
+        if (!run.code_page_note) run.code_page_note = std::make_unique<CodePageNote>(run);
+        in_utf_8.emplace(run, *run.code_page_note);
+    }
     std::optional<std::string> translated = run.client_text(text);
     FieldList field;
     if (!translated || !field.split(translated->data())) return call_parser(receiver);
