@@ -1,6 +1,7 @@
 // tests/rfc2047_stream_test.cpp - header texts as plain text, quoted strings and encoded words
 #include "mime/send/rfc2047_stream.hpp"
 
+#include "mime/MIMEQXST.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/send/output_splitter.hpp"
@@ -83,15 +84,23 @@ public:
 
 /// rfc2047.case holds rows TEXT -> RESULT, in a section for each place, set and translator.
 TEST(Rfc2047Stream, PlainTextAndEncodedWords) {
-    std::map<std::string, NLS_CharSet *> const sets = {
-        {"ISO-8859-1", &NLS::ISO_8859_1}, {"UTF-8", &NLS::UTF_8},
-        {"csBig5", &NLS::csBig5},         {"ISO-2022-JP", &NLS::ISO_2022_JP},
-        {"US-ASCII", &NLS::US_ASCII},     {"of-the-code-page", &NLS::ReservedSet}};
-    unsigned long const before = std::exchange(NLS::PlatformCodePage, 949);
+    std::map<std::string, NLS_CharSet *> const sets = {{"ISO-8859-1", &NLS::ISO_8859_1},
+                                                       {"UTF-8", &NLS::UTF_8},
+                                                       {"csBig5", &NLS::csBig5},
+                                                       {"ISO-2022-JP", &NLS::ISO_2022_JP},
+                                                       {"US-ASCII", &NLS::US_ASCII},
+                                                       {"of-the-code-page", &NLS::ReservedSet},
+                                                       {"KOI8-R", NLS::FindCharSet("KOI8-R")}};
+    unsigned long const before = NLS::PlatformCodePage;
     FactoryOf<Doubler> doubler;
+    NLS::PlatformCodePage = 65001;
+    NLS_qxStr_Factory component;
+    std::map<std::string, NLS_Translator_Factory *> const factories = {{"doubled", &doubler},
+                                                                       {"component", &component}};
     for (auto const & [title, text] : sections_of("rfc2047.case")) {
         auto const words = split(title, ' ');
-        auto * const factory = words.size() > 2 ? &doubler : nullptr;
+        auto * const factory = words.size() > 2 ? factories.at(words[2]) : nullptr;
+        NLS::PlatformCodePage = factory == &component ? 65001 : 949;
         for (std::string const & row : split(text, '\n')) {
             std::size_t const arrow = row.find(" ->");
             if (arrow == row.npos) continue;

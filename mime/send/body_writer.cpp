@@ -133,15 +133,10 @@ void BodyWriter::TranslatePieces(std::istream & body) {
     if (out_.good()) TranslatePiece("", true);
 }
 
-/// A piece that fails with nothing to show goes out untranslated.
 void BodyWriter::TranslatePiece(std::string_view piece, bool last) {
     unsigned char room[block_size];
     oSimpleStream translated(room, static_cast<int>(block_size));
-    char * const first = const_cast<char *>(piece.data()); // an input without a source is only read
-    iSimpleStream in(first, first + piece.size());
-    int const failure = translator_->CodePage_to_CharSet_Piece(&in, last, &translated);
-    bool const nothing = translated.oBufCnt() == 0;
-    Put(failure != 0 && nothing ? piece : std::string_view(translated.str(), translated.oBufCnt()));
+    Put(translated_piece(*translator_, piece, last, translated));
 }
 
 void BodyWriter::TranslateBlocks(std::istream & body) {

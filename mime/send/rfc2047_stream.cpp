@@ -105,6 +105,12 @@ void oRFC2047Stream::WriteTranslated() {
     vellum::TranslatorInUse translator(
         NLS::Create(set, &sender_->translator_cache, sender_->factories));
     if (!translator) return WriteEncodedWord(*set, text());
+    if (translator->Takes_Pieces(set)) {
+        // Only so it is told that the text ends, and waits for no rest of a character.
+        oSimpleStream translated;
+        WriteEncodedWord(*set, vellum::translated_piece(*translator, text(), true, translated));
+        return;
+    }
     constexpr long terminators = 2; // for text of double bytes; not part of it
     put('\0').put('\0').oPutPtr(-terminators);
     vellum::Translation const translation(*translator, text());

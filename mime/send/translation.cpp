@@ -1,6 +1,8 @@
 // mime/send/translation.cpp - text of the local code page put into a character set
 #include "mime/send/translation.hpp"
 
+#include "mime/foundation/simple_stream.hpp"
+#include "mime/foundation/text_stream.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/send/field_guard.hpp"
@@ -39,6 +41,14 @@ Translation::Translation(NLS_Translator & translator, std::string_view source,
 
 Translation::~Translation() {
     if (release_ != nullptr && out_ != nullptr && out_ != offered_) release_(out_);
+}
+
+std::string_view translated_piece(NLS_Translator & translator, std::string_view piece, bool last,
+                                  oSimpleStream & room) {
+    TextStream in(piece);
+    int const failure = translator.CodePage_to_CharSet_Piece(&in, last, &room);
+    if (room.oBufCnt() == 0) return failure != 0 ? piece : std::string_view();
+    return {room.str(), room.oBufCnt()};
 }
 
 SeparateCache::SeparateCache(NLS_Translator *& cache)

@@ -5,6 +5,7 @@
 
 class NLS_CharSet;
 class NLS_Translator;
+class oSimpleStream;
 struct MimeSender;
 
 namespace vellum {
@@ -35,6 +36,12 @@ private:
     void (*release_)(unsigned char *) = nullptr;
     std::string_view result_;
 };
+
+/// Returns the next piece of a text for a translator that takes pieces, translated, and lying in
+/// `room`, which is empty; `last`: the text ends with it. A piece that fails with nothing to show
+/// is returned as it is.
+std::string_view translated_piece(NLS_Translator & translator, std::string_view piece, bool last,
+                                  oSimpleStream & room);
 
 /// An empty cache of translators in the place of a sender's, for the time of a scope. What arises
 /// in it is deleted then.
