@@ -1,6 +1,7 @@
 // mime/MIMEQXST.cpp - translators over a conversion component that is loaded at run time
 #include "mime/MIMEQXST.hpp"
 
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/nls/character_boundary.hpp"
 #include "mime/nls/conversion_binding.hpp"
@@ -76,17 +77,17 @@ NLS_qxStr_CharSet::NLS_qxStr_CharSet(void * language, void * country, char const
 NLS_qxStr_CharSet::NLS_qxStr_CharSet(void * language, void * country, NLS_CharSet * char_set)
     : charSet(char_set) {
     if (charSet == nullptr) return;
-    Find(charSet->name);
+    find_tag(charSet->name);
     char const * const preferred = charSet->Preferred()->name;
-    if (tag == qxtSTR_none && preferred != charSet->name) Find(preferred);
-    Open(language, country);
+    if (tag == qxtSTR_none && preferred != charSet->name) find_tag(preferred);
+    open_session(language, country);
 }
 
 NLS_qxStr_CharSet::NLS_qxStr_CharSet(void * language, void * country, qxtSTRCharSettag own_tag)
     : tag(own_tag) {
     auto const * const component = vellum::bound_conversion();
     if (tag == qxtSTR_none || component == nullptr) return;
-    Open(language, country);
+    open_session(language, country);
     std::array<char, conversion::longest_name> name{};
     qxtSTRCharSettag number = tag;
     if (component->qxSTRCsidConvExt(&number, name.data(), conversion::tag_to_name, no_option) ==
@@ -101,7 +102,7 @@ NLS_qxStr_CharSet::~NLS_qxStr_CharSet() {
     if (session != nullptr && component != nullptr) component->qxSTRCloseStrSession(session);
 }
 
-void NLS_qxStr_CharSet::Find(char const * name) {
+void NLS_qxStr_CharSet::find_tag(char const * name) {
     auto const * const component = vellum::bound_conversion();
     if (name == nullptr || component == nullptr) return;
     char * const text = const_cast<char *>(name); // not written to in this mode
@@ -110,7 +111,7 @@ void NLS_qxStr_CharSet::Find(char const * name) {
     }
 }
 
-void NLS_qxStr_CharSet::Open(void * language, void * country) {
+void NLS_qxStr_CharSet::open_session(void * language, void * country) {
     auto const * const component = vellum::bound_conversion();
     if (tag == qxtSTR_none || component == nullptr) return;
     if (component->qxSTROpenStrSession(&session, country, language, tag) != 0) session = nullptr;
@@ -168,7 +169,7 @@ bool NLS_qxStr::is_OK() {
     return usable(localSet) && usable(pivotSet) && usable(remoteSet);
 }
 
-bool NLS_qxStr::Same_Set() const {
+bool NLS_qxStr::same_set() const {
     return localSet != nullptr && remoteSet != nullptr && *localSet == *remoteSet;
 }
 
@@ -188,8 +189,8 @@ NLS_qxStr::Query_Buffering_Restrictions(NLS_CharSet * char_set) {
 
 /// `whole` becomes what stands in `cut` and then `piece`, without a character that the end cuts,
 /// which `cut` takes. It lies in `piece`, or else in `joined`. False for want of memory.
-bool NLS_qxStr::Join(std::string_view piece, CutCharacter & cut, std::unique_ptr<char[]> & joined,
-                     std::string_view & whole) const {
+bool NLS_qxStr::join_cut(std::string_view piece, CutCharacter & cut,
+                         std::unique_ptr<char[]> & joined, std::string_view & whole) const {
     whole = piece;
     if (cut.length != 0) {
         joined.reset(new (std::nothrow) char[cut.length + piece.size()]);
@@ -210,12 +211,13 @@ int NLS_qxStr::CodePage_to_CharSet(unsigned char * in, unsigned long in_length,
     NLS_CharSet * const set = remoteSet != nullptr ? remoteSet->charSet : nullptr;
     Buffering_Restrictions const restriction = Query_Buffering_Restrictions(set);
     bool const comes_in_pieces = restriction == no_restriction || restriction == double_byte;
-    if (!comes_in_pieces || Same_Set()) {
+    if (!comes_in_pieces || same_set()) {
         return CharSet_Translation(in, in_length, out, out_length, free_out, localSet, remoteSet);
     }
     std::unique_ptr<char[]> joined;
     std::string_view whole;
-    bool const done = Join({reinterpret_cast<char const *>(in), in_length}, cut_, joined, whole);
+    bool const done =
+        join_cut({reinterpret_cast<char const *>(in), in_length}, cut_, joined, whole);
     if (!done || (whole.empty() && in_length != 0)) {
         out_length = 0;
         return done ? 0 : failed;
@@ -240,7 +242,7 @@ int NLS_qxStr::CharSet_Translation(unsigned char * in, unsigned long in_length,
         out_length = 0;
         return failed;
     }
-    bool const needless = from == nullptr || to == nullptr || pivotSet == nullptr || Same_Set();
+    bool const needless = from == nullptr || to == nullptr || pivotSet == nullptr || same_set();
     if (needless || (*from == *pivotSet && *to == *pivotSet)) {
         return copy(in, in_length, out, out_length, *free_out);
     }
@@ -330,16 +332,16 @@ void NLS_qxStr::FreeMem_qxSTR(unsigned char * memory) {
 // ---- Text in streams ----
 
 int NLS_qxStr::CodePage_to_CharSet(iSimpleStream * in, oSimpleStream * out) {
-    return Translate_Stream(*in, *out, localSet, remoteSet);
+    return translate_stream(*in, *out, localSet, remoteSet);
 }
 
 int NLS_qxStr::CharSet_to_CodePage(iSimpleStream * in, oSimpleStream * out) {
-    return Translate_Stream(*in, *out, plainInbound ? nullptr : remoteSet, localSet);
+    return translate_stream(*in, *out, plainInbound ? nullptr : remoteSet, localSet);
 }
 
-int NLS_qxStr::Translate_Stream(iSimpleStream & in, oSimpleStream & out, NLS_qxStr_CharSet * from,
+int NLS_qxStr::translate_stream(iSimpleStream & in, oSimpleStream & out, NLS_qxStr_CharSet * from,
                                 NLS_qxStr_CharSet * to) {
-    if (from == nullptr || to == nullptr || pivotSet == nullptr || Same_Set()) {
+    if (from == nullptr || to == nullptr || pivotSet == nullptr || same_set()) {
         out << in;
         return 0;
     }
@@ -354,12 +356,12 @@ int NLS_qxStr::Translate_Stream(iSimpleStream & in, oSimpleStream & out, NLS_qxS
         std::string_view const piece(reinterpret_cast<char const *>(in.iGetPtr(0)), size);
         std::unique_ptr<char[]> joined;
         std::string_view whole = piece;
-        if (from == localSet && !Join(piece, cut, joined, whole)) cut.length = 0;
+        if (from == localSet && !join_cut(piece, cut, joined, whole)) cut.length = 0;
         in.iGetPtr(static_cast<long>(size)); // the bytes stay where they are until the Underflow
-        if (!whole.empty()) result = Translate_Piece(whole, out, from, to);
+        if (!whole.empty()) result = translate_piece(whole, out, from, to);
     }
     if (cut.length != 0) {
-        result = Translate_Piece({cut.bytes.data(), cut.length}, out, from, to);
+        result = translate_piece({cut.bytes.data(), cut.length}, out, from, to);
     }
     return result;
 }
@@ -376,7 +378,7 @@ void write_portions(std::string_view text, oSimpleStream & out) {
 
 } // namespace
 
-int NLS_qxStr::Translate_Piece(std::string_view piece, oSimpleStream & out,
+int NLS_qxStr::translate_piece(std::string_view piece, oSimpleStream & out,
                                NLS_qxStr_CharSet * from, NLS_qxStr_CharSet * to) {
     auto * const text = reinterpret_cast<unsigned char *>(const_cast<char *>(piece.data()));
     Text translated;
@@ -393,28 +395,28 @@ int NLS_qxStr::Translate_Piece(std::string_view piece, oSimpleStream & out,
 
 // ---- Text in pieces ----
 
-bool NLS_qxStr::Has_Pieces() {
+bool NLS_qxStr::has_pieces() {
     auto const * const component = vellum::bound_conversion();
     return is_OK() && component != nullptr && component->qxSTRCpyXlatePiece != nullptr;
 }
 
-bool NLS_qxStr::Takes_Pieces(NLS_CharSet * char_set) { return char_set != nullptr && Has_Pieces(); }
+bool NLS_qxStr::Takes_Pieces(NLS_CharSet * char_set) { return char_set != nullptr && has_pieces(); }
 
 int NLS_qxStr::CharSet_to_CodePage_Piece(iSimpleStream * in, bool last, oSimpleStream * out) {
-    if (plainInbound || Same_Set() || !Has_Pieces()) {
+    if (plainInbound || same_set() || !has_pieces()) {
         return CharSet_to_CodePage(in, out);
     }
     is_in_text_ = !last;
-    return Translate_Pieces(*in, last, *out, *remoteSet, *localSet);
+    return translate_pieces(*in, last, *out, *remoteSet, *localSet);
 }
 
 int NLS_qxStr::CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out) {
-    if (Same_Set() || !Has_Pieces()) return CodePage_to_CharSet(in, out);
+    if (same_set() || !has_pieces()) return CodePage_to_CharSet(in, out);
     is_out_text_ = !last;
-    return Translate_Pieces(*in, last, *out, *localSet, *remoteSet);
+    return translate_pieces(*in, last, *out, *localSet, *remoteSet);
 }
 
-int NLS_qxStr::Translate_Pieces(iSimpleStream & in, bool last, oSimpleStream & out,
+int NLS_qxStr::translate_pieces(iSimpleStream & in, bool last, oSimpleStream & out,
                                 NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to) {
     int result = 0;
     while (in.good()) {
@@ -425,15 +427,15 @@ int NLS_qxStr::Translate_Pieces(iSimpleStream & in, bool last, oSimpleStream & o
         }
         std::string_view const piece(reinterpret_cast<char const *>(in.iGetPtr(0)), size);
         in.iGetPtr(static_cast<long>(size)); // the bytes stay where they are until the Underflow
-        int const failure = Translate_Piece(piece, false, out, from, to);
+        int const failure = translate_piece(piece, false, out, from, to);
         if (result == 0) result = failure;
     }
     if (!last) return result;
-    int const failure = Translate_Piece("", true, out, from, to);
+    int const failure = translate_piece("", true, out, from, to);
     return result != 0 ? result : failure;
 }
 
-int NLS_qxStr::Translate_Piece(std::string_view piece, bool last, oSimpleStream & out,
+int NLS_qxStr::translate_piece(std::string_view piece, bool last, oSimpleStream & out,
                                NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to) {
     auto const * const component = vellum::bound_conversion();
     unsigned char room[4 * piece_size]; // enough for most text
@@ -459,14 +461,6 @@ constinit char const * const NLS_qxStr_Factory::ClassName = "NLS_qxStr_Factory";
 
 namespace {
 
-std::unique_ptr<char[]> copy_of(char const * text) {
-    if (text == nullptr) return nullptr;
-    std::size_t const size = std::strlen(text) + 1;
-    std::unique_ptr<char[]> copied(new (std::nothrow) char[size]);
-    if (copied) std::memcpy(copied.get(), text, size);
-    return copied;
-}
-
 /// The component's number of a code page.
 qxtSTRCharSettag tag_of(unsigned long code_page) {
     auto const * const component = vellum::bound_conversion();
@@ -488,7 +482,8 @@ constinit void * NLS_qxStr_Factory::CountrySetting = &country;
 
 NLS_qxStr_Factory::NLS_qxStr_Factory(char const * directory, char const * table,
                                      char const * library)
-    : directory_(copy_of(directory)), table_(copy_of(table)), library_(copy_of(library)) {
+    : directory_(vellum::copy_text(directory)), table_(vellum::copy_text(table)),
+      library_(vellum::copy_text(library)) {
     className = ClassName;
     if (vellum::bind_conversion() != nullptr) localTag = tag_of(NLS::PlatformCodePage);
 }

@@ -56,8 +56,8 @@ public:
     short terminatorSize = 1;
 
 private:
-    void Find(char const * name);
-    void Open(void * language, void * country);
+    void find_tag(char const * name);
+    void open_session(void * language, void * country);
 };
 
 /// A translator that stays in its list for the whole run, with three sessions open.
@@ -69,7 +69,7 @@ public:
     NLS_qxStr() noexcept;
 
     /// Between `codePage`, which is the set `localTag` of the component, and the character set of
-    /// that name. A null name gives one without sets. See is_OK().
+    /// that name. A null name makes a translator without sets. See is_OK().
     NLS_qxStr(char const * name, int codePage, qxtSTRCharSettag localTag, void * language,
               void * country);
     ~NLS_qxStr() override;
@@ -147,18 +147,18 @@ private:
         std::size_t length = 0;
     };
 
-    bool Same_Set() const;
-    bool Has_Pieces();
-    int Translate_Pieces(iSimpleStream & in, bool last, oSimpleStream & out,
+    bool same_set() const;
+    bool has_pieces();
+    int translate_pieces(iSimpleStream & in, bool last, oSimpleStream & out,
                          NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to);
-    int Translate_Piece(std::string_view piece, bool last, oSimpleStream & out,
+    int translate_piece(std::string_view piece, bool last, oSimpleStream & out,
                         NLS_qxStr_CharSet & from, NLS_qxStr_CharSet & to);
-    int Translate_Stream(iSimpleStream & in, oSimpleStream & out, NLS_qxStr_CharSet * from,
+    int translate_stream(iSimpleStream & in, oSimpleStream & out, NLS_qxStr_CharSet * from,
                          NLS_qxStr_CharSet * to);
-    int Translate_Piece(std::string_view piece, oSimpleStream & out, NLS_qxStr_CharSet * from,
+    int translate_piece(std::string_view piece, oSimpleStream & out, NLS_qxStr_CharSet * from,
                         NLS_qxStr_CharSet * to);
-    bool Join(std::string_view piece, CutCharacter & cut, std::unique_ptr<char[]> & joined,
-              std::string_view & whole) const;
+    bool join_cut(std::string_view piece, CutCharacter & cut, std::unique_ptr<char[]> & joined,
+                  std::string_view & whole) const;
 
     NLS_CharSet unlisted_; ///< The set of a name that NLS::CharSetTable doesn't hold.
     CutCharacter cut_;

@@ -1,11 +1,9 @@
 // mime/MIMESEM.cpp - mutexes between threads and, with a name, between processes
 #include "mime/MIMESEM.hpp"
 
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/trace_site.hpp"
 #include "mime/platform/platform.hpp"
-
-#include <cstring>
-#include <new>
 
 namespace platform = vellum::platform;
 
@@ -15,17 +13,9 @@ constexpr vellum::TraceSite site(unsigned long line) {
     return {vellum::trace_failure, "mime/MIMESEM", line};
 }
 
-std::unique_ptr<char[]> copy_of(char const * name) {
-    if (name == nullptr) return nullptr;
-    std::size_t const size = std::strlen(name) + 1;
-    std::unique_ptr<char[]> copy(new (std::nothrow) char[size]);
-    if (copy) std::memcpy(copy.get(), name, size);
-    return copy;
-}
-
 } // namespace
 
-TMimeMutexSemaphore::TMimeMutexSemaphore(char const * name) : name_(copy_of(name)) {
+TMimeMutexSemaphore::TMimeMutexSemaphore(char const * name) : name_(vellum::copy_text(name)) {
     handle_ = platform::Mutex::create(name);
     if (handle_) return;
     vellum::trace(site(__LINE__), "Error %d from CreateMutex(%s)", platform::last_error(),

@@ -29,9 +29,9 @@ public:
     iSimpleStream() = default;
 
     /// Over `length` bytes at `buffer`, or over the bytes from `first` to `last`. Without a source
-    /// (null) these bytes are the input, and are never written to. With one they are scratch space:
-    /// the first read fills them from `source`, and each refill asks for the whole buffer. A null
-    /// buffer gives a stream that is not good; a negative length counts as 0.
+    /// (null) these bytes are the input, and are never written to. With a source they are scratch
+    /// space: the first read fills them from `source`, and each refill asks for the whole buffer. A
+    /// null buffer makes a stream that is not good; a negative length counts as 0.
     iSimpleStream(char * buffer, int length, std::istream * source = nullptr);
     iSimpleStream(signed char * buffer, int length, std::istream * source = nullptr);
     iSimpleStream(unsigned char * buffer, int length, std::istream * source = nullptr);
@@ -91,16 +91,16 @@ public:
     explicit operator bool() const { return good_; }
     operator void *() { return good_ ? this : nullptr; }
 
-    /// The start of the buffer; null if there is none.
+    /// The start of the buffer; null without a buffer.
     char * str() const { return reinterpret_cast<char *>(base_); }
     unsigned char * iBufPtr() const { return base_; }
     operator char *() const { return reinterpret_cast<char *>(base_); }
     operator signed char *() const { return reinterpret_cast<signed char *>(base_); }
     operator unsigned char *() const { return base_; }
 
-    /// Moves the read position by `delta` bytes, no further than the ends of the buffer, and gives
-    /// where it then is. `iBufCnt` bytes can be read there. So a consumer that works on the buffer
-    /// itself reports how far it got. A stream that has ended stays as it is.
+    /// Moves the read position by `delta` bytes, no further than the ends of the buffer, and
+    /// returns where it then is. `iBufCnt` bytes can be read there. So a consumer that works on the
+    /// buffer itself reports how far it got. A stream that has ended stays as it is.
     unsigned char * iGetPtr(long delta) {
         if (get_ <= end_) get_ += std::clamp<std::ptrdiff_t>(delta, base_ - get_, end_ - get_);
         return get_;

@@ -30,7 +30,7 @@ class iSimpleStream;
 /// them again.
 class VELLUM_EXPORT oSimpleStream {
 public:
-    /// A stream without a buffer. The first byte written makes one on the heap.
+    /// A stream without a buffer. The first byte written makes a buffer on the heap.
     oSimpleStream() = default;
 
     /// Over `length` bytes at `buffer`, or over the memory from `first` to `last`. `sink` may be
@@ -53,7 +53,7 @@ public:
     /// Called when a write needs at least `request` bytes of room more than there are, or with 0 to
     /// hand over what is pending. Sets `base_`, `put_` and `end_` to where writing goes on and adds
     /// what it handed over to `flushed_`. An override may give any room, down to a single byte, and
-    /// is called again until the data are written. If it gives no room at all, the rest of that
+    /// is called again until the data are written. If it makes no room at all, the rest of that
     /// write is dropped. It may throw.
     virtual void Overflow(unsigned int request);
 
@@ -103,7 +103,7 @@ public:
     oSimpleStream & operator<<(std::istream & in);
     oSimpleStream & operator<<(std::streambuf * in);
 
-    /// Hands what is pending to the sink, if there is one. The sink itself isn't flushed.
+    /// Hands what is pending to the sink, if the stream has a sink. The sink itself isn't flushed.
     oSimpleStream & flush() {
         Overflow(0);
         return *this;
@@ -120,7 +120,7 @@ public:
     explicit operator bool() const { return good(); }
     operator void *() { return good() ? this : nullptr; }
 
-    /// The start of the buffer, where the pending bytes stand; null if there is none. It changes
+    /// The start of the buffer, where the pending bytes stand; null without a buffer. It changes
     /// when the buffer grows.
     char * str() const { return reinterpret_cast<char *>(base_); }
     unsigned char * oBufPtr() const { return base_; }
@@ -128,9 +128,9 @@ public:
     operator signed char *() const { return reinterpret_cast<signed char *>(base_); }
     operator unsigned char *() const { return base_; }
 
-    /// Moves the write position by `delta` bytes, unchecked, and gives where it then is. `oBufAvl`
-    /// bytes can be written there. So a producer that works on the buffer itself reports its bytes,
-    /// or takes some back.
+    /// Moves the write position by `delta` bytes, unchecked, and returns where it then is.
+    /// `oBufAvl` bytes can be written there. So a producer that works on the buffer itself reports
+    /// its bytes, or takes some back.
     unsigned char * oPutPtr(long delta) { return put_ += delta; }
     /// How many bytes are pending (UINT_MAX if there are more).
     unsigned int oBufCnt() const { return saturated(pending()); }

@@ -19,7 +19,7 @@
 /// `out << static_cast<iSimpleStream &>(stage)`.
 class VELLUM_EXPORT ioSimpleStream : public iSimpleStream, public oSimpleStream {
 public:
-    /// Without a buffer; the first byte written makes one on the heap.
+    /// Without a buffer; the first byte written makes a buffer on the heap.
     ioSimpleStream() = default;
 
     /// Over `length` bytes at `buffer`: all of them can be read, and writing goes on behind the
@@ -56,7 +56,7 @@ public:
 /// The unit in which the message writer and a client's `MimeONote` exchange memory. The record
 /// refers to the block and does not own it; copying and destroying it leaves the block alone.
 struct Buffer {
-    unsigned char * address = nullptr; ///< the block; null where none is lent
+    unsigned char * address = nullptr; ///< the block; null where no block is lent
     std::size_t capacity = 0;          ///< its size in bytes
     std::size_t filled = 0;            ///< how many bytes of it, from its start, are data
     void * cookie = nullptr;           ///< the client's own; travels with the record, never read

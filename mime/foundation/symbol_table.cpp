@@ -1,7 +1,7 @@
 // mime/foundation/symbol_table.cpp - look-up without a lock, insertion under one
 //
 // A table is 32 roots of unbalanced binary trees. The links of a tree are null until a finished
-// entry is published in them, and never change again, so a reader sees a whole entry or none.
+// entry is published in them, and never change again, so a reader sees a whole entry or no entry.
 //
 // Order of a tree: first by a hash of the folded text that is keyed for this process, then by the
 // folded text itself. Words arrive from messages, and a hostile one brings them sorted, by the
@@ -160,7 +160,7 @@ TableItem * SymbolTable::LookUpOfMessage(char const * text) {
     return is_taken ? Insert(word, text, true, link, Origin::message) : item;
 }
 
-/// The link that holds the entry of the word, or the empty one where it belongs. `link` is where
+/// The link that holds the entry of the word, or the empty link where it belongs. `link` is where
 /// the walk begins.
 SymbolTable::Link * SymbolTable::Search(vellum::WordHash const & word, char const * text,
                                         Link * link) {

@@ -30,7 +30,8 @@ public:
     TableItem() noexcept = default;
 
     /// With `copy` the entry keeps its own heap copy of `text`, else the pointer as given, which
-    /// then has to outlive the entry. A null text stays null, and so does one that finds no memory.
+    /// then has to outlive the entry. A null text stays null, and so does a text that finds no
+    /// memory.
     TableItem(char const * text, bool copy) noexcept;
 
     /// Copies all fields as they stand, pointers and `owned` included, and so never what is part
@@ -53,7 +54,7 @@ public:
     NLS_CharSet * CharSet() const noexcept;
 
     /// Stores `record` if the entry has no record yet, and returns the entry's record: the first
-    /// one stays.
+    /// record stays.
     NLS_CharSet * OfferCharSet(NLS_CharSet * record) noexcept;
 
     /// The key, spelled as when it was first inserted.
@@ -93,7 +94,7 @@ public:
     ///
     /// \param text   NUL-terminated.
     /// \param copy   a new entry keeps its own copy of `text`. False is for storage that outlives
-    ///               the table. An entry that exists is given as it stands.
+    ///               the table. An entry that exists is returned as it stands.
     /// \param insert a missing word is added, spelled as in `text`, with a null value.
     TableItem * LookUp(char const * text, bool copy, bool insert);
 

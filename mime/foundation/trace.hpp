@@ -7,10 +7,10 @@
 
 #include <cstdio>
 
-/// Where diagnostics go. There is at most one destination in a process, and none at first. Derive
-/// to send the lines elsewhere: the constructor installs the object if none is installed, and the
-/// destructor takes it away again. Nothing is locked, so install it, and set the level, before the
-/// engine is used from several threads. A level is a single bit.
+/// Where diagnostics go. There is at most one destination in a process, and no destination at
+/// first. Derive to send the lines elsewhere: the constructor installs the object if no other is
+/// installed, and the destructor takes it away again. Nothing is locked, so install it, and set the
+/// level, before the engine is used from several threads. A level is a single bit.
 class VELLUM_EXPORT TMimeTraceLog {
 public:
     TMimeTraceLog(TMimeTraceLog const &) = delete;

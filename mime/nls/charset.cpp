@@ -80,7 +80,7 @@ NLS_CharSet * NLS::FindCharSet(char const * name) {
     if (table.mutex_ == nullptr) return nullptr;
     TMimeMutexSemaphoreEntry const lock(*table.mutex_, TMimeMutexSemaphore::fsInfinite);
     if (NLS_CharSet * const known = registered(table, name)) return known;
-    // The table decides which record it is: a client may construct one of that name at this moment.
+    // The table decides which record it is: a client may make another one meanwhile.
     return make_dynamic(name) ? registered(table, name) : nullptr;
 }
 

@@ -8,14 +8,14 @@ class NLS;
 class NLS_Translator;
 class NLS_Translator_Factory;
 
-/// A named character set. Every name has one record, its aliases have their own ones; a record
+/// A named character set. Every name has one record, and so has every alias; a record
 /// doesn't change after its construction, so any thread may read it.
 class VELLUM_EXPORT NLS_CharSet {
 public:
     /// The width of the characters.
     enum CharWidth_t { single_byte = 0, double_byte = 1, multi_byte = 2 };
 
-    /// A multi-byte set without a name, its own preferred one, in base64. Registers nothing.
+    /// A multi-byte set without a name, its own preferred record, in base64. Registers nothing.
     NLS_CharSet() noexcept;
 
     /// An alias of `same`: its width, encodings and preferred record. Without `same` a multi-byte
@@ -33,7 +33,7 @@ public:
     /// The same in base64.
     NLS_CharSet(char const * name, CharWidth_t width);
 
-    /// The record that stands for this set on the wire; its own preferred one.
+    /// The record that stands for this set on the wire; of most sets the record itself.
     NLS_CharSet * Preferred() const noexcept { return preferred; }
 
     bool is_SingleByte() const noexcept { return width == single_byte; }
@@ -108,9 +108,10 @@ public:
     /// The character set for text in `codePage`; UTF_8 for a code page that has no other.
     static NLS_CharSet * Equivalent_CharSet_for(int codePage, bool inHeader) noexcept;
 
-    /// The translator between PlatformCodePage and `charSet`: one of the list at `cache` that fits
-    /// and can be used again, else a new one from the first factory of the chain that makes one,
-    /// put at the head of the list. Null for a null `charSet`, and when no factory serves it.
+    /// The translator between PlatformCodePage and `charSet`: that of the list at `cache` which
+    /// fits and can be used again, else a new translator from the first factory of the chain that
+    /// makes it, put at the head of the list. Null for a null `charSet`, and when no factory serves
+    /// it.
     ///
     /// The caller calls Delete() on the result after the text. With a null `cache` the translator
     /// is always new and stands in no list.

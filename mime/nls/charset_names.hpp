@@ -1,6 +1,6 @@
 // mime/nls/charset_names.hpp - the names of the multi-byte and Unicode character sets
 //
-// Named like the members of mime/foundation/tokens.hpp. None of them is loaded into the main symbol
+// Named like the members of mime/foundation/tokens.hpp. They are not loaded into the main symbol
 // table: they are compared as text, or by way of their NLS_CharSet records.
 #pragma once
 

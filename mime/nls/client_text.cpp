@@ -6,6 +6,7 @@
 #include "mime/nls/client_text.hpp"
 
 #include "mime/foundation/simple_stream.hpp"
+#include "mime/foundation/text_stream.hpp"
 #include "mime/nls/system_charset.hpp"
 #include "mime/nls/utf_8.hpp"
 
@@ -36,13 +37,6 @@ void for_each_piece(iSimpleStream & in, Take take) {
         take(piece);
     }
 }
-
-class TextStream : public iSimpleStream {
-public:
-    explicit TextStream(std::string_view text)
-        : iSimpleStream(const_cast<char *>(text.data()),
-                        const_cast<char *>(text.data()) + text.size(), nullptr) {}
-};
 
 /// Whether text that has bytes beyond US-ASCII is UTF-8. A character that the end cuts is no
 /// reason against it if the text goes on, or if others are whole.

@@ -46,7 +46,7 @@ struct TextTranslators {
     bool repairs_text;      ///< UTF-8 for a client on UTF-8, and US-ASCII, are looked at, too.
     bool takes_system_sets; ///< Sets that only the C library knows are translated.
 
-    /// The translator from `set`; null if there are no factories, or none of them serves the set.
+    /// The translator from `set`; null if there are no factories, or no factory serves the set.
     TranslatorInUse of(NLS_CharSet * set) const;
     /// The same, of the factories alone.
     TranslatorInUse made_for(NLS_CharSet * set) const;

@@ -10,7 +10,7 @@ namespace vellum {
 /// until the process ends. Any thread may call this.
 conversion::Entries const * bind_conversion();
 
-/// The bound entry points, null if there are none.
+/// The bound entry points, null if no component is bound.
 conversion::Entries const * bound_conversion() noexcept;
 
 /// For tests: forgets the binding. Nothing that uses it may be alive.

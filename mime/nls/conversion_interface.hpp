@@ -62,10 +62,10 @@ struct Options {
 struct Result {
     unsigned char * buffer; ///< a block of the component's that holds the output, for qxSTRMemFree;
                             ///< it may be the input's own block, which is freed once for each time
-                            ///< that it was given out. Null: the engine's buffer holds the output.
+                            ///< that it was handed out. Null: the engine's buffer holds the output.
     std::uintptr_t reserved;
     std::uintptr_t produced; ///< the bytes of output, the target set's terminator among them if the
-                             ///< component writes one
+                             ///< component writes it
     std::uintptr_t more[6];
 };
 

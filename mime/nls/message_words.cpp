@@ -1,7 +1,7 @@
 // mime/nls/message_words.cpp - the types and character sets that one message names
 //
-// Own words are looked for first: once the run has given out a pointer, a word that enters the
-// table meanwhile mustn't get another one.
+// Own words are looked for first: once the run has handed out a pointer, a word that enters the
+// table meanwhile mustn't get another pointer.
 #include "mime/nls/message_words.hpp"
 
 namespace vellum {

@@ -102,7 +102,7 @@ NLS_Translator * NLS::Create(NLS_CharSet * charSet, NLS_Translator ** cache,
         if (NLS_Translator * const ready = cached(*cache, charSet->name, code_page)) return ready;
     }
     NLS_Translator * const translator = made(factory, charSet->name, code_page);
-    // A factory may give one that stands in a list already; linked twice it would close a ring.
+    // A factory may return one that stands in a list already, which would close a ring.
     if (cache == nullptr || translator == nullptr || translator->cacheHead != nullptr) {
         return translator;
     }

@@ -37,7 +37,7 @@ public:
     /// translators stay in the list for the next text overrides this with a call that does nothing.
     virtual void Delete();
 
-    /// Called for a translator of the list that fits, before it serves another text. Gives this,
+    /// Called for a translator of the list that fits, before it serves another text. Returns this,
     /// or null if it can't be used again. Here nothing is changed.
     virtual NLS_Translator * ReInit(char const * charSetName, int codePage);
 
@@ -45,7 +45,7 @@ public:
     /// of an NLS_CharSet, and one record has one pointer.
     virtual bool is_CacheHit(char const * charSetName, int codePage);
 
-    /// Takes the translator out of its list. Gives true.
+    /// Takes the translator out of its list. Returns true.
     virtual bool Remove_from_Cache();
 
     /// What text in `charSet` demands.
@@ -54,11 +54,11 @@ public:
     /// Converts `inLength` bytes at `in`, local text to the character set and back. 0 for success.
     ///
     /// \param out       the result: in a buffer that the caller offers here, with its capacity in
-    ///                  `outLength`, or in one of the translator's own. Null offers none.
+    ///                  `outLength`, or in a buffer of the translator's own. Null offers no buffer.
     /// \param outLength the number of bytes of the result.
-    /// \param freeOut   how to release `out`: set by a translator that puts its own buffer there,
-    ///                  after it has released the one in `out` by what stood here. The caller
-    ///                  begins with a null function and calls it after use unless it is null still.
+    /// \param freeOut   in: the function that releases `out`, or null if `out` is the caller's. A
+    ///                  translator that stores a buffer of its own calls it first, then stores the
+    ///                  function for the new buffer. The caller calls what it finds.
     virtual int CodePage_to_CharSet(unsigned char * in, unsigned long inLength,
                                     unsigned char *& out, unsigned long & outLength,
                                     void (**freeOut)(unsigned char *)) = 0;
@@ -130,8 +130,8 @@ public:
 namespace vellum {
 
 /// Puts `factory` into the chain at `head`: in front of all for an `append` of 0, behind all for
-/// any other. A null factory changes nothing. One that stands in the chain already moves; one that
-/// brings a chain of its own brings it along.
+/// any other. A null factory changes nothing. A factory that stands in the chain already
+/// moves; a factory that brings a chain of its own brings it along.
 void add_factory(NLS_Translator_Factory *& head, NLS_Translator_Factory * factory, int append);
 
 /// A translator in use: Delete() is called on it at the end, also when an exception passes.

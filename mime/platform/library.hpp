@@ -19,12 +19,13 @@ public:
     /// out where they lead it into the working directory. The first file that can be loaded and is
     /// a component counts.
     ///
-    /// Without one the result is empty, and last_error() tells why.
+    /// Without such a file the result is empty, and last_error() tells why.
     static Library load(char const * file_name) noexcept;
 
     explicit operator bool() const noexcept { return entries_ != nullptr; }
 
-    /// The entry point under that number; null, with an error in last_error(), if there is none.
+    /// The entry point under that number; null, with an error in last_error(), if there is no such
+    /// number.
     EntryPoint entry(unsigned ordinal) const noexcept;
 
 private:

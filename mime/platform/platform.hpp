@@ -27,7 +27,7 @@ unsigned long thread_number() noexcept;
 
 /// The code page of the user's locale: the number for the character encoding that the environment
 /// chooses for text, whatever locale the process itself has set; nothing of the process's locale is
-/// changed. 65001 (UTF-8) where no encoding is set, or one that has no number.
+/// changed. 65001 (UTF-8) where no encoding is set, or an encoding that has no number.
 unsigned long code_page() noexcept;
 
 /// The code page of a character encoding's name as the system spells it in its locales ("UTF-8",
@@ -43,7 +43,7 @@ std::int64_t now() noexcept;
 
 using Clock = std::int64_t (*)();
 
-/// For tests: from now on now() asks `clock`, which gives what now() gives; null brings the
+/// For tests: from now on now() asks `clock`, which returns what now() returns; null brings the
 /// system's clock back. The result is the clock so far, null for the system's. The engine never
 /// calls this.
 Clock set_clock(Clock clock) noexcept;
@@ -96,7 +96,8 @@ public:
     /// Waits at most `timeout` milliseconds, 0 for a look alone, without limit if it is negative.
     Wait lock(long timeout) noexcept;
 
-    /// Undoes one lock() of the calling thread. False, and nothing done, if it holds none.
+    /// Undoes one lock() of the calling thread. False, and nothing done, if the thread doesn't hold
+    /// it.
     bool unlock() noexcept;
 
     /// Gives up this object's share, as the destructor does; only the destructor may follow. Behind

@@ -74,7 +74,7 @@ constexpr std::array<EncodingName, 24> encoding_names{{
     {"ansi1252", 1252},
 }};
 
-/// Room for the longest name that can be one; a longer one is cut and then found nowhere.
+/// Room for the longest name of an encoding; a longer name is cut and then found nowhere.
 constexpr std::size_t longest_key = 24;
 
 struct Key {
@@ -112,7 +112,7 @@ std::string_view encoding_in(std::string_view locale) {
     return euro ? "ISO-8859-15" : "";
 }
 
-/// The name of the locale that the environment chooses for text; "" for none.
+/// The name of the locale that the environment chooses for text; "" if it chooses no locale.
 std::string_view chosen_locale() {
     for (char const * const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         char const * const value = std::getenv(variable);
@@ -138,7 +138,7 @@ unsigned long code_page_of(std::string_view encoding) noexcept {
 
 unsigned long code_page() noexcept {
     std::string_view const locale = chosen_locale();
-    // These name no encoding: text beyond ASCII has none in them.
+    // These name no encoding: text beyond ASCII has no encoding in them.
     if (locale.empty() || locale == "C" || locale == "POSIX") return utf_8;
 
     unsigned long number = 0;

@@ -36,7 +36,7 @@ bool sync_descriptor(int descriptor) noexcept {
     return uninterrupted([=] { return ::fsync(descriptor); }) == 0 || errno == EINVAL;
 }
 
-/// A path's directory, with the separator at its end; "" if it names none.
+/// A path's directory, with the separator at its end; "" if it names no directory.
 std::string_view directory_part(std::string_view path) noexcept {
     return path.substr(0, path.rfind('/') + 1);
 }

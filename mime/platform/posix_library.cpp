@@ -3,7 +3,7 @@
 // Trap: what is loaded is run. So the search follows neither the name of the running program (its
 //       first argument), which is the caller's choice, nor a name that is relative to the working
 //       directory, and looks into no directory where others can put a file: a program that lies in
-//       /tmp has none beside it.
+//       /tmp has no such directory beside it.
 #include "mime/platform/library.hpp"
 
 #include "mime/foundation/ascii.hpp"

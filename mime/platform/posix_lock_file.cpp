@@ -47,8 +47,8 @@ void LockFile::forget() {
 
 namespace {
 
-/// A file is trusted if it is a plain one that the user owns, and made private if it isn't. Whoever
-/// else made a file of that name stops the user from locking, and gains nothing more.
+/// A file is trusted if it is a plain file that the user owns, and made private if it isn't.
+/// Whoever else made a file of that name stops the user from locking, and gains nothing more.
 bool is_private(int descriptor) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0) return false;
@@ -94,7 +94,7 @@ Wait LockFile::acquire(Deadline const & deadline) {
         Wait const outcome = wait(deadline);
         struct stat status {};
         // Sessions that end may remove the user's shared memory. Then the file that was locked is
-        // nobody's any more, and its name belongs to a new one.
+        // nobody's any more, and its name belongs to a new file.
         bool const is_removed =
             outcome == Wait::held && ::fstat(descriptor_, &status) == 0 && status.st_nlink == 0;
         if (outcome == Wait::held && !is_removed) return Wait::held;

@@ -12,7 +12,8 @@ namespace vellum::platform {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// The end of a wait. Timeouts of more than a year count as none: the clock's sums could overflow.
+/// The end of a wait. A timeout of more than a year counts as no timeout: the clock's sums could
+/// overflow.
 class Deadline {
 public:
     explicit Deadline(long timeout)

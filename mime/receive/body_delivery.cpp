@@ -5,6 +5,7 @@
 // to the client's stream.
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/simple_stream.hpp"
+#include "mime/foundation/text_stream.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/nls/charset.hpp"
@@ -23,17 +24,11 @@
 
 namespace {
 
+using vellum::TextStream;
+
 using Block = std::array<char, vellum::delivery_block>;
 
 int size_of(Block const & block) { return static_cast<int>(block.size()); }
-
-/// A stream over text that nobody will write to.
-class TextStream : public iSimpleStream {
-public:
-    explicit TextStream(std::string_view text)
-        : iSimpleStream(const_cast<char *>(text.data()),
-                        const_cast<char *>(text.data()) + text.size(), nullptr) {}
-};
 
 /// The piece at the start of `text` that ends at a line end, as far as its size allows. Text with
 /// shift states begins each line in the first state.
@@ -87,15 +82,11 @@ public:
         decoder_->Flush();
     }
 
-    /// Calls `tell` with each defect that was met; behind the end.
-    template <typename Tell>
-    void tell_defects(Tell tell) const {
-        if (!decoder_) return;
-        DecodingDefects const & met = decoder_->Defects();
-        if (met.bad_character || met.data_behind_padding || has_rest_) tell(Defect_BadBase64);
-        if (met.unfinished_group) tell(Defect_UnfinishedBase64);
-        if (met.bad_escape) tell(Defect_BadQuotedPrintable);
-        if (met.no_begin || met.no_end || met.text_outside) tell(Defect_BadUuencode);
+    /// What was met; behind the end.
+    DecodingDefects defects() const {
+        DecodingDefects met = !decoder_ ? DecodingDefects() : decoder_->Defects();
+        met.data_behind_padding = met.data_behind_padding || has_rest_;
+        return met;
     }
 
 private:
@@ -162,7 +153,7 @@ void MimeReceiver::deliver(MimeContext const & context, std::ostream & data) {
     }
     out.flush();
 
-    decoder.tell_defects([&](MimeDefect what) { tell_of_body(context, what); });
+    tell_decoding(context, decoder.defects());
     if (is_unknown) tell_of_body(context, Defect_UnknownCharSet);
     if (guessed != nullptr && guessed->has_guessed()) tell_of_body(context, Defect_CharSetGuessed);
     if (watch.has_bad() || out.has_replacement()) tell_of_body(context, Defect_BadText);

@@ -9,6 +9,7 @@
 //             a byte of the innermost one is decoded once for each level.
 #include "mime/codec/transfer_codec.hpp"
 #include "mime/foundation/simple_stream.hpp"
+#include "mime/foundation/text_stream.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
@@ -87,8 +88,7 @@ private:
 
     void decode(std::string_view text) {
         run_.copy_raw(text);
-        iSimpleStream source(const_cast<char *>(text.data()),
-                             const_cast<char *>(text.data()) + text.size(), nullptr);
+        vellum::TextStream source(text);
         decoder_->decode(&source, &stage_);
     }
 
@@ -131,10 +131,10 @@ void MimeReceiver::walk_encoded(MimeContext & context) {
     tell_decoding(context, defects);
 }
 
-void MimeReceiver::tell_decoding(MimeContext & context, DecodingDefects const & met) {
-    long long const start = context.exact.body_start;
-    if (met.bad_character || met.data_behind_padding) tell(context, Defect_BadBase64, start);
-    if (met.unfinished_group) tell(context, Defect_UnfinishedBase64, start);
-    if (met.bad_escape) tell(context, Defect_BadQuotedPrintable, start);
-    if (met.no_begin || met.no_end || met.text_outside) tell(context, Defect_BadUuencode, start);
+/// Of any body, once it has been decoded.
+void MimeReceiver::tell_decoding(MimeContext const & context, DecodingDefects const & met) {
+    if (met.bad_character || met.data_behind_padding) tell_of_body(context, Defect_BadBase64);
+    if (met.unfinished_group) tell_of_body(context, Defect_UnfinishedBase64);
+    if (met.bad_escape) tell_of_body(context, Defect_BadQuotedPrintable);
+    if (met.no_begin || met.no_end || met.text_outside) tell_of_body(context, Defect_BadUuencode);
 }

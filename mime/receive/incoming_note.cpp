@@ -2,13 +2,13 @@
 #include "mime/note/incoming_note.hpp"
 
 #include "mime/MIMEUTIL.hpp"
+#include "mime/foundation/owned_text.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/receiver.hpp"
 
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -39,13 +39,7 @@ MimeINote::ReceiveResult MimeINote::Receive() {
 }
 
 char const * MimeINote::SetPartialDir(char const * dir) {
-    std::unique_ptr<char[]> copy;
-    if (dir != nullptr) {
-        std::size_t const size = std::strlen(dir) + 1;
-        copy.reset(new char[size]);
-        std::memcpy(copy.get(), dir, size);
-    }
-    partial_directory_ = std::move(copy);
+    partial_directory_ = vellum::copy_text(dir);
     return partial_directory_.get();
 }
 

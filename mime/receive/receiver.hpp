@@ -132,7 +132,7 @@ private:
     struct Place;
     class DecodedLines;
     void walk_encoded(MimeContext & context);
-    void tell_decoding(MimeContext & context, DecodingDefects const & met);
+    void tell_decoding(MimeContext const & context, DecodingDefects const & met);
     bool Get_message_body__Data(MimeContext & context);
     void begin_body(MimeContext & context, long long start, std::ostream ** data, RawStream & raw);
     void end_body(MimeContext & context, long long end, RawStream & raw);
