@@ -15,6 +15,18 @@
 
 namespace vellum {
 
+namespace {
+
+/// A string with the attributes of `like` that refers to the text.
+MimeString string_of(std::string const & text, MimeString const & like) {
+    MimeString string(text.c_str(), text.size(), like.get_CodePage());
+    string.set_CharSet(like.get_CharSet());
+    string.set_Encoding(like.get_Encoding());
+    return string;
+}
+
+} // namespace
+
 /// A text as the client gets it, for the time of a call. Text in US-ASCII, and null, stay the same
 /// pointer, as the words of the protocol are compared by their address.
 class CodePageNote::Text {
@@ -61,9 +73,8 @@ std::string CodePageNote::translated(std::string_view text) const {
     return {result.str(), result.oBufCnt()};
 }
 
-MimeString CodePageNote::translated_string(MimeString const & text) const {
-    std::string const page_text = translated({text.get_String(), text.get_Length()});
-    return {page_text.c_str(), page_text.size(), 0};
+std::string CodePageNote::translated_string(MimeString const & text) const {
+    return translated({text.get_String(), text.get_Length()});
 }
 
 // Fields -----------------------------------------------------------------------------
@@ -111,9 +122,15 @@ void CodePageNote::Set_Keywords(char const * text) { client_.Set_Keywords(Text(*
 
 void CodePageNote::Set_Encrypted(char const * text) { client_.Set_Encrypted(Text(*this, text)); }
 
-void CodePageNote::Set_Subject(MimeString text) { client_.Set_Subject(translated_string(text)); }
+void CodePageNote::Set_Subject(MimeString text) {
+    std::string const page_text = translated_string(text);
+    client_.Set_Subject(string_of(page_text, text));
+}
 
-void CodePageNote::Set_Comments(MimeString text) { client_.Set_Comments(translated_string(text)); }
+void CodePageNote::Set_Comments(MimeString text) {
+    std::string const page_text = translated_string(text);
+    client_.Set_Comments(string_of(page_text, text));
+}
 
 void CodePageNote::Set_Importance(char const * word) { client_.Set_Importance(Text(*this, word)); }
 
@@ -158,7 +175,8 @@ void CodePageNote::SetParameter(char const * field, char const * attribute, char
 }
 
 void CodePageNote::SetProperty(char const * name, MimeString const & value) {
-    client_.SetProperty(Text(*this, name), translated_string(value));
+    std::string const page_text = translated_string(value);
+    client_.SetProperty(Text(*this, name), string_of(page_text, value));
 }
 
 void CodePageNote::SetGroup(char const * field, char const * name) {

@@ -81,7 +81,7 @@ private:
     class Text;
 
     std::string translated(std::string_view text) const;
-    MimeString translated_string(MimeString const & text) const;
+    std::string translated_string(MimeString const & text) const;
 
     iSimpleStream nothing_; ///< Nobody reads it.
     MimeINote & client_;
