@@ -23,14 +23,14 @@
 /// One session of the component, for one character set.
 class VELLUM_EXPORT NLS_qxStr_CharSet {
 public:
-    /// The set of that name; null for none. `language` and `country` are the factory's settings.
+    /// The set of that name; null for no set. `language` and `country` are the factory's settings.
     NLS_qxStr_CharSet(void * language, void * country, char const * name);
 
     /// The set of that record: the component is asked for its name and then, if it doesn't know
     /// that one, for the name of its preferred record. Null for no set.
     NLS_qxStr_CharSet(void * language, void * country, NLS_CharSet * charSet);
 
-    /// The set of that number of the component's, or none for qxtSTR_none.
+    /// The set of that number of the component's, or no set for qxtSTR_none.
     NLS_qxStr_CharSet(void * language, void * country, qxtSTRCharSettag tag);
 
     NLS_qxStr_CharSet(NLS_qxStr_CharSet const &) = delete;
@@ -46,7 +46,7 @@ public:
     /// The name of the record, or null.
     operator char const *() const noexcept { return charSet != nullptr ? charSet->name : nullptr; }
 
-    /// The engine's record of the set; null if none is known.
+    /// The engine's record of the set; null if it is not known.
     NLS_CharSet * charSet = nullptr;
     /// The component's number for it.
     qxtSTRCharSettag tag = qxtSTR_none;

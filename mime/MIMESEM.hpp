@@ -25,8 +25,9 @@ public:
     /// The timeout that waits without limit. Other timeouts are milliseconds.
     static constexpr long fsInfinite = -1;
 
-    /// Makes the mutex, or opens the one that bears the name; the name is copied, and null or ""
-    /// means none. If that fails, the failure is traced and each later lock has the state Failed.
+    /// Makes the mutex, or opens the mutex that bears the name; the name is copied, and null or
+    /// "" means no name. If that fails, the failure is traced and each later lock has the state
+    /// Failed.
     explicit TMimeMutexSemaphore(char const * name = nullptr);
     TMimeMutexSemaphore(TMimeMutexSemaphore const &) = delete;
     TMimeMutexSemaphore & operator=(TMimeMutexSemaphore const &) = delete;

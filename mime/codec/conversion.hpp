@@ -11,7 +11,8 @@ class NLS_Translator;
 /// `translator` may be null, for a step that is left out; the streams may not. With both, the
 /// decoded body passes through memory as a whole.
 ///
-/// Returns the translator's result if there is one (0 for success), else the decoder's, else 0.
+/// Returns the translator's result if there is a translator (0 for success), else the decoder's,
+/// else 0.
 ///
 /// The codec stays the caller's, and its tail comes when the caller deletes it; `out` has to live
 /// until then. Only with both steps there is nowhere that the tail could go: `decoder->output` is

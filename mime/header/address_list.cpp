@@ -75,7 +75,7 @@ AddressList::Extent AddressList::extent() {
     return found;
 }
 
-/// The place behind the quoted string that begins at `in`, or behind the quote that begins none.
+/// The place behind the quoted string that begins at `in`, or behind the quote that is text.
 Position AddressList::pass_quote(Position in, Extent & found) {
     if (scanner_.begins_QText(in)) return scanner_.pass_QText(in);
     found.has_open_quote = true;

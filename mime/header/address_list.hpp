@@ -25,10 +25,10 @@ public:
     /// What comes next. An empty element is passed over.
     Found next();
 
-    /// Of a mailbox, its name and its address; of a group its name. Null where there is none.
+    /// Of a mailbox, its name and its address; of a group its name. Null where it is missing.
     Span phrase() const { return phrase_; }
     Span address() const { return address_; }
-    /// The name of a mailbox that has it in a comment; empty if there is none.
+    /// The name of a mailbox that has it in a comment; else empty.
     std::string const & comment() const { return comment_; }
     /// Where the element stands in the text.
     Span place() const { return Span::of(begin_, at_); }
@@ -38,7 +38,7 @@ private:
         Position end;
         bool has_bracket = false;
         bool has_open_quote = false;
-        Span comment; ///< The last one that isn't in brackets.
+        Span comment; ///< The last comment that isn't in brackets.
     };
     Extent extent();
     Position pass_quote(Position in, Extent & found);

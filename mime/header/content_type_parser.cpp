@@ -59,7 +59,7 @@ using vellum::HeaderRun;
 using vellum::ParameterReader;
 
 /// What Content-Type does with its parameters, one after the other, once type and subtype are
-/// known. What it has to remember of them is the first one of a name.
+/// known. What it has to remember of them is the first parameter of a name.
 class ParseHeaderField::ContentTypeParameters {
 public:
     explicit ContentTypeParameters(HeaderRun & run) : run_(run), take_by_type_(for_type(run)) {}
@@ -71,7 +71,7 @@ public:
         if (!file_name_ && parameter.is(RFC1521::name)) file_name_ = parameter.value();
     }
 
-    /// Behind the last one.
+    /// Behind the last parameter.
     void report_file_name() {
         run_.content_type_file_name = std::move(file_name_);
         if (!run_.content_type_file_name) return;

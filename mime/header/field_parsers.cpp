@@ -39,7 +39,7 @@ HeaderScanner scanner_for(HeaderRun & run, char const * body) {
 }
 
 /// An operation of the note that takes a field's text alone. Only the members of ParseHeaderField
-/// may name the operations; to call one, its pointer will do.
+/// may name the operations; to call an operation, its pointer will do.
 using TextReport = void (MimeINote::*)(char const *);
 
 /// Reports the elements of an address list. The body that goes with each begins at the field's

@@ -32,7 +32,7 @@ public:
     static Parser MIME_Version;
     static Parser Subject;    ///< Set_Subject, with encoded words decoded.
     static Parser Comments;   ///< Set_Comments, likewise.
-    static Parser Importance; ///< From here to Sensitivity: the first atom; no report without one.
+    static Parser Importance; ///< From here to Sensitivity: the first atom; no report without it.
     static Parser Priority;
     static Parser Sensitivity;
     static Parser Content_Description;       ///< A file name in angle brackets at its start, too.

@@ -483,8 +483,8 @@ bool HeaderScanner::get_open_Value(Position in, Position & next, Span & out) {
     return true;
 }
 
-/// Whether a comment at `in` is the last thing in front of a ";" or of the end. What is within one
-/// that isn't is not looked at again, by whatever value, as comments nest.
+/// Whether a comment at `in` is the last thing in front of a ";" or of the end. What is within a
+/// comment that isn't is not looked at again, by whatever value, as comments nest.
 bool HeaderScanner::ends_in_comment(Position in) {
     if (text_.at(in) != '(' || text_.size() - in > behind_comment_) return false;
     Position p = pass_comment([this](Position each) { return text_.at(each); }, in);

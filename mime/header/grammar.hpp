@@ -115,7 +115,7 @@ public:
     void take_open_quotes_as_text() { open_quotes_are_text_ = true; }
 
     /// Decodes all encoded words of `range`, and drops the white space between two of them. True
-    /// if there was one; `out` is the text without leading white space in any case.
+    /// if there was a word; `out` is the text without leading white space in any case.
     bool get_Encoded_Text(Span range, Position & next, Span & out);
     /// The same, for all of the text.
     bool get_Encoded_Text(Position & next, Span & out);

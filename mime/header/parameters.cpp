@@ -193,7 +193,7 @@ void ParameterReader::put_in_order() {
     });
 }
 
-/// Makes the next parameter of what stands at `next_piece_`: each plain one if there is no other
+/// Makes the next parameter of what stands at `next_piece_`: each plain piece if there is no other
 /// form, else the other form.
 void ParameterReader::take_group() {
     Piece const first = pieces_[next_piece_];

@@ -3,13 +3,13 @@
 //
 // A parameter is reported as it is read. Only where a field has a "*" (rule extended_parameters)
 // all of its parameters are read first, as their pieces may stand in any order, and where both
-// forms of a parameter stand the one of RFC 2231 counts.
+// forms of a parameter stand the form of RFC 2231 counts.
 //
 // Tolerance:  pieces that are missing are left out; an encoded value without a set and a language
 //             is taken as it is; encoded words (RFC 2047) in pieces are decoded once they are
 //             joined.
 // Bounds:     40 bytes a parameter while they are put in order, for at most `most_pieces`; behind
-//             those a parameter is reported as it stands, and a piece of one is passed over. Each
+//             those a parameter is reported as it stands, and a piece is passed over. Each
 //             name is hashed once, under a key that no sender knows, and compared once.
 #pragma once
 
@@ -41,7 +41,7 @@ public:
     char const * value();
 
 private:
-    /// A parameter as it stands, or a piece of one.
+    /// A parameter as it stands, or a piece of a parameter.
     struct Piece {
         std::uint32_t name;
         std::uint32_t value;

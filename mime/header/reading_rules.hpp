@@ -29,7 +29,7 @@ struct ReadingRules {
     bool parameters_resume;   ///< A parameter that can't be read costs only itself, and an unquoted
                               ///< value goes to the next ";".
     bool extended_parameters; ///< Sets, escapes and continuations of RFC 2231.
-    bool all_parameters_told; ///< SetParameter gets every one, of Content-Disposition too.
+    bool all_parameters_told; ///< SetParameter gets every parameter, of Content-Disposition too.
 
     // Addresses, words, text, dates
     bool bracketed_address_first; ///< "name <address>" is tried before a bare address.

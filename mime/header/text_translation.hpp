@@ -23,8 +23,8 @@ public:
     /// The run outlives the translation.
     explicit TextTranslation(HeaderRun & run) : run_(run) {}
 
-    /// Begins a text in the set of that name. False if the client has no factories, and if none of
-    /// them serves the set, which is told.
+    /// Begins a text in the set of that name. False if the client has no factories, and if no
+    /// factory serves the set, which is told.
     bool open(char const * set_name);
     /// Whether the text may be handed over in pieces that end anywhere; else it has to be whole.
     bool takes_pieces() const { return takes_pieces_; }
