@@ -76,8 +76,9 @@ TEST(SymbolTable, finds_without_regard_to_case_and_keeps_the_first_spelling) {
     EXPECT_EQ(table.LookUp("x-unKNOWN", true, true), made);
     EXPECT_EQ(table.LookUp(temporary, false, true)->text, temporary);
 
-    char const * const words_of_few_buckets[] = {"",  "[", "{",    "a[",  "a{",
-                                                 "@", "`", "\xC4", "\xE4"};
+    // The last two have the same ends, middle and length.
+    char const * const words_of_few_buckets[] = {"",  "[",    "{",    "a[",    "a{",   "@",
+                                                 "`", "\xC4", "\xE4", "abcde", "adcbe"};
     for (bool const is_made : {true, false}) {
         for (char const * word : words_of_few_buckets)
             EXPECT_STREQ(table.LookUp(word, is_made, is_made)->text, word);
@@ -276,6 +277,10 @@ TEST(MimeString, shares_text_and_length_between_copies_but_no_attribute) {
     second.set_String("uvwxyz", 0);
     first.set_Length(2);
     EXPECT_EQ(printed(third), "uv");
+    MimeString alone("abc");
+    alone.set_String("xyz", 0);
+    alone.set_Length(2);
+    EXPECT_EQ(printed(MimeString(alone)), "xy") << "also what was set before there was a copy";
     second.set_CharSet("UTF-8");
     second.set_Encoding(nullptr);
     second.set_CodePage(850);

@@ -35,7 +35,11 @@ constexpr int compare(std::string_view a, std::string_view b) {
 }
 
 constexpr bool equal(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && compare(a, b) == 0;
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i] && to_lower(a[i]) != to_lower(b[i])) return false;
+    }
+    return true;
 }
 
 } // namespace vellum::ascii

@@ -63,37 +63,44 @@ char const * name_or_ascii(SymToken const & charSet) {
 
 void MimeString::GiveUp::operator()(MimeStringBuffer * buffer) const noexcept { buffer->Release(); }
 
-MimeString::BufferReference MimeString::Share(MimeString const & other) noexcept {
-    return BufferReference(other.buffer_ != nullptr ? other.buffer_->AddRef() : nullptr);
+/// Makes the text one that can be shared or owned. False if there is no memory for it.
+bool MimeString::MakeBuffer() const noexcept {
+    if (buffer_ == nullptr) buffer_.reset(new (std::nothrow) MimeStringBuffer(text_, length_));
+    return buffer_ != nullptr;
 }
 
-MimeString::MimeString(BufferReference buffer, char const * charSet, int codePage,
+/// Without memory this string reads as empty.
+void MimeString::ShareText(MimeString const & other) noexcept {
+    if (other.MakeBuffer()) buffer_.reset(other.buffer_->AddRef());
+}
+
+MimeString::MimeString(char const * text, unsigned long length, char const * charSet, int codePage,
                        char const * encoding) noexcept
-    : buffer_(std::move(buffer)), encoding_(encoding), char_set_(charSet), code_page_(codePage) {}
+    : text_(text), length_(length), encoding_(encoding), char_set_(charSet), code_page_(codePage) {}
 
 MimeString::MimeString(char const * text) noexcept
-    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text, length_of(text))),
-                 RFC1521::US_ASCII, 0, RFC1521::ASCII_7bit) {}
+    : MimeString(text, length_of(text), RFC1521::US_ASCII, 0, RFC1521::ASCII_7bit) {}
 
 MimeString::MimeString(char const * text, SymToken charSet) noexcept
     : MimeString(text, length_of(text), charSet) {}
 
 MimeString::MimeString(char const * text, unsigned long length, SymToken charSet) noexcept
-    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text, length)),
-                 name_or_ascii(charSet), 0, nullptr) {}
+    : MimeString(text, length, name_or_ascii(charSet), 0, nullptr) {}
 
 MimeString::MimeString(char const * text, unsigned long length, int codePage) noexcept
-    : MimeString(BufferReference(new (std::nothrow) MimeStringBuffer(text, length)),
-                 codePage == 0 ? RFC1521::US_ASCII : nullptr, codePage, nullptr) {}
+    : MimeString(text, length, codePage == 0 ? RFC1521::US_ASCII : nullptr, codePage, nullptr) {}
 
 MimeString::MimeString(MimeString const & other) noexcept
-    : MimeString(Share(other), other.char_set_, other.code_page_, other.encoding_) {
+    : MimeString(nullptr, 0, other.char_set_, other.code_page_, other.encoding_) {
+    ShareText(other);
     CopyChain(other);
 }
 
 MimeString & MimeString::operator=(MimeString const & other) noexcept {
     MimeString copy(other); // first, as the other may stand in the chain that is given up
     std::swap(buffer_, copy.buffer_);
+    text_ = copy.text_;
+    length_ = copy.length_;
     std::swap(next_, copy.next_);
     if (next_ != nullptr) next_->previous_ = this;
     if (copy.next_ != nullptr) copy.next_->previous_ = &copy;
@@ -114,9 +121,10 @@ MimeString::~MimeString() {
 void MimeString::CopyChain(MimeString const & other) noexcept {
     MimeString * last = this;
     for (MimeString const * from = other.next_.get(); from != nullptr; from = from->next_.get()) {
-        last->next_.reset(new (std::nothrow) MimeString(Share(*from), from->char_set_,
+        last->next_.reset(new (std::nothrow) MimeString(nullptr, 0, from->char_set_,
                                                         from->code_page_, from->encoding_));
         if (last->next_ == nullptr) return;
+        last->next_->ShareText(*from);
         last->next_->previous_ = last;
         last = last->next_.get();
     }
@@ -155,23 +163,22 @@ MimeString * MimeString::Concatenate(MimeString * other) {
 }
 
 char const * MimeString::set_String(char const * text, int own) {
-    if (buffer_ == nullptr) {
-        if (own != 0) delete[] text;
-        return nullptr;
-    }
-    return buffer_->set_String(text, own != 0);
+    if (buffer_ == nullptr && own == 0) return text_ = text;
+    if (MakeBuffer()) return buffer_->set_String(text, own != 0);
+    delete[] text;
+    return text_ = nullptr;
 }
 
 char const * MimeString::get_String() const {
-    return buffer_ != nullptr ? buffer_->get_String() : nullptr;
+    return buffer_ != nullptr ? buffer_->get_String() : text_;
 }
 
 unsigned long MimeString::set_Length(unsigned long length) {
-    return buffer_ != nullptr ? buffer_->set_Length(length) : 0;
+    return buffer_ != nullptr ? buffer_->set_Length(length) : length_ = length;
 }
 
 unsigned long MimeString::get_Length() const {
-    return buffer_ != nullptr ? buffer_->get_Length() : 0;
+    return buffer_ != nullptr ? buffer_->get_Length() : length_;
 }
 
 char const * MimeString::set_CharSet(char const * charSet) { return char_set_ = charSet; }

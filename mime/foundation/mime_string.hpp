@@ -11,8 +11,8 @@ class MimeStringBuffer;
 
 /// Text with a length, a character set or a local code page, and a transfer encoding.
 ///
-/// The text isn't copied, neither at construction nor between copies of a string: it lies in a
-/// buffer that all copies share, and it belongs to whoever made it unless it was handed over with
+/// The text isn't copied, neither at construction nor between copies of a string: all copies share
+/// it and its length. It belongs to whoever made it unless it was handed over with
 /// set_String. A string that a callback receives is valid while the callback runs. Names (character
 /// set, encoding) are kept as pointers too; the tokens and the names of NLS_CharSet records live
 /// long enough.
@@ -20,7 +20,7 @@ class MimeStringBuffer;
 /// Strings can be chained, one piece for each character set, into one logical text. A string owns
 /// the strings behind it.
 ///
-/// Strings that share a buffer have to stay in one thread.
+/// Strings that share a text have to stay in one thread.
 class VELLUM_EXPORT MimeString {
 public:
     /// The text up to its NUL, which is counted here; "US-ASCII" in "7bit".
@@ -90,15 +90,19 @@ private:
     };
     using BufferReference = std::unique_ptr<MimeStringBuffer, GiveUp>;
 
-    MimeString(BufferReference buffer, char const * charSet, int codePage,
+    MimeString(char const * text, unsigned long length, char const * charSet, int codePage,
                char const * encoding) noexcept;
 
-    static BufferReference Share(MimeString const & other) noexcept;
+    bool MakeBuffer() const noexcept;
+    void ShareText(MimeString const & other) noexcept;
     void CopyChain(MimeString const & other) noexcept;
     void DestroyChain() noexcept;
 
-    /// Null only if there was no memory for the buffer: the string then reads as empty.
-    BufferReference buffer_;
+    /// What the copies share. Null as long as this string has its text alone, which most strings
+    /// do to their end: text and length then stand here, and no memory is asked for.
+    mutable BufferReference buffer_;
+    char const * text_;
+    unsigned long length_;
     char const * encoding_;
     char const * char_set_;
     int code_page_;

@@ -7,6 +7,11 @@
 // folded text itself. Words arrive from messages, and a hostile one brings them sorted, by the
 // million: ordered by text alone they would make a list. Under the keyed hash they come in random
 // order whoever chose them, and the expected depth is logarithmic.
+//
+// In front of the trees stands an array with a place for each value of a hash that costs next to
+// nothing. The first entry of that value stays there, so most words are found, or known to be
+// missing, without the keyed hash. Whoever fills the places with words of their own only sends the
+// look-ups of others back to the trees.
 #include "mime/foundation/symbol_table.hpp"
 
 #include "mime/MIMESEM.hpp"
@@ -38,6 +43,11 @@ std::string_view key_of(TableItem const & item) {
 /// Words of messages mostly have the table's own spelling, so that is tried first.
 int compare_words(std::string_view a, std::string_view b) {
     return a == b ? 0 : vellum::ascii::compare(a, b);
+}
+
+bool is_word(TableItem const & item, std::string_view word) {
+    std::string_view const key = key_of(item);
+    return key == word || vellum::ascii::equal(key, word);
 }
 
 /// Deletes a tree. Each lesser subtree is rotated to the top first, so that neither the depth of
@@ -133,11 +143,7 @@ void SymbolTable::SetParsersInstalled() noexcept {
 }
 
 TableItem * SymbolTable::LookUp(char const * text, bool copy, bool insert) {
-    if (text == nullptr) return nullptr;
-    vellum::WordHash const word = vellum::hash_word(text, vellum::process_hash_key());
-    Link * const link = Search(word, text, &roots_[word.bucket]);
-    TableItem * const item = link->load(std::memory_order_acquire);
-    return item == nullptr && insert ? Insert(word, text, copy, link, Origin::client) : item;
+    return Find(text, copy, Origin::client, [insert](std::string_view) { return insert; });
 }
 
 namespace {
@@ -150,49 +156,71 @@ constexpr std::size_t longest_word_of_message = 127;
 } // namespace
 
 TableItem * SymbolTable::LookUpOfMessage(char const * text) {
+    return Find(text, true, Origin::message, [this](std::string_view word) {
+        return word.size() <= longest_word_of_message &&
+               words_of_messages_.load(std::memory_order_relaxed) < most_words_of_messages;
+    });
+}
+
+template <typename MayInsert>
+TableItem * SymbolTable::Find(char const * text, bool copy, Origin origin, MayInsert may_insert) {
+    static_assert(front_count == vellum::front_hashes);
     if (text == nullptr) return nullptr;
-    vellum::WordHash const word = vellum::hash_word(text, vellum::process_hash_key());
-    Link * const link = Search(word, text, &roots_[word.bucket]);
-    TableItem * const item = link->load(std::memory_order_acquire);
-    bool const is_taken =
-        item == nullptr && word.length <= longest_word_of_message &&
-        words_of_messages_.load(std::memory_order_relaxed) < most_words_of_messages;
-    return is_taken ? Insert(word, text, true, link, Origin::message) : item;
+    std::string_view const word = text;
+    TableItem * item = fronts_[vellum::front_hash(word)].load(std::memory_order_acquire);
+    if (item != nullptr && is_word(*item, word)) return item;
+    if (item == nullptr && !may_insert(word)) return nullptr;
+    vellum::WordHash const hash = vellum::hash_word(word, vellum::process_hash_key());
+    item = Search(hash, word, &roots_[hash.bucket])->load(std::memory_order_acquire);
+    return item == nullptr && may_insert(word) ? Insert(hash, word, copy, origin) : item;
 }
 
 /// The link that holds the entry of the word, or the empty link where it belongs. `link` is where
 /// the walk begins.
-SymbolTable::Link * SymbolTable::Search(vellum::WordHash const & word, char const * text,
+SymbolTable::Link * SymbolTable::Search(vellum::WordHash const & hash, std::string_view word,
                                         Link * link) {
     while (TableItem * const item = link->load(std::memory_order_acquire)) {
-        if (item->order_ != word.order) {
-            link = item->order_ < word.order ? &item->greater : &item->lesser;
+        if (item->order_ != hash.order) {
+            link = item->order_ < hash.order ? &item->greater : &item->lesser;
             continue;
         }
-        int const difference = compare_words(key_of(*item), {text, word.length});
+        int const difference = compare_words(key_of(*item), word);
         if (difference == 0) break;
         link = difference < 0 ? &item->greater : &item->lesser;
     }
     return link;
 }
 
-TableItem * SymbolTable::Insert(vellum::WordHash const & word, char const * text, bool copy,
-                                Link * link, Origin origin) {
+TableItem * SymbolTable::Insert(vellum::WordHash const & hash, std::string_view word, bool copy,
+                                Origin origin) {
     if (mutex_ == nullptr) return nullptr;
-    // A wait that fails doesn't stop the insertion. That is why the entry is published by an
+    // A wait that fails doesn't stop the insertion. That is why each entry is published by an
     // exchange: even without the lock no entry gets lost or doubled.
     TMimeMutexSemaphoreEntry const lock(*mutex_, TMimeMutexSemaphore::fsInfinite);
+    TableItem * const item = Make(hash, word, copy, origin);
+    if (item == nullptr) return nullptr;
+    // Before the call returns, whoever made the entry: from then on the word has to be found.
+    TableItem * empty = nullptr;
+    fronts_[vellum::front_hash(word)].compare_exchange_strong(empty, item,
+                                                              std::memory_order_acq_rel);
+    return item;
+}
+
+/// The entry of the word in the trees, new if need be. A NUL stands behind the word.
+TableItem * SymbolTable::Make(vellum::WordHash const & hash, std::string_view word, bool copy,
+                              Origin origin) {
+    Link * link = &roots_[hash.bucket];
     std::unique_ptr<TableItem> made;
     for (;;) {
-        link = Search(word, text, link); // again: another thread may have added the word
+        link = Search(hash, word, link); // again: another thread may have added the word
         if (TableItem * const item = link->load(std::memory_order_acquire)) return item;
         if (made == nullptr) {
             if (origin == Origin::message && words_of_messages_ >= most_words_of_messages) {
                 return nullptr;
             }
-            made.reset(new (std::nothrow) TableItem(text, copy));
+            made.reset(new (std::nothrow) TableItem(word.data(), copy));
             if (made == nullptr || made->text == nullptr) return nullptr;
-            made->order_ = word.order;
+            made->order_ = hash.order;
         }
         TableItem * empty = nullptr;
         if (link->compare_exchange_strong(empty, made.get(), std::memory_order_acq_rel)) {

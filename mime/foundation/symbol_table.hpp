@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 struct MimeReceiver;
 class NLS;
@@ -123,13 +124,20 @@ private:
     using Link = std::atomic<TableItem *>;
     static constexpr int bucket_count = 32;
 
-    Link * Search(vellum::WordHash const & word, char const * text, Link * link);
+    static constexpr int front_count = 512;
     enum class Origin { client, message };
 
-    TableItem * Insert(vellum::WordHash const & word, char const * text, bool copy, Link * link,
+    static Link * Search(vellum::WordHash const & hash, std::string_view word, Link * link);
+    template <typename MayInsert>
+    TableItem * Find(char const * text, bool copy, Origin origin, MayInsert may_insert);
+    TableItem * Insert(vellum::WordHash const & hash, std::string_view word, bool copy,
                        Origin origin);
+    TableItem * Make(vellum::WordHash const & hash, std::string_view word, bool copy,
+                     Origin origin);
 
     Link roots_[bucket_count]{};
+    /// The first entry of each front hash: a word whose place here is empty is in no tree.
+    Link fronts_[front_count]{};
     std::atomic<bool> parsers_installed_{false};
     std::atomic<int> words_of_messages_{0};
     /// Serialises writers. Null if there was no memory for it; then nothing is inserted.

@@ -1,10 +1,11 @@
-// mime/foundation/word_hash.hpp - the two hashes of a word, taken in one pass over its bytes
+// mime/foundation/word_hash.hpp - the hashes of a word
 //
-// `bucket` is plain and the same in every process. `order` is SipHash-1-3 under a key that each
+// `front_hash` is taken from a few bytes: it only serves to find or to miss a word soon.
+// `bucket` is plain, and the same in every process. `order` is SipHash-1-3 under a key that each
 // process draws for itself: a sender who picks the words of a message can't foresee it, and so
 // can't pick words that would make a tree which is ordered by it degenerate.
 //
-// Both ignore the case of ASCII letters, and words that are equal without regard to case have equal
+// All ignore the case of ASCII letters, and words that are equal without regard to case have equal
 // hashes. Nothing else may be concluded from equal hashes.
 #pragma once
 
@@ -13,11 +14,11 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace vellum {
 
 struct WordHash {
-    std::size_t length;   // of the word, in bytes
     std::uint32_t bucket; // 0 to 31
     std::uint64_t order;
 };
@@ -69,24 +70,35 @@ private:
     std::uint64_t v0_, v1_, v2_, v3_;
 };
 
-/// The hashes of the NUL-terminated `text`, which isn't null.
-inline WordHash hash_word(char const * text, HashKey const & key) {
+/// The bucket and the order of `word`.
+inline WordHash hash_word(std::string_view word, HashKey const & key) {
     SipHash order(key);
     std::uint64_t block = 0;
     std::uint32_t sum = 0;
-    std::size_t length = 0;
-    for (; text[length] != '\0'; ++length) {
-        char const c = text[length];
+    for (std::size_t i = 0; i < word.size(); ++i) {
         // The mask folds the case of letters (and some other pairs, which `order` keeps apart).
-        sum += (ascii::byte(c) & 0xDFU) + 40U;
-        block |= std::uint64_t{ascii::byte(ascii::to_lower(c))} << (length % 8 * 8);
-        if (length % 8 == 7) {
+        sum += (ascii::byte(word[i]) & 0xDFU) + 40U;
+        block |= std::uint64_t{ascii::byte(ascii::to_lower(word[i]))} << (i % 8 * 8);
+        if (i % 8 == 7) {
             order.add(block);
             block = 0;
         }
     }
     std::uint32_t const bucket = (sum + (sum >> 2)) & 31U;
-    return {length, bucket, order.finish(block | std::uint64_t{length} << 56)};
+    return {bucket, order.finish(block | std::uint64_t{word.size()} << 56)};
+}
+
+/// The number of different values of front_hash.
+inline constexpr std::size_t front_hashes = 512;
+
+/// Chosen so that the words of the protocol, and the names of fields that mail has beside them,
+/// hardly ever meet.
+constexpr std::size_t front_hash(std::string_view word) {
+    if (word.empty()) return 0;
+    auto const folded = [](char c) { return std::size_t{ascii::byte(c)} & 0xDFU; };
+    std::size_t const letters =
+        (folded(word.back()) * 5 + folded(word[word.size() / 2])) * 5 + folded(word.front());
+    return (letters * 5 + word.size()) % front_hashes;
 }
 
 } // namespace vellum

@@ -149,7 +149,8 @@ void report_text(MimeReceiver * receiver, char const * body, TextReport report) 
     (run.note->*report)(scanner.text().whole() + at);
 }
 
-/// Calls `report` with the text, its encoded words decoded.
+/// Calls `report` with the text, its encoded words decoded, and its size. (Not with a MimeString:
+/// who passes one on by value has to share it.)
 template <typename Report>
 void report_decoded(MimeReceiver * receiver, char const * body, Report report) {
     HeaderRun & run = run_of(*receiver);
@@ -157,7 +158,7 @@ void report_decoded(MimeReceiver * receiver, char const * body, Report report) {
     Position next = 0;
     Span text;
     scanner.get_Encoded_Text(next, text);
-    report(*run.note, MimeString(scanner.text().whole() + text.begin, text.size(), 0));
+    report(*run.note, scanner.text().whole() + text.begin, text.size());
 }
 
 void report_first_atom(MimeReceiver * receiver, char const * body, TextReport report) {
@@ -336,13 +337,15 @@ void ParseHeaderField::MIME_Version(MimeReceiver * receiver, char const * body, 
 }
 
 void ParseHeaderField::Subject(MimeReceiver * receiver, char const * body, char const *) {
-    report_decoded(receiver, body,
-                   [](MimeINote & note, MimeString const & text) { note.Set_Subject(text); });
+    report_decoded(receiver, body, [](MimeINote & note, char const * text, std::size_t size) {
+        note.Set_Subject(MimeString(text, size, 0));
+    });
 }
 
 void ParseHeaderField::Comments(MimeReceiver * receiver, char const * body, char const *) {
-    report_decoded(receiver, body,
-                   [](MimeINote & note, MimeString const & text) { note.Set_Comments(text); });
+    report_decoded(receiver, body, [](MimeINote & note, char const * text, std::size_t size) {
+        note.Set_Comments(MimeString(text, size, 0));
+    });
 }
 
 void ParseHeaderField::Importance(MimeReceiver * receiver, char const * body, char const *) {
@@ -359,8 +362,8 @@ void ParseHeaderField::Sensitivity(MimeReceiver * receiver, char const * body, c
 
 /// Every field that the table has no parser for.
 void ParseHeaderField::Other(MimeReceiver * receiver, char const * body, char const * name) {
-    report_decoded(receiver, body, [name](MimeINote & note, MimeString const & text) {
-        note.SetProperty(name, text);
+    report_decoded(receiver, body, [name](MimeINote & note, char const * text, std::size_t size) {
+        note.SetProperty(name, MimeString(text, size, 0));
     });
 }
 
