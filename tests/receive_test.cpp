@@ -515,6 +515,7 @@ TEST(Memory, IsBoundByTheLongestLine) {
     EXPECT_LT(seen.second - seen.first, 100);
 }
 
+/// From a source that has no whole field at hand, so that the reader gathers the lines.
 TEST(Memory, OfALongHeaderLineIsGivenBack) {
     struct Note : MimeINote {
         using MimeINote::MimeINote;
@@ -522,7 +523,8 @@ TEST(Memory, OfALongHeaderLineIsGivenBack) {
         MimeReceiver const * run = nullptr;
         std::size_t kept = 0;
     };
-    std::istringstream in("X: " + std::string(8'000'000, 'x') + "\r\nY: z\r\n\r\n");
+    std::string const text = "X: " + std::string(8'000'000, 'x') + "\r\nY: z\r\n\r\n";
+    vellum::test::ChunkedLiteStream in(text, {1000, 1000});
     Note note(in);
     MimeReceiver run(&note, &in, nullptr, true, nullptr);
     note.run = &run;

@@ -16,6 +16,8 @@ namespace {
 /// that doesn't begin something else.
 constexpr AtomSet name_atom{"@,;:\\/[]?=>)", ""};
 constexpr AtomSet group_atom{"@\\/[]?=>)", ""};
+/// What has no meaning for the extent of an element, nor for that of a bracket.
+constexpr AtomSet inner_atom{"@\\/]?)", ""};
 constexpr AtomSet word_atom{"@,;:\\/[]?=>)", ""};
 constexpr AtomSet plain_atom{"@\\/?=[]", ""};
 
@@ -68,7 +70,7 @@ AddressList::Extent AddressList::extent() {
         } else if (c == '[') {
             p = pass_literal(p);
         } else {
-            p = c == '=' ? pass_encoded_word(p) : p + 1;
+            p = c == '=' ? pass_encoded_word(p) : pass_inner(p + 1);
         }
     }
     found.end = p;
@@ -80,6 +82,11 @@ Position AddressList::pass_quote(Position in, Extent & found) {
     if (scanner_.begins_QText(in)) return scanner_.pass_QText(in);
     found.has_open_quote = true;
     return in + 1;
+}
+
+/// The place behind the bytes that mean nothing for an extent.
+Position AddressList::pass_inner(Position in) const {
+    return scanner_.text().pass(in, [](char c) { return inner_atom.has(c); });
 }
 
 /// The place behind the bracket's end. An address in a bracket that is never closed ends where the
@@ -107,7 +114,7 @@ Position AddressList::pass_bracket(Position in, Extent & found) {
         if (c == '[') {
             p = pass_literal(p);
         } else {
-            p = c == '"' ? pass_quote(p, found) : p + 1;
+            p = c == '"' ? pass_quote(p, found) : pass_inner(p + 1);
         }
     }
     return p < text.size() ? p + 1 : p;

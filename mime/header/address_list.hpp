@@ -41,6 +41,7 @@ private:
         Span comment; ///< The last comment that isn't in brackets.
     };
     Extent extent();
+    Position pass_inner(Position in) const;
     Position pass_quote(Position in, Extent & found);
     Position pass_bracket(Position in, Extent & found);
     Position pass_encoded_word(Position in);

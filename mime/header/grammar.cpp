@@ -16,11 +16,6 @@ HeaderScanner::~HeaderScanner() { run_.header_bytes_moved += text_.moved(); }
 
 // White space and comments -------------------------------------------------------
 
-Position HeaderScanner::skip(Position in) {
-    get_LWSP(in, in, Blanks::leave);
-    return in;
-}
-
 bool HeaderScanner::get_Char(Position in, Position & next, char c) {
     next = skip(in);
     if (c == '\0' || text_.at(next) != c) return false;
@@ -28,10 +23,11 @@ bool HeaderScanner::get_Char(Position in, Position & next, char c) {
     return true;
 }
 
-bool HeaderScanner::get_LWSP(Position in, Position & next, Blanks blanks) {
+/// White space or a comment begins at `in`.
+bool HeaderScanner::take_LWSP(Position in, Position & next, Blanks blanks) {
     Position p = in;
-    while (is_blank(text_.at(p)) || text_.at(p) == '(') {
-        if (text_.at(p) == '(') {
+    for (char c; is_blank(c = text_.at(p)) || c == '(';) {
+        if (c == '(') {
             text_.erase(p, pass_comment([this](Position each) { return text_.at(each); }, p));
         } else {
             ++p;
@@ -98,9 +94,7 @@ Position HeaderScanner::read_LWSP(Position in, std::string & out, Comments comme
 
 bool HeaderScanner::get_Atom(Position in, Position & next, Span & out, AtomSet const & atom) {
     in = skip(in);
-    Position p = in;
-    while (is_in_atom(p, atom))
-        ++p;
+    Position const p = pass_atom(in, atom);
     next = p;
     if (p == in) return false;
     out = Span::of(in, p);
@@ -166,18 +160,24 @@ bool HeaderScanner::begins_QText(Position in) {
     return false;
 }
 
-bool HeaderScanner::is_in_atom(Position at, AtomSet const & atom) {
-    char const c = text_.at(at);
-    return atom.has(c) || (c == '"' && !begins_QText(at));
+Position HeaderScanner::pass_atom(Position in, AtomSet const & atom) {
+    auto const has = [&atom](char c) { return atom.has(c); };
+    Position p = text_.pass(in, has);
+    while (text_.at(p) == '"' && !begins_QText(p))
+        p = text_.pass(p + 1, has);
+    return p;
 }
+
+static bool is_qtext(char c) { return c != '"' && c != '\\' && c != '\0'; }
 
 /// The place behind the closing quote; empty if there is no such quote.
 std::optional<Position> HeaderScanner::end_of_QText(Position in) const {
-    Position p = in + 1;
-    for (char c; (c = text_.at(p)) != '"'; ++p) {
-        if (c == '\\') c = text_.at(++p);
-        if (c == '\0') return std::nullopt;
+    Position p = text_.pass(in + 1, is_qtext);
+    while (text_.at(p) == '\\') {
+        if (text_.at(p + 1) == '\0') return std::nullopt;
+        p = text_.pass(p + 2, is_qtext);
     }
+    if (text_.at(p) == '\0') return std::nullopt;
     return p + 1;
 }
 
@@ -188,10 +188,15 @@ Position HeaderScanner::pass_QText(Position in) const {
 Position HeaderScanner::read_QText(Position in, std::string & out, Quotes quotes) {
     std::size_t const begin = out.size();
     Position p = in + 1;
-    for (char c; (c = text_.at(p)) != '\0' && c != '"'; ++p) {
-        if (c == '\\') c = text_.at(++p);
+    for (;;) {
+        Position const run = p;
+        p = text_.pass(p, is_qtext);
+        text_.copy(run, p, out);
+        if (text_.at(p) != '\\') break;
+        char const c = text_.at(++p);
         if (c == '\0') break; // a backslash at the very end escapes nothing
         out += c;
+        ++p;
     }
     if (quotes == Quotes::remove) decode_words(out, begin);
     return text_.at(p) == '"' ? p + 1 : p;
@@ -203,9 +208,9 @@ Position HeaderScanner::read_Word(Position in, AtomSet const & atom, std::string
     is_encoded = p != in;
     if (is_encoded) return p;
     if (begins_QText(p)) return read_QText(p, out);
-    for (; is_in_atom(p, atom); ++p)
-        out += text_.at(p);
-    return p;
+    Position const end = pass_atom(p, atom);
+    text_.copy(p, end, out);
+    return end;
 }
 
 // phrase = 1*(word / encoded-word), and the comments between them stay
@@ -467,14 +472,12 @@ bool HeaderScanner::get_open_Value(Position in, Position & next, Span & out) {
     Position p = in;
     for (char c; (c = text_.at(p)) != ';' && p < text_.size();) {
         if (!is_blank(c)) {
-            end = ++p;
+            p = end = text_.pass(p + 1, [](char each) { return value_atom.has(each); });
             continue;
         }
         p = text_.pass_blanks(p, text_.size());
         if (ends_in_comment(p)) break;
-        Position name = p;
-        while (token_atom.has(text_.at(name)))
-            ++name;
+        Position const name = text_.pass(p, [](char each) { return token_atom.has(each); });
         if (name > p && text_.at(name) == '=' && text_.at(name + 1) != '=') break;
     }
     next = p;

@@ -16,6 +16,7 @@
 // Not here:   routes (<@a,@b:c@d>) are no addresses in strict mode.
 #pragma once
 
+#include "mime/foundation/ascii.hpp"
 #include "mime/header/scan_buffer.hpp"
 
 #include <array>
@@ -86,7 +87,12 @@ public:
     enum class Comments { keep, drop };
 
     bool get_Char(Position in, Position & next, char c);
-    bool get_LWSP(Position in, Position & next, Blanks blanks);
+    bool get_LWSP(Position in, Position & next, Blanks blanks) {
+        char const c = text_.at(in);
+        if (ascii::is_blank(c) || c == '(') return take_LWSP(in, next, blanks);
+        next = in;
+        return false;
+    }
     bool get_Atom(Position in, Position & next, Span & out, AtomSet const & atom);
     bool get_QText(Position in, Position & next, Span & out, Quotes quotes);
     bool get_RText(Position in, Position & next, Span & out);
@@ -133,7 +139,11 @@ public:
 private:
     friend class AddressList;
 
-    Position skip(Position in);
+    Position skip(Position in) {
+        get_LWSP(in, in, Blanks::leave);
+        return in;
+    }
+    bool take_LWSP(Position in, Position & next, Blanks blanks);
     bool get_Domains(Position in, Position & next, Span & out);
     bool find_Mailbox(Position in, Position & next, Span & phrase, Span & address, bool strict,
                       Position & behind_phrase);
@@ -143,7 +153,7 @@ private:
     Position pass_to_semicolon(Position in) const;
 
     bool begins_QText(Position in);
-    bool is_in_atom(Position at, AtomSet const & atom);
+    Position pass_atom(Position in, AtomSet const & atom);
     std::optional<Position> end_of_QText(Position in) const;
     Position pass_QText(Position in) const;
 

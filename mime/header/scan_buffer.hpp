@@ -49,6 +49,20 @@ public:
         position += gap();
         return position < end_ ? base_[position] : '\0';
     }
+    /// The first byte from `from` on that `has` is false for; it is for NUL. The same as asking
+    /// at() byte by byte, but the gap is looked for once.
+    template <typename Has>
+    Position pass(Position from, Has has) const {
+        Position p = from;
+        while (p < gap_begin_ && has(base_[p]))
+            ++p;
+        if (p < gap_begin_) return p;
+        char const * const behind_gap = base_ + gap();
+        std::size_t const limit = end_ - gap();
+        while (p < limit && has(behind_gap[p]))
+            ++p;
+        return p;
+    }
     bool starts_with(Position position, std::string_view text) const;
     /// The first `byte` in [from, to), or `to`.
     Position find(char byte, Position from, Position to) const;

@@ -1,7 +1,7 @@
 // mime/receive/content_type_query.cpp - the early look at the fields that decide on a part's kind
 //
-// Nothing is reported here, and the fields' own text isn't touched: the parsers of the second pass
-// see it as it arrived.
+// Nothing is reported here, and the fields' own text isn't touched, but a copy: the parsers of the
+// second pass see it as it arrived.
 #include "mime/foundation/ascii.hpp"
 #include "mime/foundation/tokens.hpp"
 #include "mime/header/content_type_parser.hpp"
@@ -11,6 +11,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 using vellum::HeaderScanner;
 using vellum::MediaType;
@@ -45,9 +46,9 @@ std::optional<std::string> external_body_url(HeaderScanner & scanner, Position a
 
 } // namespace
 
-bool MimeReceiver::Query_Content_Type(char const * body) {
-    std::string text = client_text(body).value_or(body);
-    HeaderScanner scanner(text.data(), *this);
+bool MimeReceiver::Query_Content_Type(std::string & body) {
+    if (auto translated = client_text(body)) body = std::move(*translated);
+    HeaderScanner scanner(body.data(), *this);
     Position at = 0;
     MediaType const found = vellum::read_media_type(scanner, at);
     type = found.type;
@@ -70,9 +71,8 @@ bool MimeReceiver::Query_Content_Type(char const * body) {
     return true;
 }
 
-void MimeReceiver::Query_Content_Disposition(char const * body) {
-    std::string text(body);
-    HeaderScanner scanner(text.data(), *this);
+void MimeReceiver::Query_Content_Disposition(std::string & body) {
+    HeaderScanner scanner(body.data(), *this);
     Position next = 0;
     Span word;
     scanner.get_Atom(0, next, word, vellum::token_atom);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+class TableItem;
 struct MimeReceiver;
 
 namespace vellum {
@@ -30,17 +31,26 @@ struct FieldList {
     Substring name;        ///< As the message spells it; null for a line that begins with a colon.
     char * line = nullptr; ///< From the name, or the colon if there is no name, to its NUL.
     char * body = nullptr; ///< First byte of the body, a C string that its parser edits.
+    char * end = nullptr;  ///< The NUL.
+    TableItem const * known = nullptr; ///< The name's entry in the main table, or null.
+    bool is_cut = false;               ///< The message has a NUL in it, and more behind that.
 
-    /// Finds name and body in the NUL-terminated text. False if it is no field (RFC 822 3.2).
-    /// White space and comments may stand in front of the name and of the colon.
-    bool split(char * text);
+    /// Finds name and body in the NUL-terminated text that ends at `text_end`. False if it is no
+    /// field (RFC 822 3.2). White space and comments may stand in front of the name and of the
+    /// colon.
+    bool split(char * text, char * text_end);
+    /// The same for a text that begins with its name, of that size, and the colon.
+    void split_plain(char * text, char * text_end, std::size_t name_size);
     /// Whether the name is `token`.
     bool is(char const * token) const;
+    /// The same for a word that SymbolTable::Init loads.
+    bool is_known_as(char const * token) const;
     /// Reports the field: through the parser of its name, or as SetProperty with its encoded words
     /// decoded.
     void Dispatch(MimeReceiver * receiver);
 
 private:
+    void set_name(char * begin, char * name_end);
     void call_parser(MimeReceiver * receiver);
 };
 
@@ -55,15 +65,19 @@ struct RawField {
 /// them.
 class FieldQueue {
 public:
-    /// The header begins at `start`.
-    explicit FieldQueue(long long start = 0) : start_(start), end_(start), at_(start) {}
+    /// The header begins at `start`. `memory` is a string whose memory is used, whatever it holds.
+    explicit FieldQueue(long long start = 0, std::string memory = {});
 
-    /// Whether the lines are a field. `name` is then the start of its name, at most 63 bytes.
-    static bool is_field(std::string_view lines, std::string & name);
-    /// Appends the field that stands in the lines at `offset`, which only grows.
-    void append(std::string_view lines, long long offset);
-    /// The body of the field that was appended last, unfolded.
-    std::string last_body() const;
+    /// Whether the lines are a field. `name` is then its name, within the lines.
+    static bool is_field(std::string_view lines, std::string_view & name);
+    /// Appends the field of that name that stands in the lines at `offset`, which only grows.
+    void append(std::string_view lines, std::string_view name, long long offset);
+    /// Whether something was passed over in front of a field.
+    bool has_gaps() const { return has_gaps_; }
+    /// Sets `body` to the body of the field that was appended last, unfolded.
+    void copy_last_body(std::string & body) const;
+    /// The memory, for another queue. This one is empty then.
+    std::string release();
     /// The next field, from the first on; false when no field is left. It is good until the next
     /// call of `take`.
     bool next(RawField & raw);
@@ -75,16 +89,18 @@ public:
     void rewind();
 
 private:
-    void put_number(unsigned long long number);
     unsigned long long get_number();
 
-    /// Of each field its size, doubled, plus 1 if something was passed over in front of it, whose
-    /// size then follows; the field; and a byte for its NUL, if it has no line end.
+    /// Of each field its size, times 4, plus 1 if something was passed over in front of it, whose
+    /// size then follows, plus 2 if it begins with its name and the colon, of which the name's size
+    /// follows; the field; and a byte for its NUL, if it has no line end.
     std::string lines_;
+    bool has_gaps_ = false;
     std::size_t next_ = 0;
     std::size_t last_ = 0;         ///< The field that was appended last.
     std::size_t current_ = 0;      ///< The field that `next` has found,
-    std::size_t current_size_ = 0; ///< and its size.
+    std::size_t current_size_ = 0; ///< its size,
+    std::size_t name_size_ = 0;    ///< and its name's, or npos if it has to be looked for.
     long long start_;              ///< Offset of the first field.
     long long end_;                ///< Behind the last field appended.
     long long at_;                 ///< Behind the last field that `next` has found.

@@ -115,11 +115,11 @@ void MimeReceiver::Copy_fragment(FieldQueue & fields, NewFragment & fragment) {
 /// start of a message doesn't end its header.
 void MimeReceiver::Copy_enclosed_header(ScratchFile & file, bool has_fields) {
     FieldQueue enclosed;
-    std::string name;
+    std::string_view name;
     std::string blank_line;
     for (bool more = NewLine_Head(true); more; more = NewLine_Head(false)) {
         if (FieldQueue::is_field(line(), name)) {
-            enclosed.append(line(), previous_position);
+            enclosed.append(line(), name, previous_position);
             blank_line.clear();
         } else if (is_empty_line(line())) {
             blank_line = line();

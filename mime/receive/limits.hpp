@@ -19,6 +19,9 @@ inline constexpr std::size_t line_piece = std::size_t{16} << 10;
 /// has to hold, and is large enough that the cost of a call doesn't count.
 inline constexpr std::size_t text_block = std::size_t{64} << 10;
 
+/// A header's memory of more bytes than this isn't kept for the next header.
+inline constexpr std::size_t most_kept_memory = std::size_t{16} << 10;
+
 /// The most lines of a header that are no fields, but may be passed over when a field follows. Mail
 /// that lost a line end has a few; a text that is longer has no header.
 inline constexpr std::size_t most_stray_text = std::size_t{64} << 10;

@@ -177,6 +177,9 @@ long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool fir
     if (pending == 0) {
         is_saved_ = false;
         buffer_->truncate(0);
+        if (as_it_stands && c != '-') { // no delimiter
+            if (long long const taken = take_field_at_hand(lines)) return taken;
+        }
     }
     long long total = 0;
     for (bool folded = true; folded;) {
@@ -194,6 +197,28 @@ long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool fir
     *line_begin_ = buffer_->data();
     *line_end_ = buffer_->data() + buffer_->length();
     return total;
+}
+
+/// Hands out the next field where it lies. 0 if not all of it is at hand, with the byte behind it,
+/// which tells that it isn't folded there.
+long long MimeLine::take_field_at_hand(unsigned long long & lines) {
+    std::string_view const at_hand = window();
+    std::size_t size = 0;
+    unsigned long long lf_count = 0;
+    unsigned long long crlf_count = 0;
+    do {
+        std::size_t const lf = at_hand.find('\n', size);
+        if (lf == at_hand.npos || lf + 1 == at_hand.size()) return 0;
+        ++(lf > 0 && at_hand[lf - 1] == '\r' ? crlf_count : lf_count);
+        size = lf + 1;
+    } while (vellum::ascii::is_blank(at_hand[size]));
+    take(size);
+    lf_lines += lf_count;
+    crlf_lines += crlf_count;
+    lines += lf_count + crlf_count;
+    *line_begin_ = const_cast<char *>(at_hand.data()); // nobody writes to a header's line
+    *line_end_ = *line_begin_ + size;
+    return static_cast<long long>(size);
 }
 
 /// Whether the line in the buffer is a delimiter that ends the header. It becomes the next body

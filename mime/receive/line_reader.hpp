@@ -5,9 +5,9 @@
 // to the delimiter (RFC 2046 5.1.1): the last text line before it has to lose its line end.
 //
 // Input:      the bytes that the source has at hand, taken without a copy where whole lines of
-//             text stand in them, and gathered in one buffer where a line does not. Nothing is
-//             ever taken from the source beyond the line that is handed out and, where a line
-//             begins with "-", the one behind it.
+//             text, or a whole header field, stand in them, and gathered in one buffer where they
+//             don't. Nothing is ever taken from the source beyond the line that is handed out and,
+//             where a line begins with "-", the one behind it.
 // Tolerance:  a line ends at LF. Whether a delimiter's line ends are CR LF or bare LF is learnt
 //             from the header lines. A bare CR is a plain byte, but at the start of a header line
 //             it ends the header.
@@ -58,9 +58,9 @@ public:
     /// that it took, or 0 when the header has ended: at a line that begins with CR or LF, unless it
     /// is the `first`, and at the end of the input. Adds the lines read to `lines`.
     long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
-    /// The same, but as it stands: with its line ends where it is folded, and nothing goes to the
-    /// debug stream. The header may also end in front of a delimiter, which is then the next body
-    /// line.
+    /// The same, but as it stands: with its line ends where it is folded, without a copy if the
+    /// source has it at hand, and nothing goes to the debug stream. The header may also end in
+    /// front of a delimiter, which is then the next body line.
     long long ReadField_Head(unsigned long long & lines, bool & atEnd, bool first);
     /// Puts text in front of what is left of the input. Its lines have been read as header lines,
     /// and are now to be read again.
@@ -122,6 +122,7 @@ private:
     int peek_line();
     long long next_physical_line();
     long long read_head(unsigned long long & lines, bool & atEnd, bool first, bool as_it_stands);
+    long long take_field_at_hand(unsigned long long & lines);
     bool starts_with_delimiter();
     bool ends_line(bool as_it_stands);
     vellum::FoundBoundary find(std::size_t at, std::string_view eol_in_front);

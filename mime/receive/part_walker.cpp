@@ -37,7 +37,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
     transfer_encoding = disposition = type = subtype = nullptr;
     body_charset = nullptr;
     long long const start = position;
-    FieldQueue fields(start);
+    FieldQueue fields(start, std::move(field_memory_));
     read_header(false, parent.type == RFC1521::message,
                 fields); // a message/partial here is no fragment, but data
     long long const header_end = end_of_header();

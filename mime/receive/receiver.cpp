@@ -143,10 +143,10 @@ bool MimeReceiver::read_header(bool first, bool begins_message, FieldQueue & fie
     for (bool more = NewField_Head(first); more; more = NewField_Head(false)) {
         if (begins_message && rules->byte_order_mark_passed) pass_byte_order_mark(fields);
         begins_message = false;
-        if (FieldQueue::is_field(line(), field_name_)) {
-            copy_raw(std::exchange(stray.text, std::string()));
+        if (std::string_view name; FieldQueue::is_field(line(), name)) {
+            if (stray.start >= 0) copy_raw(std::exchange(stray.text, std::string()));
             stray.start = -1;
-            add_field(fields, is_fragment);
+            add_field(fields, name, is_fragment);
         } else {
             add_stray(stray, lines_before);
             if (stray.text.size() > vellum::most_stray_text) break;
@@ -162,7 +162,8 @@ bool MimeReceiver::read_header(bool first, bool begins_message, FieldQueue & fie
 /// over.
 void MimeReceiver::pass_byte_order_mark(FieldQueue & fields) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
-    if (!line().starts_with(mark) || !FieldQueue::is_field(line().substr(mark.size()), field_name_))
+    std::string_view name;
+    if (!line().starts_with(mark) || !FieldQueue::is_field(line().substr(mark.size()), name))
         return;
     early_defects_.push_back({Defect_ByteOrderMark, previous_position});
     copy_raw(mark);
@@ -171,8 +172,8 @@ void MimeReceiver::pass_byte_order_mark(FieldQueue & fields) {
     fields = FieldQueue(previous_position);
 }
 
-/// The current line is a field.
-void MimeReceiver::add_field(FieldQueue & fields, bool & is_fragment) {
+/// The current line is a field of that name.
+void MimeReceiver::add_field(FieldQueue & fields, std::string_view name, bool & is_fragment) {
     copy_raw(line());
     std::size_t const size = line().size();
     header_size_ += std::min(size, std::numeric_limits<std::size_t>::max() - header_size_);
@@ -181,14 +182,23 @@ void MimeReceiver::add_field(FieldQueue & fields, bool & is_fragment) {
         early_defects_.push_back({Defect_HeaderTooLong, previous_position});
         return;
     }
-    fields.append(line(), previous_position);
-    line_reader_->Forget_Head();
-    auto const is = [this](char const * name) { return vellum::ascii::equal(field_name_, name); };
-    if (type == nullptr && is(RFC1521::Content_Type)) {
-        is_fragment = Query_Content_Type(fields.last_body().c_str());
-    } else if (disposition == nullptr && is(RFC1806::Content_Disposition)) {
-        Query_Content_Disposition(fields.last_body().c_str());
-    }
+    fields.append(line(), name, previous_position);
+    look_at_kind(fields, name, is_fragment);
+}
+
+/// Looks at the field that was appended last, the current line, if it decides on the part's kind.
+/// (Such names begin alike; of the other fields this is to cost next to nothing.)
+void MimeReceiver::look_at_kind(FieldQueue & fields, std::string_view name, bool & is_fragment) {
+    if (name.empty() || vellum::ascii::to_lower(name.front()) != 'c') return;
+    auto const is = [name](char const * token) { return vellum::ascii::equal(name, token); };
+    bool const is_type = type == nullptr && is(RFC1521::Content_Type);
+    bool const is_disposition = disposition == nullptr && is(RFC1806::Content_Disposition);
+    if (!is_type && !is_disposition) return;
+    line_reader_->Forget_Head(); // and the name with it
+    fields.copy_last_body(kind_body_);
+    if (is_type) is_fragment = Query_Content_Type(kind_body_);
+    if (is_disposition) Query_Content_Disposition(kind_body_);
+    if (kind_body_.capacity() > vellum::most_kept_memory) kind_body_ = std::string();
 }
 
 /// The current line is no field.
@@ -229,6 +239,7 @@ void MimeReceiver::end_header(StrayLines & stray) {
 
 /// What was met while the header was read, in its order.
 void MimeReceiver::tell_early(FieldQueue & fields, MimeContext & context) {
+    if (early_defects_.empty() && !fields.has_gaps()) return;
     auto early = early_defects_.begin();
     auto const tell_up_to = [&](long long offset) {
         for (; early != early_defects_.end() && early->offset < offset; ++early)
@@ -255,7 +266,9 @@ void MimeReceiver::dispatch_all(FieldQueue & fields, MimeContext & context, bool
                                 bool owns_level) {
     owns_level_ = owns_level;
     dispatch(fields, context);
-    fields = FieldQueue(); // its memory isn't needed below
+    // Its memory isn't needed below: the next header takes it, unless that would bind much of it.
+    std::string memory = fields.release();
+    if (memory.capacity() <= vellum::most_kept_memory) field_memory_ = std::move(memory);
     settle_opening(context);
     if (!has_type) note->Set_Content_Type("", type, subtype);
 }
@@ -271,10 +284,9 @@ void MimeReceiver::dispatch(FieldQueue & fields, MimeContext & context) {
     for (vellum::RawField raw; fields.next(raw); field.Dispatch(this)) {
         field_offset = raw.offset;
         note->RawField(context, raw.text.data(), raw.text.size(), raw.offset);
-        bool const is_cut = raw.text.find('\0') != raw.text.npos;
         fields.take(field);
-        if (is_cut) HeaderRun::tell(Defect_FieldCut);
-        if (!field.is(RFC1521::Content_Type)) continue;
+        if (field.is_cut) HeaderRun::tell(Defect_FieldCut);
+        if (!field.is_known_as(RFC1521::Content_Type)) continue;
         if (type_offset_ >= 0) HeaderRun::tell(Defect_TypeTwice);
         if (type_offset_ < 0) type_offset_ = raw.offset;
     }
@@ -391,7 +403,7 @@ MimeINote::ReceiveResult MimeReceiver::Get_message() {
     OutermostLevel parent(*note);
     long long const start = position;
     line_reader_->Boundary_Push();
-    FieldQueue fields(start);
+    FieldQueue fields(start, std::move(field_memory_));
     bool const is_fragment = read_header(true, true, fields);
     long long const header_end = end_of_header();
     if (is_fragment && (has_partial_directory_ || !rules->fragments_need_directory)) {

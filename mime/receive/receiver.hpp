@@ -90,7 +90,8 @@ private:
 
     bool read_header(bool first, bool begins_message, vellum::FieldQueue & fields);
     void pass_byte_order_mark(vellum::FieldQueue & fields);
-    void add_field(vellum::FieldQueue & fields, bool & is_fragment);
+    void add_field(vellum::FieldQueue & fields, std::string_view name, bool & is_fragment);
+    void look_at_kind(vellum::FieldQueue & fields, std::string_view name, bool & is_fragment);
     void add_stray(StrayLines & stray, unsigned long long lines_before);
     void end_header(StrayLines & stray);
     void begin_header(vellum::FieldQueue & fields, MimeContext & context, long long start);
@@ -102,8 +103,8 @@ private:
     void tell_early(vellum::FieldQueue & fields, MimeContext & context);
     void tell_delimiter(MimeContext & context);
     long long end_of_header() const;
-    bool Query_Content_Type(char const * body);
-    void Query_Content_Disposition(char const * body);
+    bool Query_Content_Type(std::string & body);
+    void Query_Content_Disposition(std::string & body);
     void count_part();
     void settle_depth();
     void call(void (MimeINote::*operation)(MimeContext &), MimeContext & context);
@@ -167,7 +168,8 @@ private:
     bool owns_level_ = false;     ///< The innermost boundary level is its own.
     bool is_opened_ = false;      ///< It is walked.
     bool runs_into_body_ = false; ///< No blank line stands between its header and its body.
-    std::string field_name_;      ///< Of the field read last, its first bytes.
+    std::string kind_body_;       ///< A field's body for these two; kept for its memory.
+    std::string field_memory_;    ///< Of the last header's fields, for the next one's.
     std::size_t header_size_ = 0; ///< Of its fields.
     long long type_offset_ = -1;  ///< Where its first Content-Type is.
     struct EarlyDefect {
