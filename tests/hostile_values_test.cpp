@@ -77,8 +77,9 @@ Part message_of(std::string const & value) {
     return message;
 }
 
-std::string write(std::string const & value) {
+std::string write(std::string const & value, MimeONote::Writing writing) {
     DescribedNote note(message_of(value));
+    note.SetWriting(writing);
     note.SetFieldGuard(1);
     note.SetNetworkSplitSize(0);
     note.SetTextEncoding(value.c_str());
@@ -136,19 +137,20 @@ std::string difference(std::string const & outline, std::string const & expected
     return lines.size() == expected_lines.size() ? "" : "another number of lines\n" + outline;
 }
 
-void check(std::vector<std::string> const & values, std::vector<std::string> const & outlines) {
+void check(std::vector<std::string> const & values, std::vector<std::string> const & outlines,
+           MimeONote::Writing writing) {
     ASSERT_EQ(values.size(), outlines.size());
     ASSERT_NE(outlines[0].find("body four"), std::string::npos) << outlines[0];
     ASSERT_NE(outlines[0].find("first@x.example"), std::string::npos) << outlines[0];
     for (std::size_t i = 0; i < values.size(); ++i) {
         EXPECT_EQ(difference(outlines[i], outlines[0]), "")
             << testing::PrintToString(values[i]) << "\n"
-            << write(values[i]);
+            << write(values[i], writing);
         if (testing::Test::HasFailure()) return;
     }
 }
 
-class HostileValues : public testing::Test {
+class HostileValues : public testing::TestWithParam<MimeONote::Writing> {
 protected:
     HostileValues() {
         NLS::PlatformCodePage = 1252;
@@ -164,17 +166,18 @@ private:
 
 // the readers ----------------------------------------------------------------------
 
-TEST_F(HostileValues, Python) {
+TEST_P(HostileValues, Python) {
     TemporaryDirectory const directory;
     auto const name = [](std::size_t i, char const * end) { return std::to_string(i) + end; };
     for (std::size_t i = 0; i < values.size(); ++i)
-        std::ofstream(directory / name(i, ".eml"), std::ios::binary) << write(values[i]);
+        std::ofstream(directory / name(i, ".eml"), std::ios::binary)
+            << write(values[i], GetParam());
     std::string const path = directory / "";
     ASSERT_EQ(std::system(("python3 hostile_values.py '" + path + "'").c_str()), 0);
     std::vector<std::string> outlines;
     for (std::size_t i = 0; i < values.size(); ++i)
         outlines.push_back(content_of(directory / name(i, ".outline")));
-    check(values, outlines);
+    check(values, outlines, GetParam());
 }
 
 std::string as_word(std::string text) {
@@ -218,15 +221,15 @@ private:
     std::ostringstream body_;
 };
 
-TEST_F(HostileValues, OurOwnReader) {
+TEST_P(HostileValues, OurOwnReader) {
     std::vector<std::string> outlines;
     for (auto const & value : values) {
-        std::istringstream in(write(value));
+        std::istringstream in(write(value, GetParam()));
         OutlineNote note(in);
         EXPECT_EQ(note.Receive(), MimeINote::Receive_Complete);
         outlines.push_back(note.outline);
     }
-    check(values, outlines);
+    check(values, outlines, GetParam());
 }
 
 #ifdef VELLUM_TEST_GMIME
@@ -286,11 +289,11 @@ std::string outline_of(GMimeObject * part) {
     return text;
 }
 
-TEST_F(HostileValues, GMime) {
+TEST_P(HostileValues, GMime) {
     g_mime_init();
     std::vector<std::string> outlines;
     for (auto const & value : values) {
-        std::string const sent = write(value);
+        std::string const sent = write(value, GetParam());
         GObjectPointer<GMimeStream> const stream(
             g_mime_stream_mem_new_with_buffer(sent.data(), sent.size()));
         GObjectPointer<GMimeParser> const parser(g_mime_parser_new_with_stream(stream.get()));
@@ -302,10 +305,17 @@ TEST_F(HostileValues, GMime) {
             text += addresses_of(g_mime_message_get_addresses(message.get(), kind));
         outlines.push_back(text + outline_of(g_mime_message_get_mime_part(message.get())));
     }
-    check(values, outlines);
+    check(values, outlines, GetParam());
 }
 #else
-TEST_F(HostileValues, GMime) { GTEST_SKIP() << "the build found no gmime-3.0"; }
+TEST_P(HostileValues, GMime) { GTEST_SKIP() << "the build found no gmime-3.0"; }
 #endif
+
+INSTANTIATE_TEST_SUITE_P(, HostileValues,
+                         testing::Values(MimeONote::Writing_Basic, MimeONote::Writing_Extended),
+                         [](auto const & writing) {
+                             return writing.param == MimeONote::Writing_Basic ? "basic"
+                                                                              : "extended";
+                         });
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "tests/support/note_script.hpp"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -31,12 +32,21 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
         auto const at = script.settings.find(name);
         return at == script.settings.end() ? otherwise : at->second;
     };
+    FixedRandom const random;
+    NLS::PlatformCodePage = std::stoul(setting("codepage", "1252"));
     DescribedNote note(script.message);
     note.block_size = std::stoul(setting("block", std::to_string(block_size)));
     note.one_buffer = one_buffer;
     bool const is_extended = setting("writing") == "extended";
     note.SetWriting(is_extended ? MimeONote::Writing_Extended : MimeONote::Writing_Basic);
     note.SetBcc(setting("bcc") == "on");
+    note.SetUtf8(setting("utf8") == "on");
+    note.SetIdDomain(setting("domain").c_str());
+    std::map<std::string, MimeONote::ParameterForm> const forms = {
+        {"rfc2231", MimeONote::Parameter_Rfc2231},
+        {"words", MimeONote::Parameter_Words},
+        {"both", MimeONote::Parameter_Both}};
+    note.SetParameterForm(forms.at(setting("form", "rfc2231")));
     note.SetNetworkSplitSize(static_cast<unsigned int>(std::stoul(setting("split", "0"))));
     std::string const encoding = setting("encoding");
     note.SetTextEncoding(encoding == "null" ? nullptr : encoding.c_str());

@@ -74,7 +74,8 @@ struct MimeSender;
 /// Generated ids and boundaries are made of the time in seconds, a counter that each note begins at
 /// 0, and (ids) the address of the originator. Two notes of one originator that are sent within a
 /// second share them. So a client with more than one message answers Get_Message_Id and GetBoundary
-/// (and Get_Content_Id, where it refers to parts).
+/// (and Get_Content_Id, where it refers to parts). In Writing_Extended they are random, and no two
+/// are the same.
 ///
 /// What holds for every callback, beside what stands at each:
 /// - It is called only while Send runs. The getters carry no context: a client with several parts
@@ -83,7 +84,7 @@ struct MimeSender;
 ///   operation: one buffer for all texts will do. The same holds for the arguments of SendField. A
 ///   SymToken is valid for good.
 /// - Values are written as they are given, with no check of their syntax, unless SetFieldGuard is
-///   on. Header fields are never folded and have no length limit.
+///   on. Header fields are never folded and have no length limit, but in Writing_Extended.
 /// - Parts nest as deep as the answers make them, at about 500 bytes of stack a level. A client
 ///   that passes on what came from outside limits the depth.
 /// - It may throw: the exception passes through Send with nothing leaked, and no further callback
@@ -118,6 +119,7 @@ public:
     MimeONote & operator=(MimeONote const &) = delete;
 
     /// Writes the message. Returns 1 when the whole of it has gone through PutOutputBuffer, and 0
+    /// if (in Writing_Extended) the system has no random source for ids, with nothing called, or
     /// if the client lent no block when one was needed. Without the first block nothing but
     /// BeginOutput has been called; without a later one the message breaks off there: every part
     /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
@@ -189,8 +191,9 @@ public:
     int SetWriting(Writing writing);
 
     /// The domain of generated ids, in Writing_Extended; without it, or with a null or empty
-    /// `domain`, that of the originator's address. Returns 1, and 0, with nothing changed, for a
-    /// text that is no domain (RFC 5322 3.4.1). The text is copied.
+    /// `domain`, that of the originator's address, or if that has none, "id.invalid". Returns 1,
+    /// and 0, with nothing changed, for a text that is no domain (RFC 5322 3.4.1) of ASCII, or has
+    /// more than 253 bytes. The text is copied.
     int SetIdDomain(char const * domain);
 
     /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. Returns its
@@ -366,15 +369,15 @@ protected:
     // What a part is ------------------------------------------------------------------------
 
     /// Called   once for each part that is neither multipart nor message/rfc822.
-    /// Null     the file name of the part, if it has one, in angle brackets makes the field; else
-    ///          there is none.
+    /// Null     the file name of the part, if it has one, in angle brackets makes the field; else,
+    ///          and in Writing_Extended, there is none.
     /// Result   doesn't count.
     /// Default  GetProperty with RFC1521::Content_Description.
     virtual int Get_Content_Description(char const *& value);
 
     /// Called   once for each message and part.
     /// Value    the id without its angle brackets.
-    /// Null     or a result of 0: the engine makes an id.
+    /// Null     or a result of 0: the engine makes an id, or in Writing_Extended writes none.
     /// Default  GetProperty with RFC1521::Content_Id.
     virtual int Get_Content_Id(char const *& value);
 
@@ -423,8 +426,8 @@ protected:
     /// Values   null before the call. A parameter of that field (report-type, protocol, micalg,
     ///          format, method, size, dates), the value in the platform's code page, as
     ///          Get_Subject. Parameters that the engine writes itself (boundary, charset, name,
-    ///          filename) are dropped, and so is a name that is no token (RFC 2231 5) or that was
-    ///          given before.
+    ///          filename) are dropped, and so is a name that is no attribute (RFC 2231 7), has
+    ///          more than 60 bytes, or was given before.
     /// Null     no value, no parameter.
     /// Result   nonzero: here is a parameter.
     /// Default  0.

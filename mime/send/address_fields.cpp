@@ -10,6 +10,7 @@
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/translation.hpp"
 #include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
@@ -50,6 +51,17 @@ namespace {
 /// mailbox either, and some readers give up the field there.
 bool reads_otherwise(AddressEntry const & entry) { return !is_address(entry.address); }
 
+/// Brings the addresses into the form that they have in a header, and leaves out the entries of
+/// those that have none.
+void settle_addresses(MimeSender & sender, std::vector<AddressEntry> & entries) {
+    auto const is_unwritable = [&sender](AddressEntry & entry) {
+        auto form = value_for_header(sender, entry.address);
+        if (form) entry.address = std::move(*form);
+        return !form;
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), is_unwritable), entries.end());
+}
+
 } // namespace
 
 bool AddressField::Append(char const * field, char const * name, char const * address) {
@@ -66,6 +78,7 @@ void AddressField::WriteField(MimeSender & sender) {
         entries.erase(std::remove_if(entries.begin(), entries.end(), reads_otherwise),
                       entries.end());
     }
+    settle_addresses(sender, entries);
     if (entries.empty()) return;
     FieldWriter field(sender, field_);
     field.text(":");

@@ -163,6 +163,12 @@ bool is_address(std::string_view value) {
     return at == std::string_view::npos || is_domain(value.substr(at + 1));
 }
 
+bool is_id_domain(std::string_view value) {
+    constexpr std::size_t longest = 253;
+    return value.size() <= longest && is_domain(value) &&
+           std::all_of(value.begin(), value.end(), is_printable);
+}
+
 bool has_domain(std::string_view address) { return domain_sign(address) != std::string_view::npos; }
 
 bool is_empty_group(std::string_view value) {

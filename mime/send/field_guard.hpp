@@ -43,6 +43,10 @@ bool is_boundary(std::string_view value);
 /// are refused within quotes too.
 bool is_address(std::string_view value);
 
+/// Whether `value` can be the domain of an id (RFC 5322 3.6.4): a domain of ASCII, of at most 253
+/// bytes (RFC 1035 2.3.4).
+bool is_id_domain(std::string_view value);
+
 /// Whether an address of is_address has a domain. Without one it reads as an address in angle
 /// brackets alone.
 bool has_domain(std::string_view address);

@@ -3,47 +3,107 @@
 
 #include "mime/send/delimited.hpp"
 #include "mime/send/field_guard.hpp"
+#include "mime/send/header_text.hpp"
 #include "mime/send/output_splitter.hpp"
+#include "mime/send/own_field.hpp"
 #include "mime/send/rfc2047_stream.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/writing_rules.hpp"
 
 namespace vellum {
 
 FieldWriter::FieldWriter(MimeSender & sender, char const * name)
-    : sender_(sender), out_(*sender.stream) {
+    : sender_(sender), out_(*sender.stream), folds_(sender.rules->lines_folded),
+      folder_(out_, sender.rules->ascii_header && !sender.settings.utf8) {
     raw(name);
 }
 
 FieldWriter & FieldWriter::text(std::string_view text) {
-    out_.write(text);
+    if (folds_) {
+        folder_.AddOwn(text);
+    } else {
+        out_.write(text);
+    }
     return *this;
 }
 
-FieldWriter & FieldWriter::number(long value) {
-    out_ << value;
-    return *this;
-}
+FieldWriter & FieldWriter::number(long value) { return text(std::to_string(value)); }
 
 FieldWriter & FieldWriter::raw(char const * value) {
-    out_ << guard(value, Fold::stays);
+    if (!folds_) {
+        out_ << guard(value, Fold::stays);
+    } else if (value != nullptr) {
+        folder_.AddSolid(unfolded(value));
+    }
+    return *this;
+}
+
+FieldWriter & FieldWriter::words(char const * value) {
+    if (!folds_) return raw(value);
+    HeaderText(sender_, folder_).PutWords(unfolded(value));
     return *this;
 }
 
 FieldWriter & FieldWriter::encoded(char const * value, TextKind kind) {
     bool const is_empty = value == nullptr || *value == '\0';
     if (sender_.field_guard && is_empty && kind == TextKind::parameter) return text("\"\"");
-    oRFC2047Stream stream(&sender_, kind == TextKind::parameter, kind == TextKind::phrase);
-    stream << guard(value, kind == TextKind::unstructured ? Fold::stays : Fold::goes);
-    stream.Finish();
+    if (!folds_) {
+        oRFC2047Stream stream(&sender_, kind == TextKind::parameter, kind == TextKind::phrase);
+        stream << guard(value, kind == TextKind::unstructured ? Fold::stays : Fold::goes);
+        stream.Finish();
+    } else if (kind == TextKind::unstructured) {
+        HeaderText(sender_, folder_).PutUnstructured(unfolded(value));
+    } else if (!is_empty) {
+        HeaderText(sender_, folder_).PutPhrase(guard(value, Fold::goes));
+    }
+    return *this;
+}
+
+FieldWriter & FieldWriter::parameter(std::string_view separator, char const * name,
+                                     char const * value) {
+    text(separator);
+    if (!sender_.rules->extended_parameters) {
+        return text(name).text("=").encoded(value, TextKind::parameter);
+    }
+    HeaderText(sender_, folder_).PutParameter(name, guard(value, Fold::goes));
+    return *this;
+}
+
+FieldWriter & FieldWriter::parameters(std::vector<ClientParameter> const & list) {
+    for (auto const & [name, value] : list) {
+        if (is_token(value) && name.size() + value.size() < HeaderFolder::wanted_line - 2) {
+            text("; ").text(name).text("=").text(value);
+        } else {
+            parameter("; ", name.c_str(), value.c_str());
+        }
+    }
     return *this;
 }
 
 FieldWriter & FieldWriter::delimited(char const * value, char open, char close, bool escape) {
-    WriteDelimited(&out_, guard(value, Fold::goes), open, close, escape);
+    char const * const safe = guard(value, Fold::goes);
+    if (!folds_) {
+        WriteDelimited(&out_, safe, open, close, escape);
+    } else {
+        oSimpleStream result;
+        WriteDelimited(&result, safe, open, close, escape);
+        folder_.AddSolid({result.str(), result.oBufCnt()});
+    }
     return *this;
 }
 
-void FieldWriter::end() { out_.write("\r\n"); }
+void FieldWriter::end() {
+    if (folds_) {
+        folder_.End();
+    } else {
+        out_.write("\r\n");
+    }
+}
+
+/// The value without the line ends of its folds, as the field is folded anew.
+std::string FieldWriter::unfolded(char const * value) {
+    return value != nullptr ? vellum::unfolded(guard(value, Fold::stays)) : std::string();
+}
 
 char const * FieldWriter::guard(char const * value, Fold fold) {
     if (!sender_.field_guard || value == nullptr || !needs_guard(value)) return value;

@@ -8,12 +8,15 @@
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/output_splitter.hpp"
+#include "mime/send/random_text.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/translation.hpp"
+#include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,9 +37,9 @@ bool fits_into_id(std::string_view address) {
     });
 }
 
-/// A new id, without its angle brackets: the time, the counter, and the address of the originator
-/// or, where there is none that will do, `nobody`.
-std::string make_id(MimeSender & sender, char const * nobody) {
+/// The time, the counter, and the address of the originator or, where there is none that will do,
+/// `nobody`.
+std::string make_plain_id(MimeSender & sender, char const * nobody) {
     std::string const unique = seconds_now() + '-' + std::to_string(sender.counter++) + '-';
     char const * const address = sender.originator_address.get();
     if (address == nullptr || !fits_into_id(address)) return unique + nobody;
@@ -46,7 +49,37 @@ std::string make_id(MimeSender & sender, char const * nobody) {
     return id.size() + brackets <= longest_id ? id : unique + nobody;
 }
 
+/// The domain of the ids: the one that was set, else that of the originator, else one that nobody
+/// can have (RFC 6761 6.4).
+std::string id_domain(MimeSender const & sender) {
+    if (!sender.settings.id_domain.empty()) return sender.settings.id_domain;
+    std::string_view const address =
+        sender.originator_address != nullptr ? sender.originator_address.get() : "";
+    std::size_t const at = address.rfind('@');
+    std::string_view const domain = at != address.npos ? address.substr(at + 1) : "";
+    return vellum::is_id_domain(domain) ? std::string(domain) : "id.invalid";
+}
+
 } // namespace
+
+std::string MimeSender::MakeUnique() {
+    std::string const text = vellum::random_text();
+    return !text.empty() ? text : id_seed_ + std::to_string(counter++);
+}
+
+/// A new id, without its angle brackets.
+std::string MimeSender::MakeId(char const * nobody) {
+    if (!rules->random_ids) return make_plain_id(*this, nobody);
+    return MakeUnique() + '@' + id_domain(*this);
+}
+
+/// The id that the client gave; nothing if it gave none, or none that can stand in a header.
+std::optional<std::string> MimeSender::GivenId(int (MimeONote::*getter)(char const *&)) {
+    char const * value = nullptr;
+    bool const is_given = (note->*getter)(value) != 0 && value != nullptr;
+    if (!is_given || (rules->random_ids && *value == '\0')) return {};
+    return vellum::value_for_header(*this, value);
+}
 
 void MimeSender::Generate_Date() {
     std::tm when{};
@@ -59,14 +92,15 @@ void MimeSender::Generate_Date() {
 }
 
 void MimeSender::Generate_Message_Id() {
-    FieldWriter field(*this, RFC822::Message_Id);
-    field.text(": ");
-    char const * value = nullptr;
-    bool const given = note->Get_Message_Id(value) != 0 && value != nullptr;
-    std::string const id = given ? value : '<' + make_id(*this, "007") + '>';
-    if (first_message_id == nullptr) first_message_id = vellum::copy_text(id.c_str());
-    field.raw(id.c_str()).end();
-    stream->write("X-MIME-Engine: v0.90\r\n");
+    auto const given = GivenId(&MimeONote::Get_Message_Id);
+    std::string const id = given ? *given : '<' + MakeId("007") + '>';
+    if (first_message_id == nullptr) {
+        // Messages that the client gave one id don't get into each other's fragments.
+        std::string const common = rules->random_ids ? '<' + MakeId("") + '>' : id;
+        first_message_id = vellum::copy_text(common.c_str());
+    }
+    FieldWriter(*this, RFC822::Message_Id).text(": ").raw(id.c_str()).end();
+    if (!rules->only_fields_given) stream->write("X-MIME-Engine: v0.90\r\n");
 }
 
 void MimeSender::Generate_MIME_Version() {
@@ -74,15 +108,15 @@ void MimeSender::Generate_MIME_Version() {
 }
 
 void MimeSender::Generate_Content_Id() {
-    FieldWriter field(*this, RFC1521::Content_Id);
-    field.text(": <");
-    char const * value = nullptr;
-    bool const given = note->Get_Content_Id(value) != 0 && value != nullptr;
-    std::string const id = given ? value : make_id(*this, "99");
-    field.raw(id.c_str()).text(">").end();
+    auto const given = GivenId(&MimeONote::Get_Content_Id);
+    if (!given && rules->only_fields_given) return;
+    std::string const id = given ? *given : MakeId("99");
+    FieldWriter(*this, RFC1521::Content_Id).text(": <").raw(id.c_str()).text(">").end();
 }
 
 std::string MimeSender::MakeBoundary() {
+    // "=_" stands in no line of quoted-printable or base64 (RFC 2045 6.7).
+    if (rules->random_ids) return "=_" + MakeUnique();
     std::string boundary =
         "MIME MULTIPART BOUNDARY=." + seconds_now() + ":+'" + std::to_string(counter++);
     // So that 10 doesn't begin as 1 does, for readers that compare the begin of a line alone.

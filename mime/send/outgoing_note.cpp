@@ -4,11 +4,13 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/nls/translator.hpp"
+#include "mime/send/field_guard.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/writing_rules.hpp"
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 
 namespace {
 
@@ -88,7 +90,9 @@ int MimeONote::SetWriting(Writing writing) {
 
 int MimeONote::SetIdDomain(char const * domain) {
     if (sender_ == nullptr) return 0;
-    sender_->settings.id_domain = domain != nullptr ? domain : "";
+    std::string_view const own = domain != nullptr ? domain : "";
+    if (!own.empty() && !vellum::is_id_domain(own)) return 0;
+    sender_->settings.id_domain = own;
     return 1;
 }
 

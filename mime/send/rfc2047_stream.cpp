@@ -1,7 +1,7 @@
 // mime/send/rfc2047_stream.cpp - a header text as plain text, quoted string or encoded word
 //
-// Not here: a limit of 75 characters for an encoded word, and cutting a text into several. One text
-// gives one word, so that no character of several bytes is ever cut in two.
+// Not here: a limit of 75 characters for an encoded word, and cutting a text into several; see
+// encoded_words.hpp. One text is one word, so that no character of several bytes is ever cut.
 #include "mime/send/rfc2047_stream.hpp"
 
 #include "mime/codec/base64.hpp"
@@ -12,11 +12,11 @@
 #include "mime/send/encoder_in_use.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/output_splitter.hpp"
+#include "mime/send/q_encoding.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/translation.hpp"
 
 #include <algorithm>
-#include <array>
 #include <exception>
 
 using vellum::ascii::byte;
@@ -32,25 +32,6 @@ bool is_encoded_word(std::string_view text) {
 }
 
 bool is_plain(char c) { return (byte(c) >= 0x20 && byte(c) < 0x7F) || c == '\t'; }
-
-enum : unsigned char { in_text = 1, in_parameter = 2, in_phrase = 4 };
-
-/// Which bytes stand for themselves in Q, and where; the blank is written "_" there. RFC 2047 5.
-constexpr auto q_classes = [] {
-    std::array<unsigned char, 256> classes{};
-    for (unsigned c = 0x20; c < 0x7F; ++c) {
-        bool const digit_or_letter =
-            (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-        bool const in_word = c != '?' && c != '=' && c != '_';
-        bool const phrase_sign =
-            std::string_view(" !*+-/").find(static_cast<char>(c)) != std::string_view::npos;
-        if (in_word) classes[c] |= in_text;
-        if (in_word && c != '"' && c != '\\') classes[c] |= in_parameter;
-        if (digit_or_letter || phrase_sign) classes[c] |= in_phrase;
-    }
-    return classes;
-}();
-static_assert(q_classes['_'] == 0 && q_classes['"'] == in_text && q_classes[','] == 3);
 
 } // namespace
 
@@ -124,34 +105,12 @@ void oRFC2047Stream::WriteEncodedWord(NLS_CharSet const & character_set, std::st
     if (binary) {
         WriteB(text);
     } else {
-        WriteQ(text);
+        using vellum::TextKind;
+        TextKind const in_word = quoted_ ? TextKind::parameter : TextKind::unstructured;
+        vellum::write_q(text, phrase_ ? TextKind::phrase : in_word, *output_);
     }
     *output_ << "?=";
     if (quoted_) *output_ << '"';
-}
-
-bool oRFC2047Stream::StandsInQ(char c) const {
-    unsigned char const place = phrase_ ? in_phrase : quoted_ ? in_parameter : in_text;
-    return (q_classes[byte(c)] & place) != 0 && c != ' ';
-}
-
-void oRFC2047Stream::WriteQ(std::string_view text) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    while (!text.empty()) {
-        auto const run_end =
-            std::find_if_not(text.begin(), text.end(), [this](char c) { return StandsInQ(c); });
-        auto const run = static_cast<std::size_t>(run_end - text.begin());
-        output_->write(text.substr(0, run));
-        text.remove_prefix(run);
-        if (text.empty()) return;
-        unsigned char const c = byte(text.front());
-        text.remove_prefix(1);
-        if (c == ' ') {
-            *output_ << '_';
-        } else {
-            *output_ << '=' << digits[c >> 4] << digits[c & 0xF];
-        }
-    }
 }
 
 void oRFC2047Stream::WriteB(std::string_view text) {

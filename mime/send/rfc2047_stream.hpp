@@ -52,9 +52,7 @@ private:
     void WritePlain(bool already_encoded);
     void WriteTranslated();
     void WriteEncodedWord(NLS_CharSet const & character_set, std::string_view text);
-    void WriteQ(std::string_view text);
     void WriteB(std::string_view text);
-    bool StandsInQ(char c) const;
 
     MimeSender * sender_;
     oSimpleStream * output_;

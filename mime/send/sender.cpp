@@ -6,6 +6,7 @@
 #include "mime/nls/translator.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/send/output_splitter.hpp"
+#include "mime/send/random_text.hpp"
 #include "mime/send/scoped_value.hpp"
 #include "mime/send/writing_rules.hpp"
 
@@ -34,10 +35,17 @@ void MimeSender::StartMessage() {
     failed_ = false;
 }
 
+/// False if there is no random source: ids that others can guess or meet don't go out.
+bool MimeSender::SeedIds() {
+    id_seed_ = vellum::random_text();
+    return !id_seed_.empty();
+}
+
 bool MimeSender::Send_Message() {
     if (sending_) return false;
     ScopedValue const sending(sending_, true);
     StartMessage();
+    if (rules->random_ids && !SeedIds()) return false;
     oBufferStream output(note);
     ScopedValue<oBufferStream *> const current(stream, &output);
     factories = note->factories_;

@@ -7,8 +7,8 @@
 //              v                                        v
 //      NLS_Translator, if any                  FieldWriter: the field guard, if it is on
 //              |  the part's character set              |
-//              v                                 raw, oRFC2047Stream or WriteDelimited
-//      MIME_TransferEncoding, if any                    |
+//              v                                 raw, oRFC2047Stream or WriteDelimited; in
+//      MIME_TransferEncoding, if any             folded fields HeaderText and HeaderFolder
 //              |                                        |
 //              +-------------------+--------------------+
 //                                  v
@@ -31,6 +31,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,7 @@ class oBufferStream;
 
 namespace vellum {
 class BodySource;
+struct ClientParameter;
 struct WritingRules;
 } // namespace vellum
 
@@ -84,7 +86,8 @@ struct VELLUM_EXPORT MimeSender final {
     void Generate_From();
     void Generate_To();
     void Generate_Date();
-    /// The id, and behind it the line that names the engine.
+    /// The id, and behind it, unless only fields that were given are written, the line that names
+    /// the engine.
     void Generate_Message_Id();
     void Generate_In_Reply_To();
     void Generate_Keywords();
@@ -150,7 +153,8 @@ struct VELLUM_EXPORT MimeSender final {
     NLS_Translator * translator_cache = nullptr;  ///< Head of the list. OWNED.
     NLS_Translator_Factory * factories = nullptr; ///< The note's, as they were when Send began.
     int fragment_count = 0;                       ///< Fragments begun so far.
-    /// The first Message-Id written, with its angle brackets: the `id` of all fragments.
+    /// The `id` of all fragments, with angle brackets: the first Message-Id written, or with random
+    /// ids one of its own.
     std::unique_ptr<char[]> first_message_id;
     std::unique_ptr<char[]> subject; ///< The current one, or null.
 
@@ -163,6 +167,7 @@ struct VELLUM_EXPORT MimeSender final {
 
 private:
     void StartMessage();
+    bool SeedIds();
     void AskSubject();
     void AskType(MimeContext & ctx, bool in_digest);
     void Put_ByType(MimeContext & ctx);
@@ -181,8 +186,12 @@ private:
     void End_of_Part(MimeContext & ctx, bool body_begun);
     void SettleEncoding();
     std::string MakeBoundary();
+    std::string MakeId(char const * nobody);
+    std::string MakeUnique();
+    std::optional<std::string> GivenId(int (MimeONote::*getter)(char const *&));
     bool CanStandInside(std::string_view boundary) const;
     void GuardType();
+    std::vector<vellum::ClientParameter> AskParameters(char const * field);
     long long Offset() const;
     bool IsClientField(char const * name) const;
     void PassOnByType(MimeContext & ctx, bool in_digest);
@@ -192,7 +201,8 @@ private:
     bool Put_TextAround(MimeContext & ctx, int (MimeONote::*text)(MimeContext &, std::istream **));
 
     bool sending_ = false;
-    bool failed_ = false;                      // a body stream was in error
-    bool any_field_ = false;                   // SendField takes names of the engine's too
+    bool failed_ = false;    // a body stream was in error
+    bool any_field_ = false; // SendField takes names of the engine's too
+    std::string id_seed_;    // random too, for ids if the system's random source fails later
     std::vector<std::string> open_boundaries_; // of the multiparts around the part in hand
 };

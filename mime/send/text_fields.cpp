@@ -5,6 +5,7 @@
 #include "mime/send/field_guard.hpp"
 #include "mime/send/field_writer.hpp"
 #include "mime/send/sender.hpp"
+#include "mime/send/translation.hpp"
 
 using vellum::FieldWriter;
 using vellum::OwnedText;
@@ -21,8 +22,8 @@ OwnedText answer(MimeONote & note, int (MimeONote::*getter)(char const *&)) {
     return vellum::copy_text(value);
 }
 
-void write_raw(MimeSender & sender, char const * name, OwnedText const & value) {
-    if (value != nullptr) FieldWriter(sender, name).text(": ").raw(value.get()).end();
+void write_words(MimeSender & sender, char const * name, OwnedText const & value) {
+    if (value != nullptr) FieldWriter(sender, name).text(": ").words(value.get()).end();
 }
 
 void write_encoded(MimeSender & sender, char const * name, OwnedText const & value) {
@@ -33,31 +34,31 @@ void write_encoded(MimeSender & sender, char const * name, OwnedText const & val
 } // namespace
 
 void MimeSender::Generate_In_Reply_To() {
-    write_raw(*this, RFC822::In_Reply_To, answer(*note, &MimeONote::Get_In_Reply_To));
+    write_words(*this, RFC822::In_Reply_To, answer(*note, &MimeONote::Get_In_Reply_To));
 }
 
 void MimeSender::Generate_Keywords() {
-    write_raw(*this, RFC822::Keywords, answer(*note, &MimeONote::Get_Keywords));
+    write_words(*this, RFC822::Keywords, answer(*note, &MimeONote::Get_Keywords));
 }
 
 void MimeSender::Generate_References() {
-    write_raw(*this, RFC822::References, answer(*note, &MimeONote::Get_References));
+    write_words(*this, RFC822::References, answer(*note, &MimeONote::Get_References));
 }
 
 void MimeSender::Generate_Encrypted() {
-    write_raw(*this, RFC822::Encrypted, answer(*note, &MimeONote::Get_Encrypted));
+    write_words(*this, RFC822::Encrypted, answer(*note, &MimeONote::Get_Encrypted));
 }
 
 void MimeSender::Generate_Importance() {
-    write_raw(*this, RFC1138::Importance, answer(*note, &MimeONote::Get_Importance));
+    write_words(*this, RFC1138::Importance, answer(*note, &MimeONote::Get_Importance));
 }
 
 void MimeSender::Generate_Priority() {
-    write_raw(*this, RFC1138::Priority, answer(*note, &MimeONote::Get_Priority));
+    write_words(*this, RFC1138::Priority, answer(*note, &MimeONote::Get_Priority));
 }
 
 void MimeSender::Generate_Sensitivity() {
-    write_raw(*this, RFC1138::Sensitivity, answer(*note, &MimeONote::Get_Sensitivity));
+    write_words(*this, RFC1138::Sensitivity, answer(*note, &MimeONote::Get_Sensitivity));
 }
 
 void MimeSender::Generate_Received() {
@@ -73,7 +74,9 @@ void MimeSender::Generate_Return_Path() {
     if (value == nullptr) return;
     bool const is_null_path = value[0] == '\0';
     if (field_guard && !is_null_path && !vellum::is_address(value.get())) return;
-    FieldWriter(*this, RFC822::Return_Path).text(": <").raw(value.get()).text(">").end();
+    auto const path = vellum::value_for_header(*this, value.get());
+    if (!path) return;
+    FieldWriter(*this, RFC822::Return_Path).text(": <").raw(path->c_str()).text(">").end();
 }
 
 void MimeSender::Generate_Subject() { write_encoded(*this, RFC822::Subject, subject); }

@@ -1,10 +1,12 @@
 // mime/send/translation.hpp - text of the local code page put into a character set
 #pragma once
 
+#include "mime/nls/translator.hpp"
+
+#include <optional>
+#include <string>
 #include <string_view>
 
-class NLS_CharSet;
-class NLS_Translator;
 class oSimpleStream;
 struct MimeSender;
 
@@ -42,6 +44,33 @@ private:
 /// is returned as it is.
 std::string_view translated_piece(NLS_Translator & translator, std::string_view piece, bool last,
                                   oSimpleStream & room);
+
+/// The way of one header text, or of the pieces of one, into the set that `sender` writes in.
+class HeaderTranslation {
+public:
+    explicit HeaderTranslation(MimeSender & sender);
+
+    NLS_CharSet const & set() const { return set_; }
+    /// `text` in the set, as a text of its own: in a set of shift states it begins and ends in
+    /// ASCII. The text as it is if no factory serves the set.
+    std::string Translate(std::string_view text) const;
+    /// The length of the longest start of `text` that ends with a whole character and has at most
+    /// `size` bytes; that of the first character if it has more.
+    std::size_t WholeCharacters(std::string_view text, std::size_t size) const;
+
+private:
+    NLS_CharSet & set_;
+    TranslatorInUse translator_; // null: the texts are in the set already
+    unsigned long code_page_;    // of the texts
+};
+
+/// `text` in UTF-8; nothing if it can't be translated, or if it isn't text.
+std::optional<std::string> in_utf_8(MimeSender & sender, std::string_view text);
+
+/// What a value that can't be encoded, an address or an id, is in a header of `sender`: the value,
+/// or with SetUtf8 its UTF-8. Nothing for a value that mustn't leave: it isn't ASCII, or is longer
+/// than a line.
+std::optional<std::string> value_for_header(MimeSender & sender, std::string_view value);
 
 /// An empty cache of translators in the place of a sender's, for the time of a scope. What arises
 /// in it is deleted then.

@@ -10,6 +10,8 @@
 //     X-Own: sent from PutXFields
 //     last X-Own: sent from EndHeader
 //     trace Received: sent from PutTraceFields
+//     parameter report-type: of Content-Type
+//     disposition size: of Content-Disposition
 //     raw: X-Own: a whole field, sent from PutHeader
 //     - Type: text/plain
 //       Body: Hello%0D%0A
@@ -120,6 +122,10 @@ inline bool set(Part & part, std::string const & key, std::string const & value)
         if (moved != key.npos) (part.*list).back().moved = key.substr(moved + 1);
     } else if (key.starts_with("last ")) {
         part.last_fields.emplace_back(key.substr(5), value);
+    } else if (key.starts_with("parameter ")) {
+        part.parameters.emplace_back(key.substr(10), value);
+    } else if (key.starts_with("disposition ")) {
+        part.disposition_parameters.emplace_back(key.substr(12), value);
     } else if (key.starts_with("trace ")) {
         part.trace_fields.emplace_back(key.substr(6), value);
     } else if (key == "raw") {

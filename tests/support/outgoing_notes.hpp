@@ -4,6 +4,7 @@
 #include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/platform/platform.hpp"
+#include "mime/platform/random.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -15,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
@@ -36,6 +38,25 @@ public:
 
 private:
     platform::Clock before_;
+};
+
+/// For the time of a scope, random texts are "aaa...", "baa...", "caa..." and so on.
+class FixedRandom {
+public:
+    FixedRandom() : before_(platform::set_random(&Next)) { draw_ = 0; }
+    ~FixedRandom() { platform::set_random(before_); }
+    FixedRandom(FixedRandom const &) = delete;
+    FixedRandom & operator=(FixedRandom const &) = delete;
+
+private:
+    static bool Next(std::span<std::byte> bytes) {
+        std::fill(bytes.begin(), bytes.end(), std::byte{0});
+        bytes[0] = static_cast<std::byte>(draw_++ << 3);
+        return true;
+    }
+
+    static inline unsigned draw_ = 0;
+    platform::Random before_;
 };
 
 inline std::string const fixed_time = std::to_string(FixedClock::seconds);
@@ -69,6 +90,8 @@ struct Part {
     int result = -1; ///< of every getter of a text; below 0: whether there is a text
     Fields fields;
     Fields last_fields;                  ///< sent from EndHeader
+    Fields parameters;                   ///< of Content-Type
+    Fields disposition_parameters;       ///< of Content-Disposition
     Fields trace_fields;                 ///< sent from PutTraceFields
     std::vector<std::string> raw_fields; ///< the whole header, sent from PutHeader
     Text preamble;
@@ -228,6 +251,16 @@ protected:
     int Get_Content_Disposition(SymToken & disposition, char const *& name) override {
         if (part().disposition) disposition = part().disposition->c_str();
         return Give("Disposition", part().disposition_name, name);
+    }
+    int Get_Parameter(char const * field, int index, char const *& name,
+                      char const *& value) override {
+        bool const of_type = field == RFC1521::Content_Type;
+        auto const & list = of_type ? part().parameters : part().disposition_parameters;
+        if (static_cast<std::size_t>(index) == list.size()) return 0;
+        auto const & [own_name, own_value] = list.at(static_cast<std::size_t>(index));
+        name = own_name.c_str();
+        value = own_value.c_str();
+        return 1;
     }
     int Get_From(SymToken & field, char const *& name, char const *& address) override {
         return Next(field, name, address);

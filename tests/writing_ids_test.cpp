@@ -1,0 +1,169 @@
+// tests/writing_ids_test.cpp - ids and boundaries that never meet, and encoded words of any set
+#include "mime/codec/base64.hpp"
+#include "mime/codec/quoted_printable.hpp"
+#include "mime/nls/charset.hpp"
+#include "mime/platform/random.hpp"
+#include "tests/support/note_script.hpp"
+#include "tests/support/translators.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <set>
+#include <span>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace vellum::test;
+
+std::string line_of(std::string const & message, std::string const & begin) {
+    std::size_t const at = message.find("\r\n" + begin);
+    return at == message.npos ? "" : message.substr(at + 2, message.find("\r\n", at + 2) - at - 2);
+}
+
+std::vector<std::string> ids_of_notes(int count) {
+    std::vector<std::string> ids;
+    for (int i = 0; i < count; ++i) {
+        Part message = multipart("mixed", {text_part("x")});
+        message.from = {{{}, "desk@x.example"}};
+        DescribedNote note(message);
+        note.SetWriting(MimeONote::Writing_Extended);
+        std::string const sent = note.SendWhole();
+        ids.push_back(line_of(sent, "Message-Id: "));
+        ids.push_back(line_of(sent, "Content-Type: "));
+    }
+    return ids;
+}
+
+TEST(RandomIds, differ_in_notes_and_processes) {
+    std::multiset<std::string> ids;
+    std::vector<std::FILE *> pipes;
+    for (int process = 0; process < 4; ++process) {
+        int ends[2];
+        ASSERT_EQ(::pipe(ends), 0);
+        if (::fork() == 0) {
+            std::FILE * const out = ::fdopen(ends[1], "w");
+            for (std::string const & id : ids_of_notes(250))
+                std::fprintf(out, "%s\n", id.c_str());
+            std::fclose(out);
+            ::_exit(0);
+        }
+        ::close(ends[1]);
+        pipes.push_back(::fdopen(ends[0], "r"));
+    }
+    for (std::FILE * const in : pipes) {
+        char line[200];
+        while (std::fgets(line, sizeof line, in) != nullptr)
+            ids.insert(line);
+        std::fclose(in);
+        ::wait(nullptr);
+    }
+    EXPECT_EQ(ids.size(), 2000U);
+    EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), 2000U);
+    EXPECT_TRUE(ids.begin()->ends_with("\"\n") || ids.begin()->ends_with("@x.example>\n"))
+        << *ids.begin();
+}
+
+bool no_source(std::span<std::byte>) { return false; }
+
+/// Serves the first question, and then no more.
+bool failing_source(std::span<std::byte> bytes) {
+    static bool served = false;
+    std::fill(bytes.begin(), bytes.end(), std::byte{0});
+    return !std::exchange(served, true);
+}
+
+TEST(RandomIds, are_never_weak) {
+    DescribedNote note(multipart("mixed", {text_part("x")}));
+    note.SetWriting(MimeONote::Writing_Extended);
+    auto const before = vellum::platform::set_random(no_source);
+    EXPECT_EQ(note.Send(), 0);
+    EXPECT_EQ(note.calls, "");
+    vellum::platform::set_random(failing_source);
+    std::string const message = note.SendWhole();
+    vellum::platform::set_random(before);
+    std::string const seed(26, 'a');
+    EXPECT_EQ(line_of(message, "Message-Id: "), "Message-Id: <" + seed + "0@id.invalid>");
+    EXPECT_EQ(line_of(message, "--=_"), "--=_" + seed + "2");
+}
+
+TEST(RandomIds, take_a_domain) {
+    DescribedNote note;
+    for (char const * domain : {"a b", "x..y", "x>", "\xC3\xBC.example", "@x"})
+        EXPECT_EQ(note.SetIdDomain(domain), 0) << domain;
+    EXPECT_EQ(note.SetIdDomain(std::string(254, 'x').c_str()), 0);
+    for (char const * domain : {"x.example", "[127.0.0.1]", ""})
+        EXPECT_EQ(note.SetIdDomain(domain), 1) << domain;
+    EXPECT_EQ(note.SetIdDomain(nullptr), 1);
+}
+
+/// Text beyond ASCII stands between two escapes, as in ISO-2022-JP.
+class Shifting : public TextTranslator {
+public:
+    using TextTranslator::TextTranslator;
+    int Translate(std::string_view text, std::string & result) override {
+        bool shifted = false;
+        for (char const c : text) {
+            bool const is_ascii = vellum::ascii::byte(c) < 0x80;
+            if (is_ascii == shifted) result += is_ascii ? "\x1B(B" : "\x1B$B";
+            shifted = !is_ascii;
+            result += c;
+        }
+        if (shifted) result += "\x1B(B";
+        return 0;
+    }
+};
+
+/// The text of an encoded word, from its Q or B on.
+std::string decoded(std::string_view word) {
+    bool const in_b = word.front() == 'B';
+    Decoding64 b;
+    DecodingQP q;
+    MIME_TransferDecoding & decoder = in_b ? static_cast<MIME_TransferDecoding &>(b) : q;
+    std::string text(word.substr(2));
+    iSimpleStream in(text.data(), text.data() + text.size());
+    oSimpleStream out;
+    decoder.decode(&in, &out);
+    return {out.str(), out.oBufCnt()};
+}
+
+TEST(EncodedWords, hold_whole_characters_and_begin_in_ascii) {
+    unsigned long const before = std::exchange(NLS::PlatformCodePage, 65001);
+    std::string text;
+    for (int i = 0; i < 40; ++i)
+        text += i % 9 == 0 ? "a" : "\xE6\x97\xA5";
+    DescribedNote note(text_part("").With(&Part::subject, text));
+    note.SetWriting(MimeONote::Writing_Extended);
+    note.SetNLS(new FactoryOf<Shifting>, 0);
+    note.SetCharacterSet("ISO-2022-JP");
+    std::string const message = note.SendWhole();
+    std::string read;
+    std::size_t words = 0;
+    std::size_t at = message.find("Subject:");
+    std::size_t const header_end = message.find("Message-Id:");
+    while ((at = message.find("=?ISO-2022-JP?", at)) < header_end) {
+        std::size_t const end = message.find("?=", at + 16) + 2;
+        EXPECT_LE(end - at, 75U);
+        std::string const word = decoded(std::string_view(message).substr(at + 14, end - at - 16));
+        std::string const piece = replaced(replaced(word, "\x1B$B", ""), "\x1B(B", "");
+        std::string again;
+        Shifting("").Translate(piece, again);
+        EXPECT_EQ(again, word);
+        EXPECT_TRUE(piece.front() == 'a' || piece.front() == '\xE6');
+        read += piece;
+        at = end;
+        ++words;
+    }
+    EXPECT_EQ(read, text);
+    EXPECT_GT(words, 2U);
+    NLS::PlatformCodePage = before;
+}
+
+} // namespace
