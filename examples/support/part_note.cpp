@@ -1,9 +1,22 @@
 // examples/support/part_note.cpp - the note that the example programs build upon
 #include "examples/support/part_note.hpp"
 
+#include "examples/support/lower_case.hpp"
+
 #include <utility>
 
 namespace examples {
+
+bool PartInfo::is_encoded() const {
+    return transfer_encoding == RFC1521::base64 || transfer_encoding == RFC1521::quoted_printable ||
+           transfer_encoding == X::uuencode;
+}
+
+bool PartInfo::is_sealed() const {
+    if (type != RFC1521::multipart || subtype == nullptr) return false;
+    std::string const kind = lower_case(subtype);
+    return kind == "signed" || kind == "encrypted";
+}
 
 PartNote::PartNote(std::istream & in, Bodies bodies)
     : MimeINote(in), bodies_(bodies), factory_(new TextFactory) {

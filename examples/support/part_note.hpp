@@ -21,6 +21,12 @@ struct PartInfo {
     char const * transfer_encoding = nullptr;
     std::optional<std::string> charset;
     std::optional<std::string> file_name; ///< As the message has it, path and all.
+
+    /// Whether the body's bytes are not those of its content.
+    bool is_encoded() const;
+    /// Whether it is a multipart of which no byte may change, as it is signed or encrypted
+    /// (RFC 1847).
+    bool is_sealed() const;
 };
 
 /// Set as the directory for fragments, it is no place for a store.

@@ -6,6 +6,7 @@
 #include "examples/support/strip_note.hpp"
 
 #include "examples/support/lower_case.hpp"
+#include "examples/support/raw_field.hpp"
 #include "examples/support/utf8.hpp"
 
 #include <algorithm>
@@ -20,28 +21,13 @@ namespace {
 
 constexpr std::size_t longest_value = 200;
 
-/// The name of a field as it stands, in lower case, without the comments and blanks that some
-/// senders put around it.
-std::string name_of_field(std::string_view field) {
-    std::string name;
-    int depth = 0;
-    for (char const c : field) {
-        if (c == '(') ++depth;
-        if (c == ':' && depth == 0) break;
-        bool const belongs = depth == 0 && c > ' ' && c < 0x7F;
-        if (belongs) name += c;
-        if (c == ')' && depth > 0) --depth;
-    }
-    return lower_case(name);
-}
-
 /// Whether the field is wrong as soon as there is another body.
 bool tells_of_body(std::string_view field) {
     constexpr std::array<std::string_view, 6> names{
         "content-type",        "content-transfer-encoding",
         "content-disposition", "content-md5",
         "content-length",      "lines"};
-    return std::find(names.begin(), names.end(), name_of_field(field)) != names.end();
+    return std::find(names.begin(), names.end(), lower_case(name_of_field(field))) != names.end();
 }
 
 bool is_ascii(std::string_view text) {
@@ -129,9 +115,9 @@ void StripNote::BeginBody(MimeContext & context, std::ostream ** data, std::ostr
     PartNote::BeginBody(context, data, raw);
     if (!has_parts) return;
     bool const is_sealed_here = IsOutside(context) && sealed_by_ == 0 && !rules_.is_signed_too;
-    if (is_sealed_here && is_sealed(Part())) sealed_by_ = context.part_number;
+    if (is_sealed_here && Part().is_sealed()) sealed_by_ = context.part_number;
     // The raw text of other messages has line ends more in it.
-    if (Consider(context) && is_encoded(Part())) *raw = &watch_stream_;
+    if (Consider(context) && Part().is_encoded()) *raw = &watch_stream_;
 }
 
 std::ostream * StripNote::BeginLeaf(MimeContext & context) {

@@ -22,7 +22,7 @@ bool matches(PartInfo const & part, std::string_view rule) {
 /// Text that nothing calls an attachment is what the message says. A message within the message is
 /// looked into, unless that would have to be done through its encoding.
 bool is_attachment(PartInfo const & part) {
-    if (part.type == RFC1521::message) return is_encoded(part);
+    if (part.type == RFC1521::message) return part.is_encoded();
     return part.type != RFC1521::text || part.file_name || part.disposition == RFC1806::attachment;
 }
 
@@ -47,17 +47,6 @@ bool is_type_rule(std::string const & text) {
     auto const slash = text.find('/');
     return slash != 0 && slash != text.npos && slash + 1 != text.size() &&
            text.find('/', slash + 1) == text.npos;
-}
-
-bool is_encoded(PartInfo const & part) {
-    char const * const encoding = part.transfer_encoding;
-    return encoding == RFC1521::base64 || encoding == RFC1521::quoted_printable ||
-           encoding == X::uuencode;
-}
-
-bool is_sealed(PartInfo const & multipart) {
-    return multipart.type == RFC1521::multipart &&
-           (matches(multipart, "multipart/signed") || matches(multipart, "multipart/encrypted"));
 }
 
 } // namespace examples

@@ -22,11 +22,4 @@ struct StripRules {
 /// `type/subtype`, or `type/*` for all of them.
 bool is_type_rule(std::string const & text);
 
-/// Whether the body's bytes are not those of its content.
-bool is_encoded(PartInfo const & part);
-
-/// Whether what lies within a multipart is of no use any more once a byte of it has changed
-/// (RFC 1847).
-bool is_sealed(PartInfo const & multipart);
-
 } // namespace examples
