@@ -48,7 +48,8 @@ void with_codec(std::string const & title, Use && use) {
         {"keep_invalid_escapes", &DecodingRules::keep_invalid_escapes},
         {"drop_blanks_behind_soft_break", &DecodingRules::drop_blanks_behind_soft_break},
         {"padding_ends_line_only", &DecodingRules::padding_ends_line_only},
-        {"end_word_ends_data", &DecodingRules::end_word_ends_data}};
+        {"end_word_ends_data", &DecodingRules::end_word_ends_data},
+        {"skip_empty_lines", &DecodingRules::skip_empty_lines}};
     std::vector<std::string> const words = split(title, ' ');
     bool const is_short = words.back() == "short";
     if (words[0] == "Encoding64") return use(Encoding64(!is_short));

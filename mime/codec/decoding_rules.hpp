@@ -15,6 +15,9 @@ struct DecodingRules {
     bool padding_ends_line_only = false;
     /// Uuencode: a line "end" ends the data also without a line of length 0 in front of it.
     bool end_word_ends_data = false;
+    /// Uuencode: an empty line is passed over where a line follows that can be nothing but data.
+    /// Off: it ends the data.
+    bool skip_empty_lines = false;
     /// All: `Finish` delivers what is open at the end of the data: the whole bytes of an unfinished
     /// base64 group, a last uuencoded line without a line end, a lone CR. Off: it is dropped.
     bool deliver_unfinished_end = false;

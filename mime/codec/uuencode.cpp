@@ -17,7 +17,7 @@
 
 namespace {
 
-enum State { before_data, in_data, behind_data };
+enum State { before_data, in_data, behind_data, behind_empty_line };
 
 constexpr unsigned int most_bytes = 63;
 constexpr std::size_t longest_line = 1 + most_bytes / 3 * 4;
@@ -44,6 +44,24 @@ constexpr unsigned int value_of(char c) {
 std::size_t size_of_line(std::string_view line) {
     if (line.empty() || line[0] == '\r') return 0;
     return (vellum::ascii::byte(line[0]) - 0x20U) & 0x3FU;
+}
+
+/// Whether the line can be nothing but data: its characters are those of the encoding, and nearly
+/// as many as its first one tells. Encoders add a checksum, and a blank or two get lost.
+bool is_surely_data(std::string_view line) {
+    constexpr std::size_t most_missing = 3;
+    constexpr std::size_t most_added = 2;
+    line = without_blanks(line);
+    std::size_t const size = size_of_line(line);
+    if (size == 0) return false;
+    std::size_t const expected = 1 + (size + 2) / 3 * 4;
+    return line.size() + most_missing >= expected && line.size() <= expected + most_added &&
+           std::all_of(line.begin(), line.end(), [](char c) { return c >= ' ' && c <= '`'; });
+}
+
+/// Whether the line is one of length 0 and no other text.
+bool is_last_line(std::string_view line) {
+    return size_of_line(line) == 0 && without_blanks(line).size() == 1;
 }
 
 } // namespace
@@ -78,14 +96,17 @@ int DecodingUU::decode(iSimpleStream * in, oSimpleStream * out) {
 void DecodingUU::noteEnd() {
     std::string_view const open(gathered_.data(), length_);
     defects.no_begin = state == before_data;
-    defects.no_end = state == in_data && (length_ == 0 || size_of_line(open) != 0) &&
+    bool const is_open = state == in_data || (state == behind_empty_line && is_surely_data(open));
+    defects.no_end = is_open && (length_ == 0 || size_of_line(open) != 0) &&
                      !(rules.end_word_ends_data && is_end_word(open));
-    if (state != in_data) noteTextOutside(open);
+    if (!is_open) noteTextOutside(open);
 }
 
 void DecodingUU::writeTail() {
     noteEnd();
-    if (state == in_data) takeLine({gathered_.data(), std::exchange(length_, 0)});
+    if (state == in_data || state == behind_empty_line) {
+        takeLine({gathered_.data(), std::exchange(length_, 0)});
+    }
 }
 
 /// Keeps what may matter of a line that isn't complete yet.
@@ -114,6 +135,10 @@ int DecodingUU::takeLine(std::string_view line) {
             decodeLine(line);
         }
         return 1;
+    case behind_empty_line:
+        if (without_blanks(line).empty() && size_of_line(line) == 0) return 1;
+        state = is_surely_data(line) || is_last_line(line) ? in_data : behind_data;
+        return takeLine(line);
     default: noteTextOutside(line); return 0;
     }
 }
@@ -131,7 +156,8 @@ void DecodingUU::noteTextOutside(std::string_view line) {
 void DecodingUU::decodeLine(std::string_view line) {
     std::size_t const size = size_of_line(line);
     if (size == 0) {
-        state = behind_data;
+        bool const is_empty = line.empty() || line[0] == '\r';
+        state = is_empty && rules.skip_empty_lines ? behind_empty_line : behind_data;
         return;
     }
     // What the line is too short for stays 0.

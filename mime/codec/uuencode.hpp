@@ -9,10 +9,11 @@
 #include <string_view>
 
 /// Decodes one uuencoded file: what stands between a "begin " line of either case and a line of
-/// length 0, which an empty line is too, or by the rule `end_word_ends_data` "end". Text around it
-/// is dropped, the mode and the file name as well. A line yields the number of bytes that its first
-/// character tells: what lies beyond them is not looked at, and what is missing or no character of
-/// the encoding counts as zero. The tail is a last line without a line end.
+/// length 0, which an empty line is too unless the rule `skip_empty_lines` finds data behind it, or
+/// by the rule `end_word_ends_data` "end". Text around it is dropped, the mode and the file name as
+/// well. A line yields the number of bytes that its first character tells: what lies beyond them is
+/// not looked at, and what is missing or no character of the encoding counts as zero. The tail is a
+/// last line without a line end.
 class VELLUM_EXPORT DecodingUU : public MIME_TransferDecoding {
 public:
     DecodingUU();
