@@ -533,6 +533,45 @@ TEST(Memory, OfALongHeaderLineIsGivenBack) {
     EXPECT_LE(note.kept, 2'000'000U);
 }
 
+/// Neither text beside parts nor text without a header is held, whatever its lines.
+TEST(Memory, OfTextIsThatOfItsPieces) {
+    struct HeapLook : std::streambuf {
+        std::streamsize xsputn(char const *, std::streamsize size) override {
+            struct mallinfo2 const heap = mallinfo2();
+            most = std::max(most, heap.uordblks + heap.hblkhd);
+            return size;
+        }
+        std::size_t most = 0;
+    } heap;
+    std::ostream sink(&heap);
+    struct Note : MimeINote {
+        using MimeINote::MimeINote;
+        void BeginPart(MimeContext &) override { sink->write("", 1); }
+        void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
+            if (data != nullptr) *data = sink;
+        }
+        void BeginPreamble(MimeContext &, std::ostream ** text) override { *text = sink; }
+        void BeginEpilogue(MimeContext &, std::ostream ** text) override { *text = sink; }
+        std::ostream * sink = nullptr;
+    };
+    std::string const type = "Content-Type: multipart/mixed; boundary=x\n";
+    std::string const line(20'000'000, 'y');
+    for (std::string const & start :
+         {std::string(), std::string("\r"), std::string("y\n "), type, type + "\n", type + "\n\r",
+          type + "\n--x--\n", std::string("Content-Type: message/rfc822\n\r")}) {
+        ChunkedBuf buffer(start + line, {5000, 5000});
+        std::istream in(&buffer);
+        Note note(in);
+        note.SetReading(MimeINote::Reading_Extended);
+        note.sink = &sink;
+        heap.most = 0;
+        sink.write("", 1);
+        std::size_t const before = heap.most;
+        note.Receive();
+        EXPECT_LE(heap.most, before + 1'000'000) << start;
+    }
+}
+
 /// The offset is one in the buffer's text; further out there is nothing to keep.
 TEST(Lines, AreReadBehindTheTextThatThereIs) {
     std::istringstream in("one\ntwo\nthree\n");

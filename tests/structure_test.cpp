@@ -7,6 +7,7 @@
 
 #include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
+#include "tests/support/fragments.hpp"
 #include "tests/support/small_stack.hpp"
 #include "tests/support/texts.hpp"
 
@@ -267,6 +268,105 @@ TEST(Stack, HoldsEncodedMessagesWithinEachOther) {
         shape_of(repeated(with_names("{message}quoted-printable\n\n"), 200),
                  MimeINote::Reading_Extended);
     });
+}
+
+/// What is longer than the pieces that text comes in is told from text all the same.
+TEST(Structure, OfLongLinesIsThatOfShortOnes) {
+    std::string const pad(100'000, ' '), word(100'000, 'w');
+    struct {
+        char const * name;
+        std::string message, extended;
+    } const long_rows[] = {
+        {"a padded delimiter", mixed + "--x" + pad + "\n\none\n--x--" + pad,
+         "multipart/mixed{!blanks!text/plain[!blanks!one]}"},
+        {"a padded line that is none", mixed + "--x" + pad + "y\n--x--\n",
+         "multipart/mixed<--x" + pad + "y>{}"},
+        {"a line without a header", word + ": w\n\none\n",
+         "text/plain!into body![" + word + ": w\n\none\n]"},
+        {"a folded one", repeated("w\n ", 50'000) + ": w\n",
+         "text/plain!into body![" + repeated("w\n ", 50'000) + ": w\n]"},
+        {"a long field", "A: " + word + "\n " + word + "\n\none\n", "text/plain[one\n]"},
+        {"a long line in front of a field", std::string(60'000, 'w') + "\nA: b\n\none\n",
+         "text/plain!stray![one\n]"},
+        {"blank text", std::string(100'000, '\r') + "A: b\n", "text/plain!into body![A: b\n]"},
+        {"line ends of a header without an end",
+         mixed.substr(0, mixed.size() - 1) + repeated("stray\n", 12'000) + "--x\n\none\n--x--\n",
+         "multipart/mixed!into body!<" + repeated("stray\n", 11'999) + "stray>{text/plain[one]}"},
+    };
+    for (auto const & row : long_rows) {
+        for_each_input(
+            row.message,
+            [&](auto & input, std::string const & how) {
+                EXPECT_TRUE(Shape(input).run(MimeINote::Reading_Extended) == row.extended)
+                    << row.name << ", " << how;
+            },
+            3);
+    }
+}
+
+/// An offset is one of the text that the part was read in.
+TEST(Limits, OfPartsAreToldWithTheirPlaceInAnEncodedMessage) {
+    class Offsets : public Shape {
+    public:
+        using Shape::Shape;
+        std::string offsets;
+
+    protected:
+        void Defect(MimeContext const & context, MimeDefect what, long long at) override {
+            if (what != Defect_TooManyParts) return;
+            offsets += std::to_string(context.decoded_depth) + ':' + std::to_string(at) + ' ';
+        }
+    };
+    std::string const inner = mixed + "--x\n\n1\n--x\n\n2\n"; // its decoded lines end in CR LF
+    std::string const text = "Content-Type: multipart/mixed; boundary=o\n\n--o\n"
+                             "Content-Type: message/rfc822\n"
+                             "Content-Transfer-Encoding: quoted-printable\n\n" +
+                             replaced(inner, "=x", "=3Dx") + "--o\n\n3\n--o--\n";
+    std::string const places = "1:" + std::to_string(with_crlf(inner).rfind("--x")) +
+                               " 0:" + std::to_string(text.find("--o\n\n3")) + ' ';
+    for_each_input(text, [&](auto & input, std::string const & how) {
+        Offsets note(input);
+        note.SetPartLimit(4);
+        note.run(MimeINote::Reading_Extended);
+        EXPECT_EQ(note.offsets, places) << how;
+    });
+}
+
+/// Fragment 1 may enclose a text without a header, or one that no blank line ends.
+TEST(Fragments, KeepTheTextThatTheFirstEncloses) {
+    std::string const type = "Content-Type: message/partial; id=a; number=1; total=1\n";
+    struct {
+        char const * enclosed;
+        char const * extended;
+    } const texts[] = {
+        {"one\ntwo\n\nthree\n", "text/plain[one\ntwo\n\nthree\n]"},
+        {"one", "text/plain[one]"},
+        {"\none\n\ntwo\n", "text/plain[one\n\ntwo\n]"},
+        {"\n\none\n", "text/plain[\none\n]"},
+        {"Subject: s\none\n\ntwo\n", "text/plain[one\n\ntwo\n]"},
+        {"From x\nSubject: s\n\none\n", "text/plain[one\n]"},
+        {"Content-Type: text/html\n\none\n", "text/html[one\n]"},
+    };
+    for (auto const & row : texts) {
+        for (std::string const head : {"", "To: a@b\n"}) {
+            std::string const whole = head + type + '\n' + row.enclosed;
+            for (std::string const & text : {whole, with_crlf(whole)}) {
+                StoreDirectory const store;
+                std::istringstream in(text);
+                Shape note(in);
+                note.SetPartialDir(store.prefix().c_str());
+                note.shows_defects = false;
+                EXPECT_EQ(note.run(MimeINote::Reading_Extended), row.extended) << text;
+            }
+        }
+    }
+    std::string const lone_cr = type + "\rone\n";
+    StoreDirectory const store;
+    std::istringstream in(lone_cr);
+    Shape note(in);
+    note.SetPartialDir(store.prefix().c_str());
+    note.shows_defects = false;
+    EXPECT_EQ(note.run(MimeINote::Reading_Extended), "text/plain[one\n]");
 }
 
 } // namespace

@@ -19,6 +19,8 @@ struct ReadingRules {
     bool delimiter_ends_header;    ///< A delimiter directly behind header fields ends that header.
     bool stray_lines_begin_body;   ///< Lines that are no fields, with no field behind them, are the
                                    ///< start of the body.
+    bool lone_cr_is_blank_line;    ///< A CR that ends the header of a multipart or a message is its
+                                   ///< blank line, and the rest of that line is the body's.
     bool multipart_needs_boundary; ///< A multipart without a boundary is data.
     bool encoded_messages_opened;  ///< A message in base64, quoted-printable or uuencode is walked;
                                    ///< message/global is a message (RFC 6532 3.7).
@@ -61,6 +63,7 @@ inline constexpr ReadingRules extended_reading{
     .outer_delimiters = true,
     .delimiter_ends_header = true,
     .stray_lines_begin_body = true,
+    .lone_cr_is_blank_line = true,
     .multipart_needs_boundary = true,
     .encoded_messages_opened = true,
     .fragments_need_directory = true,
@@ -84,6 +87,7 @@ inline constexpr ReadingRules extended_reading{
                  .drop_blanks_behind_soft_break = true,
                  .padding_ends_line_only = true,
                  .end_word_ends_data = true,
+                 .skip_empty_lines = true,
                  .deliver_unfinished_end = true},
     .encoding_names = true,
 };

@@ -7,6 +7,7 @@
 #include "mime/header/content_type_parser.hpp"
 #include "mime/header/grammar.hpp"
 #include "mime/header/parameters.hpp"
+#include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
 
 #include <optional>
@@ -69,6 +70,20 @@ bool MimeReceiver::Query_Content_Type(std::string & body) {
         }
     }
     return true;
+}
+
+/// The multipart's delimiter may end its header. It has the boundary as it stands in the field, not
+/// in the client's code page.
+void MimeReceiver::Expect_delimiter(std::string & body) {
+    HeaderScanner scanner(body.data(), *this);
+    Position at = 0;
+    vellum::read_media_type(scanner, at);
+    for (ParameterReader parameter(scanner, at); parameter.next();) {
+        if (!parameter.is(RFC1521::boundary)) continue;
+        std::string const boundary = parameter.value();
+        if (boundary.find_first_not_of(" \t") == boundary.npos) return; // it counts as missing
+        return line_reader_->Boundary_Expect(boundary.c_str());
+    }
 }
 
 void MimeReceiver::Query_Content_Disposition(std::string & body) {

@@ -8,15 +8,41 @@
 // Bounds:     no more is held than a block of text, decoded. The levels within each other are few:
 //             a byte of the innermost one is decoded once for each level.
 #include "mime/codec/transfer_codec.hpp"
+#include "mime/foundation/ascii.hpp"
 #include "mime/foundation/simple_stream.hpp"
 #include "mime/foundation/text_stream.hpp"
+#include "mime/foundation/tokens.hpp"
 #include "mime/header/reading_rules.hpp"
+#include "mime/receive/field_list.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/receiver.hpp"
+#include "mime/receive/text_lines.hpp"
 
 #include <array>
+#include <string>
+#include <string_view>
+#include <tuple>
 #include <utility>
+
+namespace {
+
+/// Whether the text has a "=" that begins neither an escape nor a soft break.
+bool has_bad_escape(std::string_view text) {
+    auto const is_hex = [&](std::size_t i) {
+        char const c = i < text.size() ? vellum::ascii::to_lower(text[i]) : ' ';
+        return vellum::ascii::is_digit(c) || (c >= 'a' && c <= 'f');
+    };
+    for (std::size_t at = 0; (at = text.find('=', at)) != text.npos;) {
+        ++at;
+        if (is_hex(at) && is_hex(at + 1)) continue;
+        std::size_t const end = text.find_first_not_of(" \t\r", at);
+        if (end != text.npos && text[end] != '\n') return true;
+    }
+    return false;
+}
+
+} // namespace
 
 /// Where a run reads and what it has read there.
 struct MimeReceiver::Place {
@@ -27,6 +53,7 @@ struct MimeReceiver::Place {
     long long position = 0;
     unsigned long long line_count = 0;
     bool at_end = false;
+    long long limit_passed_at = -1;
     std::ostream * debug = nullptr;
 
     void swap(MimeReceiver & run) {
@@ -37,6 +64,7 @@ struct MimeReceiver::Place {
         std::swap(position, run.position);
         std::swap(line_count, run.line_count);
         std::swap(at_end, run.at_end);
+        std::swap(limit_passed_at, run.limit_passed_at);
         std::swap(debug, run.debug);
     }
 };
@@ -100,6 +128,40 @@ private:
     bool has_line_ = true; ///< The current line of the body hasn't been decoded.
     bool is_over_ = false;
 };
+
+/// Takes the first line of a message that its header says is encoded. True if that isn't so, as
+/// where a mailer wrote the field and forgot the rest: then nothing is taken. A line of base64 or
+/// uuencode is no field. Quoted-printable begins with a field in any case, but its header has no
+/// "=" that isn't an escape, and that of a message with a multipart or an encoded word has.
+bool MimeReceiver::is_encoded_in_name_only(MimeContext & context) {
+    auto const before = std::tuple(previous_position, position, line_count, at_end);
+    NewText_Body();
+    std::string_view name;
+    if (line_reader_->Boundary_is_a() || !vellum::FieldQueue::is_field(line(), name) ||
+        name.empty()) {
+        return false;
+    }
+    bool const is_quoted_printable = transfer_encoding == RFC1521::quoted_printable;
+    std::string head;
+    while (is_quoted_printable && !line_reader_->Boundary_is_a() &&
+           !vellum::is_blank_line(line()) && head.size() < vellum::text_block) {
+        head += line();
+        NewText_Body();
+    }
+    bool const is_plain = !is_quoted_printable || has_bad_escape(head);
+    line_reader_->Unread_Body(std::move(head));
+    std::tie(previous_position, position, line_count, at_end) = before;
+    if (!is_plain) {
+        NewText_Body();
+        return false;
+    }
+    DecodingDefects met;
+    met.bad_character = transfer_encoding == RFC1521::base64;
+    met.bad_escape = is_quoted_printable;
+    met.no_begin = transfer_encoding == X::uuencode;
+    tell_decoding(context, met);
+    return true;
+}
 
 /// Walks the message whose encoded text begins with the current line, and reads on to the end of
 /// the body.

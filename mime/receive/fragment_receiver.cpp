@@ -13,9 +13,11 @@
 
 #include "mime/foundation/tokens.hpp"
 #include "mime/foundation/trace_site.hpp"
+#include "mime/header/reading_rules.hpp"
 #include "mime/partial/file_stream.hpp"
 #include "mime/partial/store.hpp"
 #include "mime/receive/field_list.hpp"
+#include "mime/receive/limits.hpp"
 #include "mime/receive/line_reader.hpp"
 #include "mime/receive/text_lines.hpp"
 
@@ -104,9 +106,10 @@ void MimeReceiver::Copy_fragment(FieldQueue & fields, NewFragment & fragment) {
     int const number = fragment.label.number;
     bool const has_fields =
         number <= 1 && write_fields(file, fields, false, line_reader_->Boundary_EOL_Length());
+    pass_lone_cr();
     if (!runs_into_body_) NewLine_Body(); // the blank line behind the outer header
     if (number == 1) Copy_enclosed_header(file, has_fields);
-    NewLine_Body();
+    NewText_Body();
     For_each_text([&file](std::string_view text) { file.write(text); });
 }
 
@@ -114,6 +117,7 @@ void MimeReceiver::Copy_fragment(FieldQueue & fields, NewFragment & fragment) {
 /// no field to copy and none before, another blank line stands for the header: one at the very
 /// start of a message doesn't end its header.
 void MimeReceiver::Copy_enclosed_header(ScratchFile & file, bool has_fields) {
+    if (rules->stray_lines_begin_body) return Copy_header_before_text(file, has_fields);
     FieldQueue enclosed;
     std::string_view name;
     std::string blank_line;
@@ -135,6 +139,32 @@ void MimeReceiver::Copy_enclosed_header(ScratchFile & file, bool has_fields) {
     if (!write_fields(file, enclosed, true, eol_length) && !has_fields) {
         file.write(eol_of(eol_length));
     }
+}
+
+/// The same, but lines that are no fields, with no field behind them, are the start of the text, as
+/// they are in any header. They stay in the input, and a blank line is written in front of them.
+void MimeReceiver::Copy_header_before_text(ScratchFile & file, bool has_fields) {
+    FieldQueue enclosed;
+    std::string_view name;
+    std::string text;
+    bool is_first = true;
+    while (text.size() <= vellum::most_stray_text &&
+           NewField_Head(std::exchange(is_first, false))) {
+        copy_raw(line());
+        if (FieldQueue::is_field(line(), name)) {
+            enclosed.append(line(), name, previous_position);
+            text.clear();
+        } else {
+            text += line();
+        }
+    }
+    int const eol_length = line_reader_->Boundary_EOL_Length();
+    bool const has_any = write_fields(file, enclosed, true, eol_length) || has_fields;
+    if (!has_any) file.write(eol_of(eol_length));
+    if (!text.empty() && text.front() != '\r' && text.front() != '\n') {
+        file.write(eol_of(eol_length));
+    }
+    line_reader_->Push_Back(text);
 }
 
 /// Reads the set as a message for the same note.

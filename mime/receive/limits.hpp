@@ -15,6 +15,9 @@ inline constexpr unsigned int line_buffer_size = 4000;
 /// A body line that is longer than this, and can't be a delimiter, goes on in pieces.
 inline constexpr std::size_t line_piece = std::size_t{16} << 10;
 
+/// The most bytes of a delimiter with the blanks behind it, which no standard limits.
+inline constexpr std::size_t most_padding = std::size_t{256} << 10;
+
 /// The most text that goes on at once: it bounds what a stage between a decoder and a translator
 /// has to hold, and is large enough that the cost of a call doesn't count.
 inline constexpr std::size_t text_block = std::size_t{64} << 10;

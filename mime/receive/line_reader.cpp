@@ -4,6 +4,7 @@
 #include "mime/foundation/ascii.hpp"
 #include "mime/header/reading_rules.hpp"
 #include "mime/receive/boundary_stack.hpp"
+#include "mime/receive/field_list.hpp"
 #include "mime/receive/limits.hpp"
 #include "mime/receive/line_buffer.hpp"
 #include "mime/receive/receiver.hpp"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <limits>
 #include <ostream>
+#include <utility>
 
 using vellum::Boundary_Close;
 using vellum::Boundary_Not;
@@ -103,6 +105,28 @@ void MimeLine::Push_Back(std::string_view text) {
         pushed_at_ = 0;
     }
     boundary_next = {}; // where a delimiter stands behind the text it is found again
+    is_put_back_ = true;
+}
+
+void MimeLine::Unread_Body(std::string before) {
+    restore_saved();
+    before += buffer_->view(); // the line, and what was read ahead
+    buffer_->truncate(0);
+    pending = 0;
+    at_end_flag = false;
+    boundary_current = {};
+    Push_Back(before);
+}
+
+bool MimeLine::Pass_Lone_CR() {
+    if (pending != 0 || peek() != '\r') return false;
+    window();
+    take(1);
+    int const c = peek();
+    is_put_back_ = true; // the line has lost what stood in front of it
+    if (c != '\n' && c != -1) return true;
+    Push_Back("\r");
+    return false;
 }
 
 long long MimeLine::Read_to_LF(long long offset) {
@@ -132,6 +156,20 @@ void MimeLine::gather(std::size_t start, std::size_t most) {
     }
 }
 
+/// The same for a body line, but of a line that is a delimiter so far, with blanks behind it, as
+/// many of them as there may be.
+void MimeLine::gather_body_line(std::size_t start, std::size_t most) {
+    gather(start, most);
+    if (!rules_->delimiter_blanks) return;
+    while (most < vellum::most_padding) {
+        std::string_view const line = buffer_->view().substr(start);
+        if (line.size() < most || line.back() == '\n') return;
+        if (levels_->Find(line).kind == Boundary_Not) return;
+        most = std::min(4 * most, vellum::most_padding);
+        gather(start, most);
+    }
+}
+
 /// The size from which on a line that has not ended can't be a delimiter.
 std::size_t MimeLine::piece_size() const {
     return std::max(vellum::line_piece, levels_->longest() + longest_delimiter_tail);
@@ -146,15 +184,23 @@ int MimeLine::peek_line() {
                                                                  : buffer_->data()[pending]);
 }
 
-/// Puts the next line at the buffer's end, or, if it was read ahead, alone into the buffer.
-long long MimeLine::next_physical_line() {
-    if (pending == 0) return Read_to_LF(-1);
-    restore_saved();
-    buffer_->drop_front(pending);
-    pending = 0;
-    boundary_next = {};
-    gather(0, whole_line); // it may be the start of a long line
-    return static_cast<long long>(buffer_->length());
+/// Puts the next line at the buffer's end, or, if it was read ahead, alone into the buffer. What is
+/// no field comes no further than to a size of `most` in all; a field sets that limit aside.
+long long MimeLine::next_physical_line(std::size_t & most) {
+    std::size_t const start = pending == 0 ? buffer_->length() : 0;
+    if (pending != 0) {
+        restore_saved();
+        buffer_->drop_front(pending); // it may be the start of a long line
+        pending = 0;
+        boundary_next = {};
+    }
+    gather(start, most - start);
+    std::string_view name;
+    if (buffer_->length() >= most && vellum::FieldQueue::is_field(buffer_->view(), name)) {
+        most = whole_line;
+        gather(start, most);
+    }
+    return static_cast<long long>(buffer_->length() - start);
 }
 
 long long MimeLine::ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first) {
@@ -169,23 +215,28 @@ long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool fir
                               bool as_it_stands) {
     int const c = peek_line();
     atEnd = c == -1;
-    auto const end_header = [this] {
-        if (lf_lines > crlf_lines && levels_->top() != nullptr) levels_->top()->eol = "\n";
+    is_put_back_ = false;
+    if (!first && (c == '\r' || c == '\n' || c == -1)) {
+        end_head();
         return 0;
-    };
-    if (!first && (c == '\r' || c == '\n' || c == -1)) return end_header();
+    }
+    std::size_t most =
+        as_it_stands && rules_->stray_lines_begin_body ? vellum::most_stray_text + 1 : whole_line;
     if (pending == 0) {
         is_saved_ = false;
         buffer_->truncate(0);
         if (as_it_stands && c != '-') { // no delimiter
-            if (long long const taken = take_field_at_hand(lines)) return taken;
+            if (long long const taken = take_field_at_hand(lines, most)) return taken;
         }
     }
     long long total = 0;
     for (bool folded = true; folded;) {
-        long long const taken = next_physical_line();
+        long long const taken = next_physical_line(most);
         if (taken == 0) break;
-        if (total == 0 && c == '-' && as_it_stands && starts_with_delimiter()) return end_header();
+        if (total == 0 && c == '-' && as_it_stands && starts_with_delimiter()) {
+            end_head();
+            return 0;
+        }
         total += taken;
         ++lines;
         std::string_view const text = buffer_->view();
@@ -193,6 +244,7 @@ long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool fir
             owner_->debug->write(text.data() + text.size() - taken, taken);
         }
         if (text.back() == '\n') folded = !ends_line(as_it_stands);
+        if (text.size() >= most) break;
     }
     *line_begin_ = buffer_->data();
     *line_end_ = buffer_->data() + buffer_->length();
@@ -200,8 +252,8 @@ long long MimeLine::read_head(unsigned long long & lines, bool & atEnd, bool fir
 }
 
 /// Hands out the next field where it lies. 0 if not all of it is at hand, with the byte behind it,
-/// which tells that it isn't folded there.
-long long MimeLine::take_field_at_hand(unsigned long long & lines) {
+/// which tells that it isn't folded there, or if it has `most` bytes.
+long long MimeLine::take_field_at_hand(unsigned long long & lines, std::size_t most) {
     std::string_view const at_hand = window();
     std::size_t size = 0;
     unsigned long long lf_count = 0;
@@ -211,6 +263,7 @@ long long MimeLine::take_field_at_hand(unsigned long long & lines) {
         if (lf == at_hand.npos || lf + 1 == at_hand.size()) return 0;
         ++(lf > 0 && at_hand[lf - 1] == '\r' ? crlf_count : lf_count);
         size = lf + 1;
+        if (size >= most) return 0;
     } while (vellum::ascii::is_blank(at_hand[size]));
     take(size);
     lf_lines += lf_count;
@@ -221,16 +274,23 @@ long long MimeLine::take_field_at_hand(unsigned long long & lines) {
     return static_cast<long long>(size);
 }
 
+/// The top level expects the line end that most lines have had.
+void MimeLine::end_head() {
+    if (lf_lines > crlf_lines && levels_->top() != nullptr) levels_->top()->eol = "\n";
+}
+
 /// Whether the line in the buffer is a delimiter that ends the header. It becomes the next body
 /// line then.
 bool MimeLine::starts_with_delimiter() {
     if (!rules_->delimiter_ends_header) return false;
-    FoundBoundary const found = find(0, {});
-    if (found.kind == Boundary_Not) return false;
+    bool const is_expected = expected_ && find_in(*expected_, buffer_->view()).kind != Boundary_Not;
+    FoundBoundary const found = is_expected ? FoundBoundary() : find(0, {});
+    if (!is_expected && found.kind == Boundary_Not) return false;
     Push_Back(buffer_->view());
     buffer_->truncate(0);
     boundary_next = found;
     delimiter_lines_ = 1;
+    is_put_back_ = is_expected;
     return true;
 }
 
@@ -270,9 +330,12 @@ long long MimeLine::read_body(unsigned long long & lines, bool & atEnd, std::siz
     bool const is_known = boundary_current.kind != Boundary_Not;
     if (!is_known) delimiter_lines_ = 2;
     long long length = start_body_line(lines, is_known ? whole_line : most);
-    if (boundary_previous.kind == Boundary_Close && !is_known) {
-        // The line end in front of this line has gone with the closing delimiter before it.
+    bool const begins_body = std::exchange(is_put_back_, false);
+    if ((boundary_previous.kind == Boundary_Close || begins_body) && !is_known) {
+        // The line end in front of this line has gone with the closing delimiter before it, or
+        // there is none.
         boundary_current = find(0, {});
+        if (begins_body) delimiter_lines_ = boundary_current.kind != Boundary_Not ? 1 : 2;
     }
     if (length == 0) {
         at_end_flag = true;
@@ -310,13 +373,19 @@ FoundBoundary MimeLine::match(std::size_t at, std::string_view eol_in_front) {
         if (!eol_in_front.empty() && eol_in_front != top->eol) return {};
         return {top->Match(line, false), top->depth};
     }
-    if (!has_eol && (!rules_->delimiter_at_end || peek() != -1)) return {};
-    FoundBoundary found = levels_->Find(line);
-    if (found.has_blanks && !rules_->delimiter_blanks) return {};
+    FoundBoundary found = find_in(*levels_, line);
     std::string_view const eol_behind = line.ends_with("\r\n") ? "\r\n" : "\n";
     found.has_other_eol =
         (!eol_in_front.empty() && eol_in_front != top->eol) || (has_eol && eol_behind != top->eol);
     return found;
+}
+
+/// What the line in the buffer is to any of the levels, as far as the rules allow it.
+FoundBoundary MimeLine::find_in(vellum::BoundaryStack const & levels, std::string_view line) {
+    bool const has_eol = !line.empty() && line.back() == '\n';
+    if (!has_eol && (!rules_->delimiter_at_end || peek() != -1)) return {};
+    FoundBoundary const found = levels.Find(line);
+    return found.has_blanks && !rules_->delimiter_blanks ? FoundBoundary() : found;
 }
 
 /// Puts the line, read ahead or not, alone into the buffer.
@@ -330,7 +399,7 @@ long long MimeLine::start_body_line(unsigned long long & lines, std::size_t most
         pending = 0;
         if (boundary_current.kind != Boundary_Not) ++lines;
     }
-    gather(0, most);
+    gather_body_line(0, most);
     return static_cast<long long>(buffer_->length());
 }
 
@@ -341,7 +410,7 @@ long long MimeLine::look_ahead(long long length, unsigned long long & lines, std
     if (boundary_current.kind != Boundary_Not || top == nullptr || peek() != '-') return length;
     auto const line_length = static_cast<std::size_t>(length);
     pending = line_length;
-    gather(pending, most);
+    gather_body_line(pending, most);
     std::string_view const line = buffer_->view().substr(0, line_length);
     bool const is_crlf = line.size() >= 2 && line[line.size() - 2] == '\r';
     std::string_view const eol =
@@ -443,6 +512,14 @@ bool MimeLine::Boundary_has_text() const {
 }
 
 void MimeLine::Boundary_Pop() { levels_->pop(); }
+
+void MimeLine::Boundary_Expect(char const * boundary) {
+    expected_.reset();
+    if (boundary == nullptr) return;
+    expected_ = std::make_unique<vellum::BoundaryStack>();
+    expected_->push();
+    expected_->set_text(std::string("--").append(boundary));
+}
 
 int MimeLine::Boundary_EOL_Length() const {
     return levels_->top() != nullptr ? static_cast<int>(levels_->top()->eol.size()) : 2;

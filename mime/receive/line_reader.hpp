@@ -12,8 +12,9 @@
 //             from the header lines. A bare CR is a plain byte, but at the start of a header line
 //             it ends the header.
 // Bounds:     the buffer holds a line and the one read ahead. A long line of text goes on in
-//             pieces. A header line has no limit but memory; when that is exhausted, the input ends
-//             there.
+//             pieces. A header line has no limit but memory, unless by the rule
+//             `stray_lines_begin_body` it can only be text; when memory is exhausted, the input
+//             ends there.
 #pragma once
 
 #include "mime/export.hpp"
@@ -60,11 +61,18 @@ public:
     long long ReadLine_Head(unsigned long long & lines, bool & atEnd, bool first);
     /// The same, but as it stands: with its line ends where it is folded, without a copy if the
     /// source has it at hand, and nothing goes to the debug stream. The header may also end in
-    /// front of a delimiter, which is then the next body line.
+    /// front of a delimiter, which is then the next body line. A line of more than 64 KB that is no
+    /// field may come in part: it begins the body then.
     long long ReadField_Head(unsigned long long & lines, bool & atEnd, bool first);
     /// Puts text in front of what is left of the input. Its lines have been read as header lines,
-    /// and are now to be read again.
+    /// and are now to be read again. Where the next body line is the first of them, it has no line
+    /// end in front of it that it would need as a delimiter.
     void Push_Back(std::string_view text);
+    /// Puts `before` and then the current body line back, as if neither had been read: `before` are
+    /// the lines in front of it.
+    void Unread_Body(std::string before);
+    /// Takes a CR that isn't followed by LF. False if there is none: nothing is taken then.
+    bool Pass_Lone_CR();
     /// Releases the memory of a header line that was very long. There is no current line then.
     void Forget_Head();
     /// The next body line, with its line end; a delimiter together with the line end in front of
@@ -84,6 +92,9 @@ public:
     /// Gives the top level its delimiter; null takes it away. Nothing on an empty stack.
     void Boundary_Init(char const * boundary);
     void Boundary_Pop();
+    /// The header that is being read is a multipart's with that boundary, whose level comes later:
+    /// its delimiter too ends the header, and is found when the level is there. Null: none is.
+    void Boundary_Expect(char const * boundary);
 
 protected:
     friend struct MimeReceiver;
@@ -100,6 +111,8 @@ protected:
     bool Boundary_is_outer() const;
     /// The header that was read last ended in front of a delimiter.
     bool Boundary_follows() const { return boundary_next.kind != vellum::Boundary_Not; }
+    /// The next body line is the first of a text that was put back.
+    bool Body_follows() const { return is_put_back_; }
     /// What the current line is doesn't count for what is read next.
     void Boundary_Forget() { boundary_current = {}; }
     bool Boundary_has_text() const;
@@ -120,18 +133,21 @@ private:
     void take(std::size_t count);
     int peek();
     int peek_line();
-    long long next_physical_line();
+    long long next_physical_line(std::size_t & most);
     long long read_head(unsigned long long & lines, bool & atEnd, bool first, bool as_it_stands);
-    long long take_field_at_hand(unsigned long long & lines);
+    long long take_field_at_hand(unsigned long long & lines, std::size_t most);
+    void end_head();
     bool starts_with_delimiter();
     bool ends_line(bool as_it_stands);
     vellum::FoundBoundary find(std::size_t at, std::string_view eol_in_front);
     vellum::FoundBoundary match(std::size_t at, std::string_view eol_in_front);
+    vellum::FoundBoundary find_in(vellum::BoundaryStack const & levels, std::string_view line);
     bool may_be_delimiter(std::string_view text) const;
     long long read_body(unsigned long long & lines, bool & atEnd, std::size_t most);
     long long start_body_line(unsigned long long & lines, std::size_t most);
     long long look_ahead(long long length, unsigned long long & lines, std::size_t most);
     void gather(std::size_t start, std::size_t most);
+    void gather_body_line(std::size_t start, std::size_t most);
     std::size_t piece_size() const;
     void hand_out(std::size_t length);
     void restore_saved();
@@ -150,12 +166,14 @@ private:
     unsigned long long crlf_lines = 0; ///< Header lines that ended in CR LF.
     bool at_end_flag = false;          ///< A body line met the end of the input.
     std::unique_ptr<vellum::BoundaryStack> levels_;
-    vellum::FoundBoundary boundary_next;     ///< What the line read ahead is,
-    vellum::FoundBoundary boundary_current;  ///< the current line,
-    vellum::FoundBoundary boundary_previous; ///< and the one before.
+    std::unique_ptr<vellum::BoundaryStack> expected_; ///< The delimiter of Boundary_Expect, if any.
+    vellum::FoundBoundary boundary_next;              ///< What the line read ahead is,
+    vellum::FoundBoundary boundary_current;           ///< the current line,
+    vellum::FoundBoundary boundary_previous;          ///< and the one before.
     int delimiter_lines_ = 2;
     std::string pushed_;        ///< Text in front of the source's.
     std::size_t pushed_at_ = 0; ///< How much of it has been taken.
+    bool is_put_back_ = false;  ///< The next body line begins it.
     vellum::ReadingRules const * rules_;
 };
 

@@ -79,6 +79,7 @@ bool MimeReceiver::Get_message_part(int message_depth, int multipart_depth,
 bool MimeReceiver::Get_message_body(MimeContext & context) {
     if (!is_opened_) return Get_message_body__Data(context);
     ++nesting_;
+    pass_lone_cr();
     bool const more =
         is_multipart() ? Get_message_body__MultiPart(context) : Get_message_body__Message(context);
     --nesting_;
@@ -161,8 +162,8 @@ void MimeReceiver::read_side_text(SideText & side) {
 
 bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
     long long const start = end_of_header();
-    copy_raw("\r\n");
-    NewLine_Body();
+    if (!runs_into_body_) copy_raw("\r\n");
+    NewText_Body();
     SideText preamble(*this, context, &MimeINote::BeginPreamble, &MimeINote::EndPreamble);
     if (!line_reader_->Boundary_is_a() && vellum::is_blank_line(line())) {
         copy_raw(line());
@@ -188,7 +189,7 @@ bool MimeReceiver::Get_message_body__MultiPart(MimeContext & context) {
     }
     line_reader_->Boundary_Pop(); // from here on the enclosing multipart's delimiters are seen
     if (!is_outer) {
-        NewLine_Body();
+        NewText_Body();
         SideText epilogue(*this, context, &MimeINote::BeginEpilogue, &MimeINote::EndEpilogue);
         read_side_text(epilogue);
     }
@@ -209,8 +210,7 @@ bool MimeReceiver::Get_message_body__Message(MimeContext & context) {
     if (has_blank_line) copy_raw(line());
     // No new level: the delimiters of the enclosing multipart end the message wherever they occur.
     if (!line_reader_->Boundary_is_a()) {
-        if (is_decoded) {
-            NewText_Body();
+        if (is_decoded && !is_encoded_in_name_only(context)) {
             walk_encoded(context);
         } else {
             Get_message_part(context.message_depth + 1, 0, *context.item, nullptr);

@@ -137,6 +137,7 @@ bool MimeReceiver::read_header(bool first, bool begins_message, FieldQueue & fie
     runs_into_body_ = false;
     header_size_ = 0;
     early_defects_.clear();
+    line_reader_->Boundary_Expect(nullptr);
     StrayLines stray;
     bool is_fragment = false;
     unsigned long long lines_before = line_count;
@@ -149,7 +150,10 @@ bool MimeReceiver::read_header(bool first, bool begins_message, FieldQueue & fie
             add_field(fields, name, is_fragment);
         } else {
             add_stray(stray, lines_before);
-            if (stray.text.size() > vellum::most_stray_text) break;
+            if (stray.text.size() > vellum::most_stray_text) {
+                line_reader_->end_head();
+                break;
+            }
         }
         line_reader_->Forget_Head();
         lines_before = line_count;
@@ -196,7 +200,13 @@ void MimeReceiver::look_at_kind(FieldQueue & fields, std::string_view name, bool
     if (!is_type && !is_disposition) return;
     line_reader_->Forget_Head(); // and the name with it
     fields.copy_last_body(kind_body_);
-    if (is_type) is_fragment = Query_Content_Type(kind_body_);
+    if (is_type) {
+        is_fragment = Query_Content_Type(kind_body_);
+        if (is_multipart() && rules->delimiter_ends_header) {
+            fields.copy_last_body(kind_body_);
+            Expect_delimiter(kind_body_);
+        }
+    }
     if (is_disposition) Query_Content_Disposition(kind_body_);
     if (kind_body_.capacity() > vellum::most_kept_memory) kind_body_ = std::string();
 }
@@ -217,24 +227,42 @@ void MimeReceiver::add_stray(StrayLines & stray, unsigned long long lines_before
 /// No field follows the stray lines: they begin the body, or were passed over. A blank line alone,
 /// in front of all, is no text.
 void MimeReceiver::end_header(StrayLines & stray) {
-    bool const is_blank = stray.text.find_first_not_of("\r\n") == stray.text.npos;
+    bool const is_blank = stray.text.size() <= vellum::most_stray_text &&
+                          stray.text.find_first_not_of("\r\n") == stray.text.npos;
     if (stray.start >= 0 && is_blank) {
         copy_raw(stray.text);
         early_defects_.push_back({Defect_StrayLine, stray.start});
     } else if (stray.start >= 0) {
         early_defects_.push_back({Defect_HeaderRunsIntoBody, stray.start});
-        line_reader_->Push_Back(stray.text);
-        position = stray.start;
-        line_count = stray.lines;
-        at_end = false;
+        put_back(stray);
         runs_into_body_ = stray.text.front() != '\r' && stray.text.front() != '\n';
         return;
     }
-    if (line_reader_->Boundary_follows()) {
+    runs_into_body_ = line_reader_->Body_follows();
+    if (line_reader_->Boundary_follows() || runs_into_body_) {
         early_defects_.push_back({Defect_HeaderRunsIntoPart, position});
     } else if (at_end) {
         early_defects_.push_back({Defect_HeaderUnfinished, position});
     }
+}
+
+/// The lines are to be read again, as text.
+void MimeReceiver::put_back(StrayLines & stray) {
+    line_reader_->Push_Back(stray.text);
+    position = stray.start;
+    line_count = stray.lines;
+    at_end = false;
+}
+
+/// A CR alone ends a header too. Behind it begins what the part encloses, in the same line.
+bool MimeReceiver::pass_lone_cr() {
+    if (!rules->lone_cr_is_blank_line || runs_into_body_ || !line_reader_->Pass_Lone_CR()) {
+        return false;
+    }
+    copy_raw("\r");
+    previous_position = position++;
+    runs_into_body_ = true;
+    return true;
 }
 
 /// What was met while the header was read, in its order.

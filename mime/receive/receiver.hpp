@@ -94,6 +94,7 @@ private:
     void look_at_kind(vellum::FieldQueue & fields, std::string_view name, bool & is_fragment);
     void add_stray(StrayLines & stray, unsigned long long lines_before);
     void end_header(StrayLines & stray);
+    void put_back(StrayLines & stray);
     void begin_header(vellum::FieldQueue & fields, MimeContext & context, long long start);
     void dispatch_all(vellum::FieldQueue & fields, MimeContext & context, bool has_type,
                       bool owns_level);
@@ -103,7 +104,9 @@ private:
     void tell_early(vellum::FieldQueue & fields, MimeContext & context);
     void tell_delimiter(MimeContext & context);
     long long end_of_header() const;
+    bool pass_lone_cr();
     bool Query_Content_Type(std::string & body);
+    void Expect_delimiter(std::string & body);
     void Query_Content_Disposition(std::string & body);
     void count_part();
     void settle_depth();
@@ -119,6 +122,7 @@ private:
     bool May_join() const;
     void Copy_fragment(vellum::FieldQueue & fields, vellum::NewFragment & fragment);
     void Copy_enclosed_header(vellum::ScratchFile & file, bool has_fields);
+    void Copy_header_before_text(vellum::ScratchFile & file, bool has_fields);
     MimeINote::ReceiveResult Receive_joined(vellum::CompleteSet const & set,
                                             MimeContextItem & parent);
 
@@ -132,6 +136,7 @@ private:
     bool Get_message_body__Message(MimeContext & context);
     struct Place;
     class DecodedLines;
+    bool is_encoded_in_name_only(MimeContext & context);
     void walk_encoded(MimeContext & context);
     void tell_decoding(MimeContext const & context, DecodingDefects const & met);
     bool Get_message_body__Data(MimeContext & context);
