@@ -26,6 +26,12 @@ constexpr TraceSite site(unsigned long line) {
     return {trace_warning, "mime/partial/store_lock", line};
 }
 
+/// The user's mutexes, held.
+struct User {
+    TMimeMutexSemaphoreEntry const processes{index_mutex, TMimeMutexSemaphore::fsInfinite};
+    TMimeMutexSemaphoreEntry const threads{thread_mutex, TMimeMutexSemaphore::fsInfinite};
+};
+
 } // namespace
 
 // Whoever holds the user's mutexes waits for nothing, so that a directory that is locked for long
@@ -48,16 +54,11 @@ struct StoreLock::Locks {
     Locks(Locks const &) = delete;
     Locks & operator=(Locks const &) = delete;
 
-    struct User {
-        TMimeMutexSemaphoreEntry const processes{index_mutex, TMimeMutexSemaphore::fsInfinite};
-        TMimeMutexSemaphoreEntry const threads{thread_mutex, TMimeMutexSemaphore::fsInfinite};
-    };
-
     bool are_held() const {
         return state == platform::Wait::held && user->threads.State() == TMimeMutexSemaphore::Held;
     }
 
-    std::optional<User> user;
+    std::optional<User> user; ///< Empty while the directory is waited for.
     std::unique_ptr<platform::Mutex> const directory;
     platform::Wait state;
     int error = 0; ///< Of what failed.
