@@ -332,6 +332,46 @@ TEST(Limits, OfPartsAreToldWithTheirPlaceInAnEncodedMessage) {
     });
 }
 
+/// A header is what stands between its two offsets, also where a delimiter or the body ends it.
+TEST(Offsets, OfAHeaderHoldABlankLineOnlyWhereThereIsOne) {
+    class Headers : public MimeINote {
+    public:
+        Headers(std::istream & in, std::string const & text) : MimeINote(in), text_(text) {}
+        std::string headers;
+
+    protected:
+        void EndHeader(MimeContext & context) override {
+            auto const start = static_cast<std::size_t>(context.exact.header_start);
+            auto const end = static_cast<std::size_t>(context.exact.header_end);
+            headers += text_.substr(start, end - start) + '|';
+        }
+
+    private:
+        std::string const & text_;
+    };
+    std::string const own = "Content-Type: multipart/mixed; boundary=y\n";
+    struct {
+        std::string message, headers;
+    } const rows_of_headers[] = {
+        {mixed + "--x\n\none\n--x--\n", mixed + "|\n|"},
+        {mixed + "--x\nA: b\n--x\n\none\n--x--\n", mixed + "|A: b\n|\n|"},
+        {mixed + "--x\n--x--\n", mixed + "||"},
+        {mixed + "--x\n" + own + "--x--\n", mixed + "|" + own + "|"},
+        {mixed + "--x\n" + own + "--y\nA: b\n--x--\n", mixed + "|" + own + "|A: b\n|"},
+        {"A: b\none\n", "A: b\n|"},
+    };
+    for (auto const & row : rows_of_headers) {
+        for (bool const is_crlf : {false, true}) {
+            std::string const text = is_crlf ? with_crlf(row.message) : row.message;
+            std::istringstream in(text);
+            Headers note(in, text);
+            note.SetReading(MimeINote::Reading_Extended);
+            note.Receive();
+            EXPECT_EQ(note.headers, is_crlf ? with_crlf(row.headers) : row.headers) << text;
+        }
+    }
+}
+
 /// Fragment 1 may enclose a text without a header, or one that no blank line ends.
 TEST(Fragments, KeepTheTextThatTheFirstEncloses) {
     std::string const type = "Content-Type: message/partial; id=a; number=1; total=1\n";

@@ -367,9 +367,11 @@ void MimeReceiver::Boundary_Init(char const * boundary) {
     line_reader_->Boundary_Init(boundary);
 }
 
-/// The blank line that ends the header has not been read yet: the body's walk begins with it.
+/// The blank line that ends the header has not been read yet: the body's walk begins with it. Where
+/// the body or a delimiter follows at once, there is none.
 long long MimeReceiver::end_of_header() const {
-    return position + (runs_into_body_ ? 0 : line_reader_->Boundary_EOL_Length());
+    bool const has_blank_line = !runs_into_body_ && !line_reader_->Boundary_follows();
+    return position + (has_blank_line ? line_reader_->Boundary_EOL_Length() : 0);
 }
 
 bool MimeReceiver::is_multipart() const { return type == RFC1521::multipart; }
