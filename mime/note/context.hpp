@@ -54,8 +54,7 @@ struct VELLUM_EXPORT MimeContextItem {
 ///   the part in front of that delimiter: `body_end` lies behind `part_end`.
 /// - `header_end` counts the blank line, also where the end of the input stands in its place: it
 ///   may lie beyond the input. Where in extended reading a delimiter or the body ends the header
-///   without a blank line, `header_end` lies in front of it, and
-///   the offset is that of the delimiter or of the body.
+///   without a blank line, `header_end` is the offset of that delimiter or of the body.
 struct VELLUM_EXPORT MimeContext {
     int message_depth;   ///< How many message/rfc822 envelopes lie around this part.
     int multipart_depth; ///< How many multiparts lie around it within its message.
