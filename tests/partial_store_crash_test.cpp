@@ -25,10 +25,9 @@ constexpr std::size_t most_workers = 8;
 
 /// What all processes see.
 struct Board {
-    std::atomic<int> calls{0};   ///< to the platform
-    std::atomic<int> kill_at{0}; ///< The number of the call before which its process dies.
-    std::atomic<int> torn{0};    ///< Messages that came home, but not as they were.
-    std::atomic<int> loose{0};   ///< Fragments that were delivered as they stand.
+    std::atomic<int> calls{0}; ///< to the platform
+    std::atomic<int> torn{0};  ///< Messages that came home, but not as they were.
+    std::atomic<int> loose{0}; ///< Fragments that were delivered as they stand.
     std::array<std::atomic<int>, most_messages> delivered{};
     std::array<std::atomic<std::size_t>, most_workers> done{}; ///< Jobs that ended, of each worker.
 };
@@ -38,31 +37,22 @@ Board & board() {
     return *memory;
 }
 
+constexpr int dies = -1;
+
 /// Which calls fail: all, or those of one name.
 struct Refusal {
     std::string_view call; ///< empty for all
     int first;             ///< the first that fails, counted from 1
     int last;
-    int error;
+    int error; ///< or `dies`: its process
 } refusal;
-
-int count_and_kill(char const *) {
-    if (++board().calls == board().kill_at) raise(SIGKILL);
-    return 0;
-}
 
 int refuse(char const * call) {
     if (!refusal.call.empty() && refusal.call != call) return 0;
     int const number = ++board().calls;
-    return number >= refusal.first && number <= refusal.last ? refusal.error : 0;
-}
-
-std::string recorded_calls;
-
-int record(char const * call) {
-    for (std::string_view const name : {"write", "sync", "rename", "sync_directory"})
-        if (name == call) recorded_calls.append(name).append(1, ' ');
-    return 0;
+    bool const is_meant = number >= refusal.first && number <= refusal.last;
+    if (is_meant && refusal.error == dies) raise(SIGKILL);
+    return is_meant ? refusal.error : 0;
 }
 
 struct Job {
@@ -74,6 +64,12 @@ class PartialStoreCrash : public testing::Test {
 protected:
     PartialStoreCrash() { new (&board()) Board; }
     ~PartialStoreCrash() override { platform::set_file_probe(nullptr); }
+
+    static void start(Refusal const & which) {
+        new (&board()) Board;
+        refusal = which;
+        platform::set_file_probe(refuse);
+    }
 
     Received run(Job const & job) {
         Sample const & sample = samples_[job.message];
@@ -112,9 +108,7 @@ protected:
     int check_refusal(Refusal const & which, bool damages = false) {
         std::string const how = std::string(which.call) + " call " + std::to_string(which.first) +
                                 ", error " + std::to_string(which.error);
-        new (&board()) Board;
-        refusal = which;
-        platform::set_file_probe(refuse);
+        start(which);
         std::vector<Job> again;
         for (Job const & job : jobs_) {
             std::string const index = store_.read("MailPart.Ndx");
@@ -146,16 +140,15 @@ TEST_F(PartialStoreCrash, LosesNothingWhenKilledBeforeAnyCall) {
     bool was_killed = true;
     int call = 1;
     for (; was_killed && !HasFailure(); ++call) {
-        new (&board()) Board;
-        board().kill_at = call;
+        start({"", call, call, dies});
         was_killed = result_of_child([this] {
-                         platform::set_file_probe(count_and_kill);
                          for (Job const & job : jobs_) {
                              run(job);
                              ++board().done[0];
                          }
                          return 0;
                      }) == -SIGKILL;
+        platform::set_file_probe(nullptr);
         // Who fed the killed receiver feeds again what it has no answer for.
         for (std::size_t i = board().done[0]; i < jobs_.size(); ++i)
             run(jobs_[i]);
@@ -188,11 +181,17 @@ TEST_F(PartialStoreCrash, LosesNothingWhenAKindOfCallFailsForGood) {
 /// A fragment's file is flushed before it gets its name, and so is the index; and the directory
 /// behind both.
 TEST_F(PartialStoreCrash, AFragmentIsOnTheDiskWhenItIsAcknowledged) {
-    platform::set_file_probe(record);
+    static std::string calls;
+    platform::set_file_probe([](char const * call) {
+        bool const is_of_the_disk =
+            std::string_view("write sync_directory rename").find(call) != std::string_view::npos;
+        if (is_of_the_disk) calls.append(call).append(1, ' ');
+        return 0;
+    });
     for (int const number : {3, 2}) {
-        recorded_calls.clear();
+        calls.clear();
         EXPECT_EQ(run({0, number}).result, MimeINote::Receive_Fragment_Stored);
-        EXPECT_EQ(recorded_calls, "write sync rename write sync rename sync_directory ");
+        EXPECT_EQ(calls, "write sync rename write sync rename sync_directory ");
     }
 }
 

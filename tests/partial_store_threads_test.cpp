@@ -63,11 +63,10 @@ bool run(StoreDirectory const & store, int threads, std::function<bool()> const 
             return 0;
         }));
     }
-    std::vector<std::thread> workers;
+    std::vector<std::jthread> workers;
     for (int i = 0; i < threads; ++i)
         workers.emplace_back([&] { work(store, *counts); });
-    for (std::thread & worker : workers)
-        worker.join();
+    workers.clear();
     bool is_prepared = true;
     for (pid_t const child : children) {
         int const result = result_of(child);
