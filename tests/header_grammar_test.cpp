@@ -15,7 +15,7 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -132,27 +132,13 @@ struct Scan {
     std::function<bool(HeaderScanner &, Position &, Span *)> run;
 };
 
-/// An operation that gives one span.
-template <typename... Arguments>
-Scan one(bool (HeaderScanner::*operation)(Position, Position &, Span &, Arguments...),
-         std::type_identity_t<Arguments>... arguments) {
-    return {1, [=](HeaderScanner & scanner, Position & next, Span * spans) {
-                return (scanner.*operation)(0, next, spans[0], arguments...);
-            }};
-}
-
-/// An operation that gives two.
-template <typename... Arguments>
-Scan two(bool (HeaderScanner::*operation)(Position, Position &, Span &, Span &, Arguments...),
-         std::type_identity_t<Arguments>... arguments) {
-    return {2, [=](HeaderScanner & scanner, Position & next, Span * spans) {
-                return (scanner.*operation)(0, next, spans[0], spans[1], arguments...);
-            }};
-}
-
-Scan blanks(Blanks what) {
-    return {0, [=](HeaderScanner & scanner, Position & next, Span *) {
-                return scanner.get_LWSP(0, next, what);
+template <std::size_t span_count, typename Operation, typename... Arguments>
+Scan scan(Operation operation, Arguments... arguments) {
+    return {span_count, [=](HeaderScanner & scanner, Position & next, Span * spans) {
+                return [&]<std::size_t... I>(std::index_sequence<I...>) {
+                    return (scanner.*operation)(0, next, spans[I]..., arguments...);
+                }
+                (std::make_index_sequence<span_count>());
             }};
 }
 
@@ -188,32 +174,32 @@ std::string scanned(Scan const & scan, std::string_view input) {
 TEST(Grammar, scanners) {
     using S = HeaderScanner;
     std::map<std::string, Scan> const scans = {
-        {"LWSP leave", blanks(Blanks::leave)},
-        {"LWSP remove", blanks(Blanks::remove)},
-        {"LWSP one", blanks(Blanks::one)},
-        {"token", one(&S::get_Atom, token_atom)},
-        {"address atom", one(&S::get_Atom, address_atom)},
-        {"dotted atom", one(&S::get_Atom, dotted_atom)},
-        {"phrase atom", one(&S::get_Atom, phrase_atom)},
-        {"value atom", one(&S::get_Atom, value_atom)},
-        {"QText keep", one(&S::get_QText, Quotes::keep)},
-        {"QText remove", one(&S::get_QText, Quotes::remove)},
-        {"RText", one(&S::get_RText)},
-        {"Word", one(&S::get_Word, value_atom, Quotes::remove, true)},
-        {"Word as is", one(&S::get_Word, value_atom, Quotes::keep, false)},
-        {"Phrase", one(&S::get_Phrase, phrase_atom, S::Comments::keep)},
-        {"LocalPart", one(&S::get_LocalPart)},
-        {"DomainLiteral", one(&S::get_DomainLiteral)},
-        {"Domain", one(&S::get_Domain)},
-        {"AddrSpec0", one(&S::get_AddrSpec0)},
-        {"AddrSpec1", one(&S::get_AddrSpec1)},
-        {"RouteAddr", one(&S::get_RouteAddr, true)},
-        {"RouteAddr any", one(&S::get_RouteAddr, false)},
-        {"Mailbox", two(&S::get_Mailbox, true)},
-        {"Mailbox any", two(&S::get_Mailbox, false)},
+        {"LWSP leave", scan<0>(&S::get_LWSP, Blanks::leave)},
+        {"LWSP remove", scan<0>(&S::get_LWSP, Blanks::remove)},
+        {"LWSP one", scan<0>(&S::get_LWSP, Blanks::one)},
+        {"token", scan<1>(&S::get_Atom, token_atom)},
+        {"address atom", scan<1>(&S::get_Atom, address_atom)},
+        {"dotted atom", scan<1>(&S::get_Atom, dotted_atom)},
+        {"phrase atom", scan<1>(&S::get_Atom, phrase_atom)},
+        {"value atom", scan<1>(&S::get_Atom, value_atom)},
+        {"QText keep", scan<1>(&S::get_QText, Quotes::keep)},
+        {"QText remove", scan<1>(&S::get_QText, Quotes::remove)},
+        {"RText", scan<1>(&S::get_RText)},
+        {"Word", scan<1>(&S::get_Word, value_atom, Quotes::remove, true)},
+        {"Word as is", scan<1>(&S::get_Word, value_atom, Quotes::keep, false)},
+        {"Phrase", scan<1>(&S::get_Phrase, phrase_atom, S::Comments::keep)},
+        {"LocalPart", scan<1>(&S::get_LocalPart)},
+        {"DomainLiteral", scan<1>(&S::get_DomainLiteral)},
+        {"Domain", scan<1>(&S::get_Domain)},
+        {"AddrSpec0", scan<1>(&S::get_AddrSpec0)},
+        {"AddrSpec1", scan<1>(&S::get_AddrSpec1)},
+        {"RouteAddr", scan<1>(&S::get_RouteAddr, true)},
+        {"RouteAddr any", scan<1>(&S::get_RouteAddr, false)},
+        {"Mailbox", scan<2>(&S::get_Mailbox, true)},
+        {"Mailbox any", scan<2>(&S::get_Mailbox, false)},
         {"Address", address(false)},
         {"Address in group", address(true)},
-        {"Parameter", two(&S::get_Parameter)},
+        {"Parameter", scan<2>(&S::get_Parameter)},
         {"encoded words",
          {1, [](S & scanner, Position & next,
                 Span * spans) { return scanner.get_Encoded_Text(next, *spans); }}},
