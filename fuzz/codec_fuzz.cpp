@@ -7,6 +7,7 @@
 #include "mime/codec/quoted_printable.hpp"
 #include "mime/codec/uuencode.hpp"
 #include "tests/support/codec_runs.hpp"
+#include "tests/support/texts.hpp"
 
 #include <string>
 #include <string_view>
@@ -35,6 +36,8 @@ template <typename Encoder, typename Decoder>
 std::string check_round_trip(std::string_view data, Cut const & cut) {
     std::string encoded = output_of<Encoder>(data, cut);
     require(output_of<Decoder>(encoded, cut) == data);
+    for (std::string const & line : split(encoded, '\n'))
+        require(line.size() <= 76 + 1);
     return encoded;
 }
 

@@ -14,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <random>
 #include <set>
 #include <stdexcept>
 #include <type_traits>
@@ -82,26 +81,6 @@ void for_each_text(std::vector<std::string> const & pieces, int most, Visit visi
         for_each_text(pieces, most - 1, visit, text + piece);
 }
 
-std::string random_text(std::mt19937 & random, unsigned long size, std::string_view alphabet) {
-    std::string text;
-    while (text.size() < size)
-        text += alphabet[random() % alphabet.size()];
-    return text;
-}
-
-/// All bytes of `data` come back, in lines that are short, whatever the cut.
-template <typename Encoder, typename Decoder>
-std::string expect_round_trip(std::string_view data) {
-    std::string encoded = all_of(data, Encoder());
-    for (std::string const & line : split(encoded, '\n'))
-        EXPECT_LE(line.size(), 76U + 1) << line;
-    EXPECT_EQ(all_of(encoded, Decoder()), data);
-    expect_outcome(data, outcome_of(Encoder(), data), Encoder());
-    encoded.erase(encoded.find_last_not_of("=\r\n") + 1); // behind padding a decoder stops
-    expect_outcome(encoded, outcome_of(Decoder(), encoded), Decoder());
-    return encoded;
-}
-
 TEST(TransferCodec, CodesItsRows) {
     std::set<std::string> codecs;
     for (Section const & section : sections_of("codec.case")) {
@@ -119,7 +98,7 @@ TEST(TransferCodec, GivesOneOutputInAnyCut) {
     std::pair<char const *, std::vector<std::string>> const rows[] = {
         {"Decoding64", {"Q", "=", "\r\n", "-", "QUJD"}},
         {"Decoding64 padding_ends_line_only", {"Q", "=", "\r\n", "-", "QUJD"}},
-        {"EncodingQP", {"F", "From ", "\r", "\n", "\r\n", ".", " "}},
+        {"EncodingQP", {"F", "From ", "\r", "\n", "\r\n", ".", " ", "\xE9"}},
         {"DecodingQP", {"=", "4", "\r", "\n"}},
         {"DecodingQP keep_invalid_escapes drop_blanks_behind_soft_break",
          {"=", "4", " ", "\r", "\n"}},
@@ -129,6 +108,9 @@ TEST(TransferCodec, GivesOneOutputInAnyCut) {
         with_codec(row.first, [&](auto const & codec) {
             for_each_text(pieces, pieces.size() > 5 ? 4 : 5, [&](std::string const & text) {
                 Outcome const expected = outcome_of(codec, text);
+                if (std::is_same_v<decltype(codec), EncodingQP const &>) {
+                    ASSERT_EQ(all_of(all_of(text, codec), DecodingQP()), text);
+                }
                 for (Chunking const & chunking : chunkings(text.size())) {
                     ChunkedSimpleStream chunked(text, chunking);
                     ASSERT_EQ(outcome_of(codec, chunked, 1), expected)
@@ -151,35 +133,6 @@ TEST(Base64, PaddingEndsADecodeAndLeavesTheRest) {
             rest << in;
             EXPECT_EQ(std::string_view(rest.str(), rest.oBufCnt()), row[2]);
         }
-    }
-}
-
-TEST(Base64, KeepsAllBytes) {
-    std::mt19937 random(1);
-    std::string all_bytes;
-    for (int i = 0; i < 256; ++i)
-        all_bytes += static_cast<char>(i);
-    for (std::size_t const size : {2U, 57U, 58U, 113U, 115U, 256U}) {
-        std::string const data = random_text(random, size, all_bytes);
-        std::string const unpadded = expect_round_trip<Encoding64, Decoding64>(data);
-        EXPECT_EQ(all_of(unpadded, Decoding64()), data);
-    }
-}
-
-TEST(QuotedPrintable, KeepsAllBytes) {
-    for_each_text(
-        {"F", "From ", "\r", "\n", "\r\n", ".", " ", "\xE9"}, 4, [](std::string const & text) {
-            std::string const encoded = all_of(text, EncodingQP());
-            ASSERT_EQ(all_of(encoded, DecodingQP()), text) << testing::PrintToString(encoded);
-        });
-    std::mt19937 random(2);
-    for (int i = 0; i < 10; ++i) {
-        std::string text;
-        while (text.size() < 400) {
-            text += random_text(random, random() % 30, "abcdefghijk lmno. Fr=\xC3\xA9\t");
-            text += random() % 5 == 0 ? "\r\n" : random() % 9 == 0 ? "\r" : "";
-        }
-        expect_round_trip<EncodingQP, DecodingQP>(text);
     }
 }
 
