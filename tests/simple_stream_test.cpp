@@ -3,6 +3,7 @@
 #include "mime/foundation/simple_stream.hpp"
 #include "tests/support/chunked.hpp"
 #include "tests/support/lending_output.hpp"
+#include "tests/support/texts.hpp"
 
 #include <gtest/gtest.h>
 
@@ -45,15 +46,6 @@ namespace {
 
 std::string pending(oSimpleStream const & out) { return {out.str(), out.oBufCnt()}; }
 
-struct CountingInput : iSimpleStream {
-    using iSimpleStream::iSimpleStream;
-    bool Underflow() override {
-        ++underflows;
-        return iSimpleStream::Underflow();
-    }
-    int underflows = 0;
-};
-
 /// A source and a sink that throw, and have seen what they were given.
 class Throwing : public std::streambuf {
 public:
@@ -71,7 +63,11 @@ private:
 
 TEST(SimpleInput, EndsWithTheFirstReadThatFindsNothing) {
     ExactCopy const text("\x01z\xFF");
-    CountingInput in(text.begin(), text.end());
+    struct CountingInput : iSimpleStream {
+        using iSimpleStream::iSimpleStream;
+        bool Underflow() override { return ++underflows, iSimpleStream::Underflow(); }
+        int underflows = 0;
+    } in(text.begin(), text.end());
     EXPECT_EQ(in.get(), 1);
     EXPECT_EQ(in.get(), 'z');
     EXPECT_EQ(in.get(), 0xFF);
@@ -138,21 +134,6 @@ TEST(SimpleInput, GetUpToADelimiter) {
             EXPECT_EQ(in.peek(), row.next);
         }
     }
-}
-
-TEST(SimpleInput, RefillsFromItsSource) {
-    std::istringstream source("0123456789");
-    ExactCopy const scratch("????");
-    CountingInput in(scratch.begin(), scratch.end(), &source);
-    EXPECT_TRUE(in.good());
-    char text[11] = {};
-    EXPECT_EQ(in.read(text, 10).gcount(), 10);
-    EXPECT_STREQ(text, "0123456789");
-    EXPECT_EQ(in.underflows, 3);
-    EXPECT_EQ(in.read(text, 0).gcount(), 0);
-    EXPECT_TRUE(in.good());
-    EXPECT_EQ(in.read(text, 1).gcount(), 0);
-    EXPECT_FALSE(in.good());
 }
 
 TEST(SimpleInput, WorkOnTheBufferItself) {
@@ -260,46 +241,44 @@ TEST(SimpleOutput, SendsFullBuffersToItsSink) {
     EXPECT_EQ(sink.str(), "abcdefg0123456789");
 }
 
-TEST(SimpleOutput, TakesWhateverRoomOverflowGives) {
-    std::string const text = "a text that is longer than any of the blocks";
+TEST(SimpleOutput, TakesAllStreamsWholeWhateverRoomThereIs) {
+    std::string const text = repeated("a text that is longer than any of the blocks ", 60);
+    auto const fill = [&text](oSimpleStream & out) {
+        std::istringstream stream(text), streambuf(text), source(text);
+        char scratch[7];
+        iSimpleStream in(scratch, 7, &source);
+        oSimpleStream other;
+        other << "tail";
+        out << text.c_str() << '!' << stream << streambuf.rdbuf() << in << in;
+        out << other << &other << out;
+        EXPECT_EQ(out.write(text).pcount(), static_cast<int>(5 * text.size() + 9));
+        EXPECT_FALSE(in.good());
+        EXPECT_EQ(pending(other), "tail");
+    };
+    std::string const expected = text + '!' + text + text + text + "tailtail" + text;
     for (std::size_t const block_size : {1U, 2U, 7U, 100U}) {
-        SCOPED_TRACE(block_size);
-        std::istringstream stream(text);
-        std::stringbuf buffer(text);
         LendingOutput out(block_size);
-        out << text.c_str() << '!' << stream << &buffer;
-        out.write(text);
-        EXPECT_EQ(out.text(), text + '!' + text + text + text);
-        EXPECT_EQ(out.pcount(), static_cast<int>(4 * text.size() + 1));
+        fill(out);
+        EXPECT_EQ(out.text(), expected) << block_size;
     }
+    std::ostringstream sink;
+    char buffer[16], buffer_of_sink[16];
+    oSimpleStream without_buffer;
+    oSimpleStream over_memory(buffer, 16);
+    fill(without_buffer);
+    fill(over_memory);
+    oSimpleStream before_sink(buffer_of_sink, 16, &sink);
+    fill(before_sink);
+    before_sink.flush();
+    EXPECT_EQ(pending(without_buffer), expected);
+    EXPECT_EQ(pending(over_memory), expected);
+    EXPECT_EQ(sink.str(), expected);
+
     LendingOutput without_more(3, 2);
     std::istringstream stream("defgh");
     without_more << "ab" << 'c' << stream << "ijk" << 'l' << stream.rdbuf();
     EXPECT_EQ(without_more.text(), "abcdef");
     EXPECT_FALSE(without_more.good());
-}
-
-TEST(SimpleOutput, CopiesOtherStreamsWhole) {
-    std::string const text(3000, 'x');
-    std::ostringstream sink;
-    char buffer[16];
-    for (std::ostream * const any_sink :
-         {static_cast<std::ostream *>(nullptr), static_cast<std::ostream *>(&sink)}) {
-        oSimpleStream without_buffer;
-        oSimpleStream over_memory(buffer, 16, any_sink);
-        for (oSimpleStream * out : {&without_buffer, &over_memory}) {
-            std::istringstream stream(text), streambuf(text), source(text);
-            char scratch[7];
-            iSimpleStream in(scratch, 7, &source);
-            oSimpleStream other;
-            other << "tail";
-            *out << stream << streambuf.rdbuf() << in << in << other << &other << *out;
-            EXPECT_EQ(out->pcount(), 3 * 3000 + 8);
-            EXPECT_FALSE(in.good());
-            EXPECT_EQ(pending(other), "tail");
-        }
-    }
-    EXPECT_EQ(sink.str(), text + text + text + "tailtail");
 }
 
 TEST(SimpleStream, WhatThrowsBehindItLeavesItUsable) {
@@ -366,20 +345,18 @@ TEST(SimpleStage, RewindTurnsWritingIntoReading) {
 }
 
 TEST(SimpleStage, StartsBehindWhatIsUsed) {
-    std::pair<int, unsigned> const rows[] = {{0, 4}, {1, 3}, {4, 0}, {-1, 4}, {5, 0}};
     char block[5] = "abcd";
-    for (auto const & [used, room] : rows) {
+    for (auto const & [used, room] :
+         std::initializer_list<std::pair<int, unsigned>>{{0, 4}, {1, 3}, {4, 0}, {-1, 4}, {5, 0}}) {
         ioSimpleStream stage(block, 4, used);
         EXPECT_EQ(stage.oBufAvl(), room);
         EXPECT_TRUE(stage.iBufCnt() == 4 && stage.get() == 'a');
     }
     EXPECT_EQ(ioSimpleStream(block, block + 4, nullptr).oBufAvl(), 4U);
     EXPECT_EQ(ioSimpleStream(block, block + 4, block + 3).oBufAvl(), 1U);
-
     ioSimpleStream without_buffer;
     EXPECT_FALSE(without_buffer.reInit().good());
-    EXPECT_TRUE(without_buffer.rewind().good());
-    EXPECT_EQ(without_buffer.get(), -1);
+    EXPECT_TRUE(without_buffer.rewind().good() && without_buffer.get() == -1);
 }
 
 TEST(LiteStream, PeekGivesBytesAsUnsigned) {
