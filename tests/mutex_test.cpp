@@ -50,7 +50,7 @@ void enter_for_good(Semaphore & semaphore) {
 template <typename Work>
 void while_another_holds(Semaphore & semaphore, Work const & work) {
     std::promise<void> held, done;
-    std::thread holder([&] {
+    std::jthread const holder([&] {
         enter_for_good(semaphore);
         held.set_value();
         done.get_future().wait();
@@ -58,7 +58,6 @@ void while_another_holds(Semaphore & semaphore, Work const & work) {
     held.get_future().wait();
     work();
     done.set_value();
-    holder.join();
 }
 
 template <typename Flag>
@@ -164,12 +163,10 @@ TEST_P(AnyMutexTest, ExcludesWhateverRunsBeside) {
                     counters->inside.fetch_sub(1);
                 }
             };
-            std::vector<std::thread> threads;
+            std::vector<std::jthread> threads;
             for (int thread = 0; thread < 4; ++thread)
                 threads.emplace_back(work);
-            for (std::thread & thread : threads)
-                thread.join();
-            return 0;
+            return 0; // when all have ended
         }));
     }
     for (pid_t const child : children)

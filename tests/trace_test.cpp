@@ -84,44 +84,36 @@ TEST_F(TraceTest, ThreadsWriteWholeLines) {
 }
 
 TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
-    char const * const shown[] = {"O", "S", "E", "W", "I", "i", "?",
-                                  "?", "1", "2", "*", "?", ">", "<"};
-    for (std::size_t bit = 0; bit < std::size(shown); ++bit) {
-        TMimeTraceStream const log(path(), 1UL << bit);
-        emit(1UL << bit, "y");
-        EXPECT_NE(written().find(std::string(shown[bit]) + " [y:17]"), std::string::npos) << bit;
-    }
-    for (auto const & [file, name] :
-         std::initializer_list<std::pair<char const *, std::string>>{{"mime/MIMESEM", "MIMESEM"},
-                                                                     {"/a\\b/c\\d", "d"},
-                                                                     {"a\\b/c", "c"},
-                                                                     {nullptr, "????.???"},
-                                                                     {"", ""}}) {
-        TMimeTraceStream const log(path(), 4);
-        emit(4, file);
-        EXPECT_NE(written().find("E [" + name + ":17]"), std::string::npos) << written();
-    }
+    auto const expect_line = [this](unsigned long level, char const * file,
+                                    std::string const & place) {
+        TMimeTraceStream const log(path(), level);
+        emit(level, file);
+        EXPECT_NE(written().find(place + ":17]"), std::string::npos) << written();
+    };
+    for (std::size_t bit = 0; bit < 14; ++bit)
+        expect_line(1UL << bit, "y", std::string(1, "OSEWIi??12*?><"[bit]) + " [y");
+    expect_line(4, "mime/MIMESEM", "E [MIMESEM");
+    expect_line(4, "/a\\b/c\\d", "E [d");
+    expect_line(4, "a\\b/c", "E [c");
+    expect_line(4, nullptr, "E [????.???");
+    expect_line(4, "", "E [");
 }
 
-TEST_F(TraceTest, SecondLogStaysIdle) {
-    std::string const other = path_ + "2";
+TEST_F(TraceTest, SecondLogAndLogWithoutAFileStayIdle) {
+    auto const expect_idle = [this](char const * file, TMimeTraceLog const * in_use) {
+        TMimeTraceStream const log(file, 31);
+        EXPECT_EQ(TMimeTraceLog::fsDestination, in_use);
+        EXPECT_EQ(TMimeTraceLog::fsRuntimeLevel, 15u);
+    };
     auto first = std::make_unique<TMimeTraceStream>(path());
-    TMimeTraceStream const second(other.c_str(), 31);
-    EXPECT_EQ(TMimeTraceLog::fsDestination, first.get());
-    EXPECT_EQ(TMimeTraceLog::fsRuntimeLevel, 15u);
+    std::string const other = path_ + "2";
+    expect_idle(other.c_str(), first.get());
     EXPECT_FALSE(std::filesystem::exists(other));
     emit(4, "y.c");
     EXPECT_NE(written().find("y.c"), std::string::npos);
     first.reset();
-    EXPECT_EQ(TMimeTraceLog::fsDestination, nullptr);
-}
-
-TEST_F(TraceTest, FileThatCannotBeOpenedLeavesTracingOff) {
-    for (char const * const name : {"/nonexistent/trace", static_cast<char const *>(nullptr)}) {
-        TMimeTraceStream const log(name, 31);
-        EXPECT_EQ(TMimeTraceLog::fsDestination, nullptr);
-        EXPECT_EQ(TMimeTraceLog::fsRuntimeLevel, 15u);
-    }
+    expect_idle("/nonexistent/trace", nullptr);
+    expect_idle(nullptr, nullptr);
 }
 
 TEST_F(TraceTest, SiteEvaluatesNothingWhileItIsOff) {
