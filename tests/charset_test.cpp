@@ -209,7 +209,7 @@ TEST_F(Translators, are_made_once_and_kept_while_they_can_be_used_again) {
         if (verb == "spoil") numbered(name)->is_reusable = false;
         if (verb == "delete") numbered(name)->Delete();
         if (verb == "destroy") delete numbered(name);
-        EXPECT_EQ(list(), row[1]);
+        ASSERT_EQ(list(), row[1]);
         EXPECT_EQ(static_cast<std::size_t>(alive), row[1].size() + 2);
     }
     EXPECT_EQ(NLS::Create(nullptr, &cache, factories), nullptr);
