@@ -60,15 +60,16 @@ using vellum::test::Part;
 /// The value wherever it can stand. By choice the body is the only one, or that of three parts.
 Part message_of(Input const & input) {
     Part message = vellum::test::text_part(input.body);
-    message.property = message.message_id = message.file_name = input.value;
-    message.to = {{input.value, input.value}};
+    for (char const * const key : {"Property", "Message-Id", "FileName"})
+        message.With(key, input.value);
+    message.addresses["To"] = {{input.value, input.value}};
     if (!input.is_multipart) return message;
     Part file = vellum::test::binary_part(input.body, input.value);
     Part nested = vellum::test::message_part(message);
     message = vellum::test::multipart("mixed", {message, file, nested});
     for (Part * part : {&message, &message.parts[1], &message.parts[2]}) // a cut may come in any
-        part->With(&Part::message_id, input.value).With(&Part::content_id, input.value);
-    return message.With(&Part::property, input.value).With(&Part::boundary, input.value);
+        part->With("Message-Id", input.value).With("Content-Id", input.value);
+    return message.With("Property", input.value).With("Boundary", input.value);
 }
 
 void set_up(DescribedNote & note, Input const & input, unsigned int split_size) {

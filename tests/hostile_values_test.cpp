@@ -41,7 +41,8 @@ std::vector<std::string> hostile_values() {
     for (std::string const & sign : split(sections[0].text, '\n')) {
         for (std::string const & surrounding : split(sections[1].text, '\n'))
             if (!surrounding.empty())
-                values.push_back(replaced(unescaped(surrounding), "{}", unescaped(sign)));
+                values.push_back(
+                    replaced(percent_decoded(surrounding), "{}", percent_decoded(sign)));
     }
     return values;
 }
@@ -49,11 +50,11 @@ std::vector<std::string> hostile_values() {
 /// A message that gives `value` wherever it can.
 Part message_of(std::string const & value) {
     auto const fill = [&value](Part & part) {
-        part.last_fields = {{"X-Last", "end"}};
-        for (auto const field :
-             {&Part::content_id, &Part::description, &Part::file_name, &Part::disposition,
-              &Part::boundary, &Part::message_id, &Part::subject, &Part::property, &Part::subtype})
-            part.*field = value;
+        part.fields["last"] = {{"X-Last", "end"}};
+        part.subtype = value;
+        for (auto const key : {"Content-Id", "Content-Description", "FileName", "Disposition",
+                               "Boundary", "Message-Id", "Subject", "Property"})
+            part.With(key, value);
     };
     std::vector<Part::Address> const people = {{"First", "first@x.example"},
                                                {value, "named@x.example"},
@@ -62,18 +63,18 @@ Part message_of(std::string const & value) {
                                                {"Last", "last@x.example"}};
     Part letter = text_part("four");
     fill(letter);
-    letter.from = letter.to = people;
+    letter.addresses["From"] = letter.addresses["To"] = people;
     Part unknown = part_of(value, value, "two");
     Part text = text_part("one");
     Part inner = multipart("mixed", {text_part("three")});
     for (Part * part : {&unknown, &text, &inner, &inner.parts[0]})
         fill(*part);
     Part message = multipart("mixed", {text, unknown, inner, message_part(letter)});
-    message.parts.push_back(multipart("mixed", {inner}).With(&Part::boundary, "outer"));
+    message.parts.push_back(multipart("mixed", {inner}).With("Boundary", "outer"));
     fill(message);
-    message.from = message.to = people;
-    message.notification = {{value, value}};
-    message.fields = {{"X-Test", value}};
+    message.addresses["From"] = message.addresses["To"] = people;
+    message.addresses["Disposition-notification-to"] = {{value, value}};
+    message.fields["X"] = {{"X-Test", value}};
     return message;
 }
 
@@ -152,16 +153,12 @@ void check(std::vector<std::string> const & values, std::vector<std::string> con
 
 class HostileValues : public testing::TestWithParam<MimeONote::Writing> {
 protected:
-    HostileValues() {
-        NLS::PlatformCodePage = 1252;
-        values.insert(values.begin(), harmless);
-    }
-    ~HostileValues() override { NLS::PlatformCodePage = code_page_; }
+    HostileValues() { values.insert(values.begin(), harmless); }
 
     std::vector<std::string> values = hostile_values();
 
 private:
-    unsigned long const code_page_ = NLS::PlatformCodePage;
+    CodePage const page_{1252};
 };
 
 // the readers ----------------------------------------------------------------------

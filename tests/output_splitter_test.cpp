@@ -21,7 +21,7 @@ Part long_message(std::string body) {
     Part message = read_script("Content-Id: c\nSubject: Report\nTo: <annex>\n"
                                "From: Front Desk <desk>\nX-Field: repeated")
                        .message;
-    return message.With(&Part::body, std::move(body));
+    return message.With("Body", std::move(body));
 }
 
 std::unique_ptr<DescribedNote> cutting(Part const & message, unsigned int split_size,
@@ -115,7 +115,7 @@ Subject: Outer
     Part message = read_script(replaced(script, "{}", std::string(60, '-'))).message;
     int cuts = 0;
     for (std::size_t padding = 27500; padding < 30300; ++padding) {
-        message.parts[0].body = lines(padding, 70);
+        message.parts[0].texts["Body"] = lines(padding, 70);
         auto const note = cutting(message, 30720);
         note->one_buffer = true;
         ASSERT_EQ(note->Send(), 1);
@@ -157,7 +157,7 @@ TEST_F(SplitTest, FlushingHoldsTheBlock) {
 
 TEST_F(SplitTest, ACommonHeaderLargerThanAFragment) {
     Part message = long_message(lines(60000, 70));
-    message.to.resize(4000, {{}, "recipient@example.org"});
+    message.addresses["To"].resize(4000, {{}, "recipient@example.org"});
     for (std::size_t const block_size : {7, 4096, 65536}) {
         auto const note = cutting(message, 30720, block_size);
         ASSERT_EQ(note->Send(), 1);
@@ -183,9 +183,9 @@ TEST_F(SplitTest, TheSplitSizeIsReadAtEveryCheck) {
 
 TEST_F(SplitTest, FieldsCantBeSentWhileAFragmentIsCut) {
     Part inner = long_message("text");
-    inner.fields.resize(1000, {"X-Many", std::string(60, 'm')});
-    Part message = multipart("mixed", {inner}).With(&Part::boundary, "b");
-    message.With(&Part::content_id, "c").With(&Part::subject, "Outer");
+    inner.fields["X"].resize(1000, {"X-Many", std::string(60, 'm')});
+    Part message = multipart("mixed", {inner}).With("Boundary", "b");
+    message.With("Content-Id", "c").With("Subject", "Outer");
     auto const note = cutting(message, 30720, 50);
     note->on_call = [&note](std::string_view call, MimeContext *) {
         if (call != "Message-Id") return;

@@ -26,19 +26,18 @@ std::string lines(std::size_t size, std::size_t line_length, std::string_view li
 }
 
 std::vector<Part> messages_of(std::string const & body) {
-    Part const enclosed =
-        text_part("text\r\n").With(&Part::content_id, "e").With(&Part::message_id, "i");
+    Part const enclosed = text_part("text\r\n").With("Content-Id", "e").With("Message-Id", "i");
     std::vector<Part> messages{
         text_part(body), binary_part(body),
-        multipart("mixed", {text_part(body).With(&Part::content_id, "t"),
-                            binary_part(body, "file.bin").With(&Part::content_id, "f"),
-                            message_part(enclosed).With(&Part::content_id, "n")})
-            .With(&Part::boundary, "b")};
+        multipart("mixed", {text_part(body).With("Content-Id", "t"),
+                            binary_part(body, "file.bin").With("Content-Id", "f"),
+                            message_part(enclosed).With("Content-Id", "n")})
+            .With("Boundary", "b")};
     for (Part & message : messages) {
-        message.With(&Part::content_id, "c").With(&Part::message_id, "m").With(&Part::subject, "s");
-        message.from = {{"Front Desk", "desk@a"}};
-        message.to = {{{}, "annex@a"}, {{}, "attic@a"}};
-        message.fields = {{"X-Field", "value"}, {"X-Other", "value"}};
+        message.With("Content-Id", "c").With("Message-Id", "m").With("Subject", "s");
+        message.addresses["From"] = {{"Front Desk", "desk@a"}};
+        message.addresses["To"] = {{{}, "annex@a"}, {{}, "attic@a"}};
+        message.fields["X"] = {{"X-Field", "value"}, {"X-Other", "value"}};
     }
     return messages;
 }

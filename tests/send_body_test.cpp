@@ -1,12 +1,13 @@
 // tests/send_body_test.cpp - the way of a body through translator and encoder
 #include "mime/nls/charset.hpp"
-#include "mime/nls/translator.hpp"
 #include "mime/note/outgoing_note.hpp"
-#include "tests/support/case_file.hpp"
+#include "tests/support/case_rows.hpp"
 #include "tests/support/note_script.hpp"
+#include "tests/support/translators.hpp"
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,36 +18,44 @@ using namespace vellum::test;
 
 constexpr std::size_t block = 2048;
 
-unsigned char upper(unsigned char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 'a' + 'A') : c;
-}
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-/// Makes letters upper-case, and fails at a "!", which it swallows. What it does at "#" and where
-/// it leaves its results is set in `How`.
-class UpperCase : public NLS_Translator {
+/// Makes letters upper-case, and fails at a "!", which it swallows. In one block it also fails at a
+/// "#" in front, before it touches its result.
+class UpperCase : public TextTranslator {
 public:
     struct How {
-        Buffering_Restrictions restrictions = no_restriction;
+        /// "gathers": the stream form reads all before it writes. "idle": the stream form does
+        /// nothing. "kept": stays in the list of the run. "takes pieces": holds the last byte of
+        /// each piece back for the next. "double byte", "shift states", "multi-byte": restrictions.
+        std::string manner = {};
         bool own_memory = false; ///< instead of the block that is offered
-        bool gathers = false;    ///< the stream form reads all before it writes
-        bool idle = false;       ///< the stream form does nothing at all
-        bool kept = false;       ///< stays in the list of the run
-        bool pieces = false;     ///< takes pieces; holds the last byte of each back for the next
-        std::string log;         ///< the calls
+        std::string log = {};    ///< the calls
         int living = 0;
+
+        bool is(char const * word) const { return manner.find(word) != manner.npos; }
     };
 
-    UpperCase(char const * set, How & how) : how_(how) {
-        charSetName = set;
-        ++how_.living;
-    }
+    UpperCase(char const * set, How & how) : TextTranslator(set), how_(how) { ++how_.living; }
     ~UpperCase() override { --how_.living; }
 
     void Delete() override {
-        if (!how_.kept) NLS_Translator::Delete();
+        if (!how_.is("kept")) NLS_Translator::Delete();
     }
     Buffering_Restrictions Query_Buffering_Restrictions(NLS_CharSet *) override {
-        return how_.restrictions;
+        return how_.is("double byte")    ? double_byte
+               : how_.is("shift states") ? shift_states
+               : how_.is("multi-byte")   ? multi_byte_pieces
+                                         : no_restriction;
+    }
+    bool Takes_Pieces(NLS_CharSet * set) override {
+        EXPECT_NE(set, nullptr);
+        return how_.is("takes pieces");
+    }
+    int Translate(std::string_view text, std::string & result) override {
+        std::string_view const good = text.substr(0, text.find('!'));
+        std::transform(good.begin(), good.end(), std::back_inserter(result), upper);
+        return good.size() == text.size() ? 0 : 15;
     }
 
     int CodePage_to_CharSet(unsigned char * in, unsigned long size, unsigned char *& out,
@@ -54,32 +63,26 @@ public:
         how_.log += "b" + std::to_string(size) + " ";
         EXPECT_EQ(out_size, out != nullptr ? block : 0); // a header text comes with no offer
         EXPECT_EQ(*release, nullptr);
-        if (size > 0 && in[0] == '#') return 15; // before it touches its result
-        if (how_.own_memory || size > out_size) {
-            out = static_cast<unsigned char *>(::operator new(size + 1));
-            *release = FreeMem_Cpp;
-        }
-        unsigned char * const bad = std::find(in, in + size, '!');
-        std::transform(in, bad, out, upper);
-        out_size = static_cast<unsigned long>(bad - in);
-        return bad == in + size ? 0 : 15;
+        if (size > 0 && in[0] == '#') return 15;
+        if (how_.own_memory || size > out_size)
+            return TextTranslator::CodePage_to_CharSet(in, size, out, out_size, release);
+        std::string result;
+        int const status = Translate({reinterpret_cast<char const *>(in), size}, result);
+        std::copy(result.begin(), result.end(), out);
+        out_size = result.size();
+        return status;
     }
-
     int CodePage_to_CharSet(iSimpleStream * in, oSimpleStream * out) override {
         how_.log += "s ";
-        if (how_.idle) return 15;
-        std::string gathered;
-        for (int c; (c = in->get()) >= 0;) {
-            if (c == '!') return 15;
-            gathered += static_cast<char>(upper(static_cast<unsigned char>(c)));
-            if (!how_.gathers) out->write(std::exchange(gathered, ""));
+        if (how_.is("idle")) return 15;
+        std::string result;
+        int status = 0;
+        for (int c; status == 0 && (c = in->get()) >= 0;) {
+            status = Translate(std::string(1, static_cast<char>(c)), result);
+            if (!how_.is("gathers")) out->write(std::exchange(result, ""));
         }
-        out->write(gathered);
-        return 0;
-    }
-    bool Takes_Pieces(NLS_CharSet * set) override {
-        EXPECT_NE(set, nullptr);
-        return how_.pieces;
+        if (status == 0) out->write(result);
+        return status;
     }
     int CodePage_to_CharSet_Piece(iSimpleStream * in, bool last, oSimpleStream * out) override {
         EXPECT_TRUE(in->good());
@@ -88,17 +91,11 @@ public:
             text += static_cast<char>(c);
         how_.log += (last ? "last" : "p") + std::to_string(text.size() - held_.size()) + " ";
         held_ = last || text.empty() ? "" : text.substr(text.size() - 1);
-        text.resize(text.size() - held_.size());
-        std::size_t const bad = text.find('!');
-        for (char const c : text.substr(0, bad))
-            *out << static_cast<char>(upper(static_cast<unsigned char>(c)));
-        return bad == text.npos ? 0 : 15;
+        std::string result;
+        int const status = Translate(text.substr(0, text.size() - held_.size()), result);
+        out->write(result);
+        return status;
     }
-    int CharSet_to_CodePage(unsigned char *, unsigned long, unsigned char *&, unsigned long &,
-                            void (**)(unsigned char *)) override {
-        return 1;
-    }
-    int CharSet_to_CodePage(iSimpleStream *, oSimpleStream *) override { return 1; }
 
 private:
     How & how_;
@@ -138,60 +135,21 @@ std::string sent(Part const & part, std::string const & encoding, UpperCase::How
     return result;
 }
 
-/// "a*3 b" is "aaab", and "-" is empty.
-std::string text_of(std::string const & notation) {
-    std::string text;
-    for (std::string const & word : split(notation, ' ')) {
-        std::size_t const star = word.find('*');
-        std::size_t const times = star == word.npos ? 1 : std::stoul(word.substr(star + 1));
-        if (word != "-") text += repeated(word.substr(0, star), times);
-    }
-    return text;
-}
-
-/// The translator that the title of a section asks for.
-UpperCase::How how_of(std::string const & title) {
-    UpperCase::How how;
-    auto const is = [&title](char const * word) { return title.find(word) != title.npos; };
-    how.restrictions = is("double byte")    ? NLS_Translator::double_byte
-                       : is("shift states") ? NLS_Translator::shift_states
-                       : is("multi-byte")   ? NLS_Translator::multi_byte_pieces
-                                            : NLS_Translator::no_restriction;
-    how.gathers = is("gathers");
-    how.idle = is("idle");
-    how.pieces = is("takes pieces");
-    return how;
-}
-
 class BodyTest : public testing::Test {
-protected:
-    BodyTest() { NLS::PlatformCodePage = 1252; }
-    ~BodyTest() override { NLS::PlatformCodePage = code_page_; }
-
-private:
-    unsigned long const code_page_ = NLS::PlatformCodePage;
+    CodePage const page_{1252};
 };
 
-/// translated.case holds rows ENCODING: BODY -> CALLS -> RESULT, in a section for each translator.
+/// translated.case holds rows ENCODING | BODY | CALLS | RESULT, in a section for each translator.
 TEST_F(BodyTest, TheRoadDependsOnTranslatorAndEncoder) {
-    for (auto const & [title, text] : sections_of("translated.case")) {
-        for (std::string const & row : split(text, '\n')) {
-            auto const arrow = row.find(" -> ");
-            if (row.empty() || row[0] == '#') continue;
-            auto const second = row.find(" -> ", arrow + 1);
-            std::string const encoding = row.substr(0, row.find(':'));
-            Part const body =
-                text_part(text_of(row.substr(encoding.size() + 2, arrow - encoding.size() - 2)));
-            Part const result = binary_part(text_of(row.substr(second + 4)));
+    for (auto const & [manner, text] : sections_of("translated.case")) {
+        for (Cells const & row : rows_of(text)) {
             for (bool const own_memory : {false, true}) {
-                UpperCase::How how = how_of(title);
-                how.own_memory = own_memory;
-                std::string const bytes = sent(body, encoding, &how);
-                std::string const calls = row.substr(arrow + 4, second - arrow - 4);
-                EXPECT_EQ(how.log, "New(ISO-8859-1) " + (calls == "-" ? "" : calls + " "))
-                    << title << ": " << row;
-                EXPECT_TRUE(bytes == (encoding == "8bit" ? *result.body : sent(result, "")))
-                    << title << ": " << row;
+                UpperCase::How how{manner, own_memory};
+                std::string const bytes = sent(text_part(row[1]), row[0], &how);
+                std::string const calls = row[2].empty() ? "" : row[2] + " ";
+                EXPECT_EQ(how.log, "New(ISO-8859-1) " + calls) << manner << ": " << row[1];
+                EXPECT_TRUE(bytes == (row[0] == "8bit" ? row[3] : sent(binary_part(row[3]), "")))
+                    << manner << ": " << row[1];
             }
         }
     }
@@ -205,8 +163,7 @@ TEST_F(BodyTest, WithoutATextNoTranslatorIsMade) {
 }
 
 TEST_F(BodyTest, OneTranslatorServesAllParts) {
-    UpperCase::How how;
-    how.kept = true;
+    UpperCase::How how{"kept"};
     {
         DescribedNote note(multipart("mixed", {text_part("a"), text_part("b"), text_part("c")}));
         note.SetNLS(new UpperCaseFactory(how), 0);
@@ -220,7 +177,7 @@ TEST_F(BodyTest, OneTranslatorServesAllParts) {
 
 /// The subject of a fragment is translated while the body is in the middle of its translator.
 TEST_F(BodyTest, AFragmentIsCutInTheMiddleOfATranslation) {
-    Part const part = text_part(std::string(100000, 'x')).With(&Part::subject, "\xE4");
+    Part const part = text_part(std::string(100000, 'x')).With("Subject", "\xE4");
     for (char const * encoding : {"8bit", "base64"}) {
         UpperCase::How how;
         DescribedNote note(part);

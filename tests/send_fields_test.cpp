@@ -33,13 +33,13 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
         return at == script.settings.end() ? otherwise : at->second;
     };
     FixedRandom const random;
-    NLS::PlatformCodePage = std::stoul(setting("codepage", "1252"));
+    CodePage const page(std::stoul(setting("codepage", "1252")));
     DescribedNote note(script.message);
     note.block_size = std::stoul(setting("block", std::to_string(block_size)));
     note.one_buffer = one_buffer;
     bool const is_extended = setting("writing") == "extended";
     note.SetWriting(is_extended ? MimeONote::Writing_Extended : MimeONote::Writing_Basic);
-    note.SetBcc(setting("bcc") == "on");
+    note.SetBcc(setting("blind") == "on");
     note.SetUtf8(setting("utf8") == "on");
     note.SetIdDomain(setting("domain").c_str());
     std::map<std::string, MimeONote::ParameterForm> const forms = {
@@ -72,7 +72,6 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
 /// send.case holds, in a section each, a script, a blank line, and what comes of it.
 TEST(Send, writes_its_cases) {
     FixedClock const clock;
-    unsigned long const before = std::exchange(NLS::PlatformCodePage, 1252);
     for (auto const & [title, text] : sections_of("send.case")) {
         std::size_t const outcome = text.find("\n\n") + 2;
         NoteScript const script = read_script(text.substr(0, outcome));
@@ -85,7 +84,6 @@ TEST(Send, writes_its_cases) {
             }
         }
     }
-    NLS::PlatformCodePage = before;
 }
 
 TEST(FieldGuard, leaves_only_folds) {

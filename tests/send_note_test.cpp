@@ -58,7 +58,7 @@ TEST_F(SendTest, OffsetsAreThoseOfTheOutput) {
     Part description = multipart("mixed", {text_part("one"), message_part(text_part("two"))});
     for (Part * part : {&description, &description.parts[0], &description.parts[1],
                         &description.parts[1].parts[0]})
-        part->last_fields = {{"X-Last", "one"}};
+        part->fields["last"] = {{"X-Last", "one"}};
     for (std::size_t const block_size : {1, 7, 4096}) {
         DescribedNote note(description);
         std::vector<MimeContext::Exact> places;
@@ -217,12 +217,12 @@ struct Sending {
     struct Stop {};
 
     Sending(char const * encoding, unsigned int split_size, std::size_t block_size) {
-        Part inner = text_part("Stra\xDF\r\n").With(&Part::subject, "Stra\xDF");
+        Part inner = text_part("Stra\xDF\r\n").With("Subject", "Stra\xDF");
         note.answers = multipart("mixed", {text_part(std::string(3000, 'x')), message_part(inner),
                                            part_of("message", "rfc822", std::string(3000, 'z')),
                                            binary_part(std::string(40000, 'y'), "\xE4.bin")});
-        note.answers.to = {{"\xE4", "a@x"}, {"B", "b@x"}};
-        note.answers.fields = {{"X-Field", "value \xE4"}};
+        note.answers.addresses["To"] = {{"\xE4", "a@x"}, {"B", "b@x"}};
+        note.answers.fields["X"] = {{"X-Field", "value \xE4"}};
         note.block_size = block_size;
         note.piece_size = 1500;
         note.SetNetworkSplitSize(split_size);

@@ -73,30 +73,31 @@ std::string outline_of(Part const & part, bool is_message, bool latin, bool exte
     };
     HeaderOutline header;
     if (is_message) {
-        if (part.subject) header.Add("subject", decoded(part.subject));
-        for (auto const & [kind, list] :
-             {std::pair{"from", &part.from}, {"to", &part.to}, {"cc", &part.cc}}) {
-            for (Part::Address const & entry : *list)
+        if (auto const & subject = part.text("Subject")) header.Add("subject", decoded(subject));
+        for (auto const & [kind, key] : {std::pair{"from", "From"}, {"to", "To"}, {"cc", "cc"}}) {
+            for (Part::Address const & entry : part.list(key))
                 header.AddAddress(kind, decoded(entry.name), entry.address.value_or(""));
         }
-        for (auto const & [name, value] : part.fields)
+        for (auto const & [name, value] : part.fields_of("X"))
             header.Add(name, decoded(value));
     }
     std::string const type = part.type.value_or("text") + "/" + part.subtype.value_or("plain");
     header.Add("part", type);
-    header.Add("id", in_brackets(part.content_id.value_or("")));
-    if (part.file_name) {
-        header.Add("file", decoded(part.file_name));
-        header.Add("disposition", part.disposition.value_or("attachment"));
+    header.Add("id", in_brackets(part.text("Content-Id").value_or("")));
+    Part::Text const & file = part.text("FileName");
+    if (file) {
+        header.Add("file", decoded(file));
+        header.Add("disposition", part.text("Disposition").value_or("attachment"));
     }
-    bool const is_named = part.file_name && type != "message/rfc822";
-    if (part.description || (is_named && !extended))
-        header.Add("description",
-                   part.description ? decoded(part.description) : in_brackets(*part.file_name));
+    bool const is_named = file && type != "message/rfc822";
+    Part::Text const & description = part.text("Content-Description");
+    if (description || (is_named && !extended))
+        header.Add("description", description ? decoded(description) : in_brackets(*file));
     std::string text = header.Text();
     for (Part const & child : part.parts)
         text += outline_of(child, type == "message/rfc822", latin, extended);
-    if (part.parts.empty() && part.type != "multipart") text += summary(part.body.value_or(""));
+    if (part.parts.empty() && part.type != "multipart")
+        text += summary(part.text("Body").value_or(""));
     return text + "end\n";
 }
 
@@ -128,7 +129,7 @@ std::map<std::string, std::string> sections() {
 std::vector<std::string> texts_of_scripts() {
     std::vector<std::string> texts;
     for (std::string const & line : split(sections().at("texts"), '\n'))
-        if (!line.empty()) texts.push_back(unescaped(line));
+        if (!line.empty()) texts.push_back(percent_decoded(line));
     return texts;
 }
 
@@ -170,7 +171,7 @@ Sample deep() {
 
 /// Gives every part an id, so that all that is written is known.
 void number(Part & part, int & next) {
-    part.content_id = "part" + std::to_string(next++) + "@x";
+    part.texts["Content-Id"] = "part" + std::to_string(next++) + "@x";
     for (Part & child : part.parts)
         number(child, next);
 }
@@ -202,11 +203,12 @@ void add_lengths(std::vector<Sample> & samples) {
         for (std::size_t const size : sizes) {
             std::string const text = repeated(seeds[seed] + " ", size);
             Part message = multipart("mixed", {binary_part("x", text), text_part("y")});
-            message.parts[1].description = text;
-            message.subject = text;
-            message.from = {{text, "from@x.example"}};
-            message.to = {{text, "to@x.example"}, {{}, "plain@x.example"}, {text, "last@x"}};
-            message.fields = {{"X-Test", text}};
+            message.parts[1].With("Content-Description", text);
+            message.With("Subject", text);
+            message.addresses["From"] = {{text, "from@x.example"}};
+            message.addresses["To"] = {
+                {text, "to@x.example"}, {{}, "plain@x.example"}, {text, "last@x"}};
+            message.fields["X"] = {{"X-Test", text}};
             samples.push_back(
                 {"length" + std::to_string(seed) + "-" + std::to_string(size), message});
             samples.back().writing = MimeONote::Writing_Extended;
@@ -215,8 +217,8 @@ void add_lengths(std::vector<Sample> & samples) {
     for (int const count : {2, 10, 100, 10000}) {
         Part message = text_part("x");
         for (int i = 0; i < count; ++i)
-            message.to.push_back({texts[static_cast<std::size_t>(i) % texts.size()],
-                                  "a" + std::to_string(i) + "@x.example"});
+            message.addresses["To"].push_back({texts[static_cast<std::size_t>(i) % texts.size()],
+                                               "a" + std::to_string(i) + "@x.example"});
         samples.push_back({"addresses" + std::to_string(count), message});
         samples.back().writing = MimeONote::Writing_Extended;
     }
@@ -300,8 +302,8 @@ TEST(RoundTrip, PythonReadsFragments) {
     TemporaryDirectory const directory;
     std::string const subject = "Gr\xC3\xBC\xC3\x9F, \"alle\" <x@y>";
     std::string const name = "\xE4\xB8\xAD\xE6\x96\x87 \xED\x95\x9C\xEA\xB8\x80";
-    Part message = binary_part(random_bytes(100000), "f.bin").With(&Part::subject, subject);
-    message.to = {{name, "to@x.example"}};
+    Part message = binary_part(random_bytes(100000), "f.bin").With("Subject", subject);
+    message.addresses["To"] = {{name, "to@x.example"}};
     auto const fragments = write({"fragments", message}, 100, 30720);
     ASSERT_EQ(fragments.size(), 5U);
     for (std::size_t i = 0; i < fragments.size(); ++i)

@@ -32,7 +32,7 @@ std::vector<std::string> ids_of_notes(int count) {
     std::vector<std::string> ids;
     for (int i = 0; i < count; ++i) {
         Part message = multipart("mixed", {text_part("x")});
-        message.from = {{{}, "desk@x.example"}};
+        message.addresses["From"] = {{{}, "desk@x.example"}};
         DescribedNote note(message);
         note.SetWriting(MimeONote::Writing_Extended);
         std::string const sent = note.SendWhole();
@@ -139,7 +139,7 @@ TEST(EncodedWords, hold_whole_characters_and_begin_in_ascii) {
     std::string text;
     for (int i = 0; i < 40; ++i)
         text += i % 9 == 0 ? "a" : "\xE6\x97\xA5";
-    DescribedNote note(text_part("").With(&Part::subject, text));
+    DescribedNote note(text_part("").With("Subject", text));
     note.SetWriting(MimeONote::Writing_Extended);
     note.SetNLS(new FactoryOf<Shifting>, 0);
     note.SetCharacterSet("ISO-2022-JP");

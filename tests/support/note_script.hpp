@@ -22,14 +22,14 @@
 
 #include <cstdio>
 #include <map>
-#include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vellum::test {
 
-inline std::string unescaped(std::string_view text) {
+inline std::string percent_decoded(std::string_view text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         bool const is_escape = text[i] == '%';
@@ -89,49 +89,31 @@ inline Part::Address address_of(std::string const & text) {
     return entry;
 }
 
-/// Whether `part` has such a key.
+/// Whether `part` has such a key. Settings begin with a small letter.
 inline bool set(Part & part, std::string const & key, std::string const & value) {
-    static std::map<std::string, Part::Text Part::*> const texts = {
-        {"Body", &Part::body},
-        {"Boundary", &Part::boundary},
-        {"Content-Id", &Part::content_id},
-        {"Description", &Part::description},
-        {"Disposition", &Part::disposition},
-        {"Disposition-Name", &Part::disposition_name},
-        {"File", &Part::file_name},
-        {"Message-Id", &Part::message_id},
-        {"Epilogue", &Part::epilogue},
-        {"Preamble", &Part::preamble},
-        {"Property", &Part::property},
-        {"Subject", &Part::subject},
-    };
-    std::size_t const moved = key.find('>');
-    if (auto const text = texts.find(key); text != texts.end()) {
-        part.*text->second = value;
+    static std::set<std::string> const fields = {"last", "trace", "raw", "parameter",
+                                                 "disposition"};
+    static std::set<std::string> const addresses = {
+        "Sender", "From", "Reply-To", "To", "cc", "bcc", "Disposition-notification-to"};
+    std::string const word = key.substr(0, key.find_first_of(" >"));
+    std::string const rest = key.substr(std::min(word.size() + 1, key.size()));
+    if (key.empty() || key[0] == 'X') {
+        part.fields["X"].emplace_back(key, value);
+    } else if (fields.contains(word)) {
+        part.fields[word].emplace_back(rest, value);
+    } else if (addresses.contains(word)) {
+        part.addresses[word].push_back(address_of(value));
+        if (!rest.empty()) part.addresses[word].back().moved = rest;
     } else if (key == "Type") {
         std::size_t const slash = value.find('/');
         if (slash != 0) part.type = value.substr(0, slash);
         if (slash != value.npos) part.subtype = value.substr(slash + 1);
     } else if (key == "Lines") {
-        part.body = lines(std::stoul(value), 70);
+        part.texts["Body"] = lines(std::stoul(value), 70);
     } else if (key == "Result") {
         part.result = std::stoi(value);
-    } else if (auto const list = addresses_of(key.substr(0, moved));
-               list != &Part::notification || key == "Notify") {
-        (part.*list).push_back(address_of(value));
-        if (moved != key.npos) (part.*list).back().moved = key.substr(moved + 1);
-    } else if (key.starts_with("last ")) {
-        part.last_fields.emplace_back(key.substr(5), value);
-    } else if (key.starts_with("parameter ")) {
-        part.parameters.emplace_back(key.substr(10), value);
-    } else if (key.starts_with("disposition ")) {
-        part.disposition_parameters.emplace_back(key.substr(12), value);
-    } else if (key.starts_with("trace ")) {
-        part.trace_fields.emplace_back(key.substr(6), value);
-    } else if (key == "raw") {
-        part.raw_fields.push_back(value);
-    } else if (key.empty() || key[0] == 'X') {
-        part.fields.emplace_back(key, value);
+    } else if (key[0] >= 'A' && key[0] <= 'Z') {
+        part.texts[key] = value;
     } else {
         return false;
     }
@@ -150,8 +132,8 @@ inline NoteScript read_script(std::string_view text) {
             path.push_back(&path.back()->parts.back());
         }
         std::size_t const colon = line.find(':', begin);
-        std::string const key = unescaped(line.substr(begin, colon - begin));
-        std::string const value = unescaped(line.substr(std::min(colon + 2, line.size())));
+        std::string const key = percent_decoded(line.substr(begin, colon - begin));
+        std::string const value = percent_decoded(line.substr(std::min(colon + 2, line.size())));
         if (!set(*path.back(), key, value)) script.settings[key] = value;
     }
     return script;

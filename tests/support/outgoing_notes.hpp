@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mime/foundation/tokens.hpp"
+#include "mime/nls/charset.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/platform/platform.hpp"
 #include "mime/platform/random.hpp"
@@ -61,6 +62,18 @@ private:
 
 inline std::string const fixed_time = std::to_string(FixedClock::seconds);
 
+/// Another code page for the time of a scope.
+class CodePage {
+public:
+    explicit CodePage(unsigned long page) : before_(std::exchange(NLS::PlatformCodePage, page)) {}
+    ~CodePage() { NLS::PlatformCodePage = before_; }
+    CodePage(CodePage const &) = delete;
+    CodePage & operator=(CodePage const &) = delete;
+
+private:
+    unsigned long before_;
+};
+
 /// A part, and if it stands in the place of a message, its fields. What is unset isn't answered.
 struct Part {
     using Text = std::optional<std::string>;
@@ -69,56 +82,46 @@ struct Part {
         Text address;
         Text moved = {}; ///< the token that the entry is moved to
     };
-    using Addresses = std::vector<Address>;
     using Fields = std::vector<std::pair<std::string, std::string>>;
 
-    Text type;
-    Text subtype;
-    Text body;
-    Text file_name;
-    Text boundary;
-    Text content_id;
-    Text description;
-    Text disposition;
-    Text disposition_name;
-    std::vector<Part> parts; ///< of a multipart; or one, the nested message
-    Addresses sender, from, reply_to, to, cc, bcc;
-    Addresses notification; ///< Disposition-notification-to; one entry counts
-    Text subject;
-    Text message_id;
-    Text property;   ///< the answer to GetProperty, whatever it is asked for
-    int result = -1; ///< of every getter of a text; below 0: whether there is a text
-    Fields fields;
-    Fields last_fields;                  ///< sent from EndHeader
-    Fields parameters;                   ///< of Content-Type
-    Fields disposition_parameters;       ///< of Content-Disposition
-    Fields trace_fields;                 ///< sent from PutTraceFields
-    std::vector<std::string> raw_fields; ///< the whole header, sent from PutHeader
-    Text preamble;
-    Text epilogue;
+    Text type = {};
+    Text subtype = {};
+    /// By what is asked for: "Body", "Boundary", "FileName", "Subject" and so on. "Property" stands
+    /// for each property that has no text of its own.
+    std::map<std::string, Text, std::less<>> texts = {};
+    /// By field; of Disposition-notification-to one entry counts.
+    std::map<std::string, std::vector<Address>, std::less<>> addresses = {};
+    /// "X" is sent from PutXFields, "last" from EndHeader, "trace" from PutTraceFields, and "raw"
+    /// (whole fields without names) from PutHeader. "parameter" has those of Content-Type,
+    /// "disposition" those of Content-Disposition.
+    std::map<std::string, Fields, std::less<>> fields = {};
+    std::vector<Part> parts = {}; ///< of a multipart; or one, the nested message
+    int result = -1;              ///< of every getter of a text; below 0: whether there is a text
 
-    Part & With(Text Part::*field, std::string value) {
-        this->*field = std::move(value);
+    Part & With(std::string const & key, std::string value) {
+        texts[key] = std::move(value);
         return *this;
+    }
+    Text const & text(std::string_view key) const { return find(texts, key); }
+    std::vector<Address> const & list(std::string_view key) const { return find(addresses, key); }
+    Fields const & fields_of(std::string_view key) const { return find(fields, key); }
+
+private:
+    template <class Map>
+    static typename Map::mapped_type const & find(Map const & map, std::string_view key) {
+        static typename Map::mapped_type const none;
+        auto const at = map.find(key);
+        return at == map.end() ? none : at->second;
     }
 };
 
-/// The entries for a field of addresses.
-inline Part::Addresses Part::*addresses_of(std::string_view field) {
-    std::pair<std::string_view, Part::Addresses Part::*> const lists[] = {
-        {"Sender", &Part::sender}, {"From", &Part::from}, {"Reply-To", &Part::reply_to},
-        {"To", &Part::to},         {"cc", &Part::cc},     {"bcc", &Part::bcc},
-    };
-    for (auto const & [name, list] : lists)
-        if (name == field) return list;
-    return &Part::notification;
-}
-
-inline Part part_of(std::string type, std::string subtype, Part::Text body = {}) {
+inline Part part_of(std::string type, std::string subtype, Part::Text body = {},
+                    std::vector<Part> parts = {}) {
     Part part;
     part.type = std::move(type);
     part.subtype = std::move(subtype);
-    part.body = std::move(body);
+    part.texts["Body"] = std::move(body);
+    part.parts = std::move(parts);
     return part;
 }
 
@@ -128,20 +131,15 @@ inline Part text_part(std::string body, std::string subtype = "plain") {
 
 inline Part binary_part(std::string body, std::string file_name = {}) {
     Part part = part_of("application", "octet-stream", std::move(body));
-    if (!file_name.empty()) part.file_name = std::move(file_name);
-    return part;
+    return file_name.empty() ? part : part.With("FileName", std::move(file_name));
 }
 
 inline Part multipart(std::string subtype, std::vector<Part> parts) {
-    Part part = part_of("multipart", std::move(subtype));
-    part.parts = std::move(parts);
-    return part;
+    return part_of("multipart", std::move(subtype), {}, std::move(parts));
 }
 
 inline Part message_part(Part message) {
-    Part part = part_of("message", "rfc822");
-    part.parts.push_back(std::move(message));
-    return part;
+    return part_of("message", "rfc822", {}, {std::move(message)});
 }
 
 /// Answers from a description, with a cursor that BeginPart and EndPart move. Lends blocks of
@@ -210,31 +208,32 @@ protected:
     }
     void EndHeader(MimeContext & context) override {
         Call("EndHeader", &context);
-        SendAll(part().last_fields);
+        SendAll("last");
     }
     int PutHeader(MimeContext & context) override {
         Call("PutHeader", &context);
-        for (std::string const & field : part().raw_fields) {
+        for (auto const & [none, field] : part().fields_of("raw")) {
             Forget();
             if (SendRawField(field.data(), field.size()) == 0) SendField("X-Refused", "");
         }
-        return !part().raw_fields.empty();
+        return !part().fields_of("raw").empty();
     }
-    void PutTraceFields() override { SendAll(part().trace_fields); }
+    void PutTraceFields() override { SendAll("trace"); }
     int GetPreamble(MimeContext & context, std::istream ** text) override {
         Call("GetPreamble", &context);
-        return GiveBody(part().preamble, text);
+        return GiveBody("Preamble", text);
     }
     int GetEpilogue(MimeContext & context, std::istream ** text) override {
         Call("GetEpilogue", &context);
-        return GiveBody(part().epilogue, text);
+        return GiveBody("Epilogue", text);
     }
     int BeginBody(MimeContext & context, std::istream ** body) override {
         Call(body == nullptr ? "BeginBody(null)" : "BeginBody", &context);
         ++open_bodies;
-        if (body == nullptr || (!part().body && stream == nullptr)) return 0;
-        if (stream != nullptr) *body = stream;
-        return stream != nullptr ? 1 : GiveBody(part().body, body);
+        if (body == nullptr) return 0;
+        if (stream == nullptr) return GiveBody("Body", body);
+        *body = stream;
+        return 1;
     }
     void EndBody(MimeContext & context) override {
         Call("EndBody", &context);
@@ -249,13 +248,13 @@ protected:
         return 1;
     }
     int Get_Content_Disposition(SymToken & disposition, char const *& name) override {
-        if (part().disposition) disposition = part().disposition->c_str();
-        return Give("Disposition", part().disposition_name, name);
+        if (auto const & own = part().text("Disposition")) disposition = own->c_str();
+        return Give("Disposition", part().text("Disposition-Name"), name);
     }
     int Get_Parameter(char const * field, int index, char const *& name,
                       char const *& value) override {
         bool const of_type = field == RFC1521::Content_Type;
-        auto const & list = of_type ? part().parameters : part().disposition_parameters;
+        auto const & list = part().fields_of(of_type ? "parameter" : "disposition");
         if (static_cast<std::size_t>(index) == list.size()) return 0;
         auto const & [own_name, own_value] = list.at(static_cast<std::size_t>(index));
         name = own_name.c_str();
@@ -283,28 +282,15 @@ protected:
         return is_dated;
     }
     int GetProperty(char const * name, char const *& value) override {
-        Part::Text const none;
-        bool const is_subject = name == std::string_view("Subject");
-        bool const is_id = name == std::string_view("Content-Id");
-        bool const is_description = name == std::string_view("Content-Description");
-        Part::Text const & own = is_subject       ? part().subject
-                                 : is_id          ? part().content_id
-                                 : is_description ? part().description
-                                                  : none;
-        return Give(name, own ? own : part().property, value);
+        Part::Text const & own = part().text(name);
+        return Give(name, own ? own : part().text("Property"), value);
     }
-    int Get_Message_Id(char const *& value) override {
-        return Give("Message-Id", part().message_id, value);
-    }
-    int GetFileName(char const *& value) override {
-        return Give("FileName", part().file_name, value);
-    }
-    int GetBoundary(char const *& value) override {
-        return Give("Boundary", part().boundary, value);
-    }
+    int Get_Message_Id(char const *& value) override { return Give("Message-Id", value); }
+    int GetFileName(char const *& value) override { return Give("FileName", value); }
+    int GetBoundary(char const *& value) override { return Give("Boundary", value); }
     void PutXFields() override {
         Call("PutXFields");
-        if (!std::exchange(path_.back().fields_sent, true)) SendAll(part().fields);
+        if (!std::exchange(path_.back().fields_sent, true)) SendAll("X");
     }
 
     void BeginOutput() override {
@@ -397,13 +383,17 @@ private:
         value = Lent(text);
         return part().result < 0 ? text.has_value() : part().result;
     }
-    void SendAll(Part::Fields const & fields) {
-        for (auto const & [name, value] : fields) {
+    int Give(char const * name, char const *& value) {
+        return Give(name, part().text(name), value);
+    }
+    void SendAll(std::string_view key) {
+        for (auto const & [name, value] : part().fields_of(key)) {
             Forget();
             SendField(Lent(name), Lent(value));
         }
     }
-    int GiveBody(Part::Text const & text, std::istream ** body) {
+    int GiveBody(std::string_view key, std::istream ** body) {
+        Part::Text const & text = part().text(key);
         if (!text) return 0;
         path_.back().body = std::make_unique<Body>(*this, *text);
         *body = &path_.back().body->stream;
@@ -416,7 +406,7 @@ private:
         bool const is_first = entry_ == 0;
         Check(name == (is_first ? nullptr : name_) && address == (is_first ? nullptr : address_),
               "name and address aren't as they were left");
-        Part::Addresses const & list = part().*addresses_of(asked);
+        auto const & list = part().list(asked);
         if (entry_ == list.size()) {
             asked_ = nullptr;
             return 0;
