@@ -26,7 +26,33 @@ std::string call_line(std::string_view call, MimeContext const * context) {
     return line;
 }
 
-/// What a section shows: the messages, their headers alone, the calls, or those for blocks.
+/// Adds the places of a part that has ended, by their offsets in the message.
+void add_marks(std::multimap<std::size_t, std::string> & marks, std::string_view call,
+               MimeContext const & context) {
+    MimeContext::Exact const & exact = context.exact;
+    EXPECT_TRUE(call != "EndHeader" || (exact.body_start == -1 && exact.part_end == -1));
+    if (call != "EndPart") return;
+    std::pair<char const *, std::pair<long long, long long>> const places[] = {
+        {"part", {exact.part_start, context.part_start}},
+        {"header", {exact.header_start, context.header_start}},
+        {"/header", {exact.header_end, context.header_end}},
+        {"body", {exact.body_start, context.body_start}},
+        {"/body", {exact.body_end, context.body_end}},
+        {"/part", {exact.part_end, context.part_end}}};
+    for (auto const & [name, place] : places) {
+        EXPECT_EQ(place.first, place.second);
+        marks.emplace(static_cast<std::size_t>(place.first), "{" + std::string(name) + "}");
+    }
+}
+
+std::string with_marks(std::string text, std::multimap<std::size_t, std::string> const & marks) {
+    for (auto mark = marks.rbegin(); mark != marks.rend(); ++mark)
+        text.insert(mark->first, mark->second);
+    return text;
+}
+
+/// What a section shows: the messages, their headers alone, the calls, those for blocks, or the
+/// message with marks at the places of its parts.
 std::string outcome_of(NoteScript const & script, std::size_t block_size, bool one_buffer) {
     auto const setting = [&script](char const * name, std::string const & otherwise = "") {
         auto const at = script.settings.find(name);
@@ -53,13 +79,22 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
     note.SetCharacterSet(setting("charset").c_str());
     note.SetFieldGuard(setting("guard", is_extended ? "on" : "off") == "on");
     std::string log;
-    note.on_call = [&log](std::string_view call, MimeContext * context) {
+    std::multimap<std::size_t, std::string> marks;
+    note.on_call = [&](std::string_view call, MimeContext * context) {
         log += call_line(call, context);
+        if (call == "EndHeader" && script.settings.contains("split later"))
+            note.SetNetworkSplitSize(static_cast<unsigned int>(std::stoul(setting("split later"))));
+        if (call == "EndHeader" && setting("flush") == "on") {
+            note.FlushOutputBuffers();
+            note.calls += ' ';
+        }
+        if (context != nullptr) add_marks(marks, call, *context);
     };
     if (note.Send() != 1 || !note.AllReturned() || note.open_parts + note.open_bodies != 0)
         return "Send failed";
     if (setting("show") == "calls") return log.substr(1) + "\n";
     if (setting("show") == "blocks") return note.calls + "\n";
+    if (setting("show") == "places") return shown(with_marks(note.messages[0], marks));
     std::string result;
     for (std::string const & message : note.messages) {
         bool const whole = setting("show") != "headers";

@@ -34,12 +34,8 @@ using namespace vellum::test;
 static_assert(!std::is_copy_constructible_v<MimeONote> && !std::is_copy_assignable_v<MimeONote>);
 
 class SendTest : public testing::Test {
-protected:
-    SendTest() { NLS::PlatformCodePage = 1252; }
-    ~SendTest() override { NLS::PlatformCodePage = code_page_; }
-
     FixedClock const clock_;
-    unsigned long const code_page_ = NLS::PlatformCodePage;
+    CodePage const page_{1252};
 };
 
 TEST_F(SendTest, SettingsReturnWhatIsInForce) {
@@ -49,48 +45,8 @@ TEST_F(SendTest, SettingsReturnWhatIsInForce) {
     EXPECT_EQ(note.SetNetworkSplitSize(30721), 30721U);
     EXPECT_EQ(note.SetCharacterSet("iso-8859-2"), NLS::ISO_8859_2.name);
     EXPECT_EQ(note.SetCharacterSet(nullptr), nullptr);
-    EXPECT_NE(note.SendWhole().find("charset=ISO-8859-2\r\n"), std::string::npos);
     EXPECT_EQ(note.SetCharacterSet("x-set-that-nobody-knows"), NLS::ReservedSet.name);
     EXPECT_EQ(note.SetFieldGuard(7), 7);
-}
-
-TEST_F(SendTest, OffsetsAreThoseOfTheOutput) {
-    Part description = multipart("mixed", {text_part("one"), message_part(text_part("two"))});
-    for (Part * part : {&description, &description.parts[0], &description.parts[1],
-                        &description.parts[1].parts[0]})
-        part->fields["last"] = {{"X-Last", "one"}};
-    for (std::size_t const block_size : {1, 7, 4096}) {
-        DescribedNote note(description);
-        std::vector<MimeContext::Exact> places;
-        note.block_size = block_size;
-        note.on_call = [&](std::string_view call, MimeContext * context) {
-            if (call == "EndHeader") {
-                EXPECT_EQ(context->part_end, -1);
-                EXPECT_EQ(context->body_start, -1);
-            } else if (call == "EndPart") {
-                EXPECT_EQ(context->header_end, context->exact.header_end);
-                EXPECT_EQ(context->part_end, context->body_end);
-                EXPECT_EQ(note.SendField("X-Last", "late"), 0);
-                places.push_back(context->exact);
-            }
-        };
-        std::string const sent = note.SendWhole();
-        auto const slice = [&sent](long long from, long long to) {
-            return sent.substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from));
-        };
-        ASSERT_EQ(places.size(), 4U);
-        for (auto const & place : places) {
-            EXPECT_EQ(place.part_start, place.header_start);
-            std::string const header = slice(place.header_start, place.header_end);
-            EXPECT_TRUE(header.starts_with("Date: ") || header.starts_with("Content-"));
-            EXPECT_TRUE(header.ends_with("\r\nX-Last: one\r\n\r\n")) << header;
-            EXPECT_EQ(place.body_start, place.header_end);
-        }
-        EXPECT_EQ(slice(places[0].body_start, places[0].body_end), "one=\r\n");
-        EXPECT_EQ(places[1].part_start, places[2].body_start);
-        EXPECT_EQ(places[1].part_end, places[2].part_end);
-        EXPECT_EQ(slice(places[3].part_start, places[3].part_end), sent);
-    }
 }
 
 TEST_F(SendTest, CookiesAreGivenUpOnce) {
@@ -146,53 +102,43 @@ TEST_F(SendTest, ASecondSendIsCompleteInItself) {
     EXPECT_EQ(note.calls, "BGGPPEBGGPPE");
 }
 
+/// But for a flush, which is good from everywhere.
 TEST_F(SendTest, CallsFromTheWrongPlaceDoNothing) {
-    for (std::size_t const block_size : {1, 10, 100}) {
-        DescribedNote note(text_part("text"));
-        note.block_size = block_size;
-        note.SetNetworkSplitSize(0);
-        std::string const expected = note.SendWhole();
-        note.Rewind();
-        note.on_call = [&note](std::string_view call, MimeContext *) {
-            EXPECT_EQ(note.Send(), 0);
-            if (call.ends_with("Output") || call.ends_with("Buffer")) {
-                EXPECT_EQ(note.SendField("X-Meddle", "1"), 0);
+    for (std::size_t const block_size : {1, 7, 100, 4096}) {
+        for (char const * encoding : {RFC1521::ASCII_8bit, RFC1521::quoted_printable}) {
+            DescribedNote note(text_part(repeated("piece", 5)));
+            note.block_size = block_size;
+            note.piece_size = 5;
+            note.SetTextEncoding(encoding);
+            note.SetNetworkSplitSize(0);
+            std::string const expected = note.SendWhole();
+            note.Rewind();
+            note.on_call = [&note](std::string_view call, MimeContext *) {
+                EXPECT_EQ(note.Send(), 0);
                 note.FlushOutputBuffers();
-            }
-            if (call == "PutXFields") {
-                EXPECT_EQ(note.SendField("Subject", "no"), 0);
-                EXPECT_EQ(note.SendField("text", "no"), 0);
-                EXPECT_EQ(note.SendField(nullptr, "no"), 0);
-                EXPECT_EQ(note.SendField("X-No", nullptr), 0);
-            }
-        };
-        std::string const sent = note.SendWhole();
-        // The ids count on.
-        EXPECT_EQ(sent.substr(sent.find("X-MIME")).size(),
-                  expected.substr(expected.find("X-MIME")).size());
-        EXPECT_EQ(sent.find("no\r\n"), std::string::npos);
+                bool const is_late =
+                    call.ends_with("Output") || call.ends_with("Buffer") || call == "EndPart";
+                EXPECT_TRUE(!is_late || note.SendField("X-Meddle", "1") == 0);
+                if (call == "PutXFields") {
+                    EXPECT_EQ(note.SendField("Subject", "no"), 0);
+                    EXPECT_EQ(note.SendField("text", "no"), 0);
+                    EXPECT_EQ(note.SendField(nullptr, "no"), 0);
+                    EXPECT_EQ(note.SendField("X-No", nullptr), 0);
+                }
+            };
+            std::string const sent = note.SendWhole();
+            EXPECT_TRUE(note.AllReturned());
+            auto const body = [](std::string const & text) { // the ids count on
+                return text.substr(text.find("Content-Transfer-Encoding"));
+            };
+            EXPECT_EQ(body(sent), body(expected));
+            EXPECT_EQ(sent.size(), expected.size());
+        }
     }
     DescribedNote note;
     note.FlushOutputBuffers();
     EXPECT_EQ(note.SendField("X-Field", "1"), 0);
     EXPECT_EQ(note.calls, "");
-}
-
-TEST_F(SendTest, ABodyStreamMayFlushTheOutput) {
-    for (char const * encoding : {RFC1521::ASCII_8bit, RFC1521::quoted_printable}) {
-        for (std::size_t const block_size : {1, 7, 4096}) {
-            DescribedNote note(text_part(repeated("piece", 5)));
-            note.piece_size = 5;
-            note.block_size = block_size;
-            note.on_call = [&note](std::string_view call, MimeContext *) {
-                if (call == "Read") note.FlushOutputBuffers();
-            };
-            note.SetTextEncoding(encoding);
-            std::string const sent = note.SendWhole();
-            EXPECT_NE(sent.find("\r\n\r\npiecepiecepiecepiecepiece"), std::string::npos);
-            EXPECT_TRUE(note.AllReturned());
-        }
-    }
 }
 
 TEST_F(SendTest, ABodyStreamWithAnErrorEndsTheBody) {
@@ -292,25 +238,6 @@ TEST_F(SendTest, AClientThatStopsLendingEndsTheRun) {
             }
         }
     }
-}
-
-TEST_F(SendTest, NoGuardedBoundaryBeginsAsAnother) {
-    Part message = text_part("x");
-    for (int depth = 0; depth < 12; ++depth)
-        message = multipart("mixed", {message});
-    DescribedNote note(message);
-    note.SetFieldGuard(1);
-    std::string const sent = note.SendWhole();
-    std::vector<std::string> boundaries;
-    std::string_view const before = "boundary=\"";
-    for (std::size_t at = 0; (at = sent.find(before, at)) != sent.npos;) {
-        at += before.size();
-        boundaries.push_back(sent.substr(at, sent.find('"', at) - at));
-    }
-    ASSERT_EQ(boundaries.size(), 12U);
-    std::sort(boundaries.begin(), boundaries.end());
-    for (std::size_t i = 1; i < boundaries.size(); ++i)
-        EXPECT_FALSE(boundaries[i].starts_with(boundaries[i - 1])) << boundaries[i];
 }
 
 } // namespace
