@@ -1,21 +1,20 @@
 // tests/writing_ids_test.cpp - ids and boundaries that never meet, and encoded words of any set
 #include "mime/codec/base64.hpp"
 #include "mime/codec/quoted_printable.hpp"
-#include "mime/nls/charset.hpp"
-#include "mime/platform/random.hpp"
+#include "tests/support/codec_runs.hpp"
+#include "tests/support/files.hpp"
 #include "tests/support/note_script.hpp"
+#include "tests/support/processes.hpp"
 #include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
+#include <fstream>
 #include <set>
 #include <span>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -43,31 +42,23 @@ std::vector<std::string> ids_of_notes(int count) {
 }
 
 TEST(RandomIds, differ_in_notes_and_processes) {
-    std::multiset<std::string> ids;
-    std::vector<std::FILE *> pipes;
+    TemporaryDirectory const directory;
     for (int process = 0; process < 4; ++process) {
-        int ends[2];
-        ASSERT_EQ(::pipe(ends), 0);
-        if (::fork() == 0) {
-            std::FILE * const out = ::fdopen(ends[1], "w");
-            for (std::string const & id : ids_of_notes(250))
-                std::fprintf(out, "%s\n", id.c_str());
-            std::fclose(out);
-            ::_exit(0);
-        }
-        ::close(ends[1]);
-        pipes.push_back(::fdopen(ends[0], "r"));
+        EXPECT_EQ(result_of_child([&] {
+                      std::ofstream out(directory / "ids", std::ios::app);
+                      for (std::string const & id : ids_of_notes(250))
+                          out << id << '\n';
+                      return 0;
+                  }),
+                  0);
     }
-    for (std::FILE * const in : pipes) {
-        char line[200];
-        while (std::fgets(line, sizeof line, in) != nullptr)
-            ids.insert(line);
-        std::fclose(in);
-        ::wait(nullptr);
-    }
+    std::multiset<std::string> ids;
+    std::ifstream lines(directory / "ids");
+    for (std::string line; std::getline(lines, line);)
+        ids.insert(line);
     EXPECT_EQ(ids.size(), 2000U);
     EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), 2000U);
-    EXPECT_TRUE(ids.begin()->ends_with("\"\n") || ids.begin()->ends_with("@x.example>\n"))
+    EXPECT_TRUE(ids.begin()->ends_with("\"") || ids.begin()->ends_with("@x.example>"))
         << *ids.begin();
 }
 
@@ -83,12 +74,13 @@ bool failing_source(std::span<std::byte> bytes) {
 TEST(RandomIds, are_never_weak) {
     DescribedNote note(multipart("mixed", {text_part("x")}));
     note.SetWriting(MimeONote::Writing_Extended);
-    auto const before = vellum::platform::set_random(no_source);
-    EXPECT_EQ(note.Send(), 0);
-    EXPECT_EQ(note.calls, "");
-    vellum::platform::set_random(failing_source);
+    {
+        Scoped<vellum::platform::set_random> const random(no_source);
+        EXPECT_EQ(note.Send(), 0);
+        EXPECT_EQ(note.calls, "");
+    }
+    Scoped<vellum::platform::set_random> const random(failing_source);
     std::string const message = note.SendWhole();
-    vellum::platform::set_random(before);
     std::string const seed(26, 'a');
     EXPECT_EQ(line_of(message, "Message-Id: "), "Message-Id: <" + seed + "0@id.invalid>");
     EXPECT_EQ(line_of(message, "--=_"), "--=_" + seed + "2");
@@ -123,19 +115,13 @@ public:
 
 /// The text of an encoded word, from its Q or B on.
 std::string decoded(std::string_view word) {
-    bool const in_b = word.front() == 'B';
-    Decoding64 b;
-    DecodingQP q;
-    MIME_TransferDecoding & decoder = in_b ? static_cast<MIME_TransferDecoding &>(b) : q;
-    std::string text(word.substr(2));
-    iSimpleStream in(text.data(), text.data() + text.size());
-    oSimpleStream out;
-    decoder.decode(&in, &out);
-    return {out.str(), out.oBufCnt()};
+    std::string_view const text = word.substr(2);
+    return word.front() == 'B' ? outcome_of(Decoding64(), text).output
+                               : outcome_of(DecodingQP(), text).output;
 }
 
 TEST(EncodedWords, hold_whole_characters_and_begin_in_ascii) {
-    unsigned long const before = std::exchange(NLS::PlatformCodePage, 65001);
+    CodePage const unicode(65001);
     std::string text;
     for (int i = 0; i < 40; ++i)
         text += i % 9 == 0 ? "a" : "\xE6\x97\xA5";
@@ -163,7 +149,6 @@ TEST(EncodedWords, hold_whole_characters_and_begin_in_ascii) {
     }
     EXPECT_EQ(read, text);
     EXPECT_GT(words, 2U);
-    NLS::PlatformCodePage = before;
 }
 
 } // namespace

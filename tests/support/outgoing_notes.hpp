@@ -27,27 +27,35 @@
 
 namespace vellum::test {
 
-/// 10 February 1998, 08:00:00 UT, for the time of a scope.
-class FixedClock {
-public:
-    static constexpr std::int64_t seconds = 887097600;
+/// Sets something for the time of a scope. `set` returns what was set before.
+template <auto set>
+class Scoped {
+    using Value = decltype(set({}));
 
-    FixedClock() : before_(platform::set_clock([] { return seconds * 1000; })) {}
-    ~FixedClock() { platform::set_clock(before_); }
-    FixedClock(FixedClock const &) = delete;
-    FixedClock & operator=(FixedClock const &) = delete;
+public:
+    explicit Scoped(Value value) : before_(set(value)) {}
+    ~Scoped() { set(before_); }
+    Scoped(Scoped const &) = delete;
+    Scoped & operator=(Scoped const &) = delete;
 
 private:
-    platform::Clock before_;
+    Value before_;
 };
 
-/// For the time of a scope, random texts are "aaa...", "baa...", "caa..." and so on.
-class FixedRandom {
-public:
-    FixedRandom() : before_(platform::set_random(&Next)) { draw_ = 0; }
-    ~FixedRandom() { platform::set_random(before_); }
-    FixedRandom(FixedRandom const &) = delete;
-    FixedRandom & operator=(FixedRandom const &) = delete;
+inline unsigned long set_code_page(unsigned long page) {
+    return std::exchange(NLS::PlatformCodePage, page);
+}
+using CodePage = Scoped<set_code_page>;
+
+/// 10 February 1998, 08:00:00 UT.
+struct FixedClock : Scoped<platform::set_clock> {
+    static constexpr std::int64_t seconds = 887097600;
+    FixedClock() : Scoped([] { return seconds * 1000; }) {}
+};
+
+/// Random texts are "aaa...", "baa...", "caa..." and so on.
+struct FixedRandom : Scoped<platform::set_random> {
+    FixedRandom() : Scoped(Next) { draw_ = 0; }
 
 private:
     static bool Next(std::span<std::byte> bytes) {
@@ -57,22 +65,9 @@ private:
     }
 
     static inline unsigned draw_ = 0;
-    platform::Random before_;
 };
 
 inline std::string const fixed_time = std::to_string(FixedClock::seconds);
-
-/// Another code page for the time of a scope.
-class CodePage {
-public:
-    explicit CodePage(unsigned long page) : before_(std::exchange(NLS::PlatformCodePage, page)) {}
-    ~CodePage() { NLS::PlatformCodePage = before_; }
-    CodePage(CodePage const &) = delete;
-    CodePage & operator=(CodePage const &) = delete;
-
-private:
-    unsigned long before_;
-};
 
 /// A part, and if it stands in the place of a message, its fields. What is unset isn't answered.
 struct Part {
