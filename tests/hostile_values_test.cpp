@@ -4,10 +4,9 @@
 // Each hostile value is the answer to every getter of one message. Three readers (Python, our own,
 // and GMime where it is installed) bring what they see into an outline, which has to be that of the
 // same message with a harmless value, but for the values themselves and for what may be left out.
-#include "mime/nls/charset.hpp"
-#include "mime/note/incoming_note.hpp"
 #include "tests/support/case_file.hpp"
 #include "tests/support/note_script.hpp"
+#include "tests/support/transcript.hpp"
 
 #include <gtest/gtest.h>
 #ifdef VELLUM_TEST_GMIME
@@ -17,13 +16,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
-#include <set>
-#include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -182,50 +179,35 @@ std::string as_word(std::string text) {
     return text;
 }
 
-class OutlineNote : public MimeINote {
-public:
-    using MimeINote::MimeINote;
+std::string outline_of(std::string const & message) {
     std::string outline;
-
-protected:
-    void BeginPart(MimeContext & context) override {
-        addresses_.clear();
-        outline += "part " + std::string(context.item->type) + "\n";
-    }
-    void Set_From(char const * field, char const *, char const *, char const * address) override {
-        if (address != nullptr) addresses_[field] += " " + as_word(address);
-    }
-    void Set_To(char const * field, char const * body, char const * name,
-                char const * address) override {
-        Set_From(field, body, name, address);
-    }
-    void SetProperty(char const * name, MimeString const & value) override {
-        if (name == std::string("X-Last")) outline += "last " + std::string(value.get_String());
-    }
-    void EndHeader(MimeContext &) override {
-        for (auto const & [field, list] : addresses_)
-            outline += "\naddress" + list;
-        outline += "\n";
-    }
-    void BeginBody(MimeContext &, std::ostream ** data, std::ostream **) override {
-        body_.str("");
-        if (data) *data = &body_;
-    }
-    void EndPart(MimeContext &) override { outline += "body " + body_.str() + "\n"; }
-
-private:
-    std::map<std::string, std::string> addresses_;
-    std::ostringstream body_;
-};
+    std::map<std::string, std::string> addresses;
+    transcript_of(message, [&](Transcript & note) {
+        note.after_line = [&](std::size_t) {
+            std::string const & line = note.lines().back();
+            auto const words = split(line, ' ');
+            if (words[0] == "BeginPart") outline += "part " + split(words[6], '/')[0] + "\n";
+            if (words[0] == "EndPart") outline += "end " + words[1] + "\n";
+            if (words[0] == "data") outline += "body " + line.substr(6) + "\n";
+            if (words[0] == "Receive" || line.starts_with("SetProperty \"X-Last\""))
+                outline += line + "\n";
+            bool const is_address = words[0] == "Set_From" || words[0] == "Set_To";
+            std::size_t const at = line.rfind(" \"") + 2;
+            if (is_address && line.ends_with('"'))
+                addresses[words[1]] += " " + as_word(line.substr(at, line.size() - at - 1));
+            if (words[0] != "EndHeader") return;
+            for (auto const & [field, list] : std::exchange(addresses, {}))
+                outline += "address" + list + "\n";
+        };
+    });
+    return outline;
+}
 
 TEST_P(HostileValues, OurOwnReader) {
     std::vector<std::string> outlines;
-    for (auto const & value : values) {
-        std::istringstream in(write(value, GetParam()));
-        OutlineNote note(in);
-        EXPECT_EQ(note.Receive(), MimeINote::Receive_Complete);
-        outlines.push_back(note.outline);
-    }
+    for (auto const & value : values)
+        outlines.push_back(outline_of(write(value, GetParam())));
+    ASSERT_TRUE(outlines[0].ends_with("\nReceive Complete\n"));
     check(values, outlines, GetParam());
 }
 
