@@ -1,4 +1,5 @@
 // tests/send_fields_test.cpp - the messages that notes write, and the field guard
+#include "mime/MIMEQXST.hpp"
 #include "mime/nls/charset.hpp"
 #include "mime/send/field_guard.hpp"
 #include "tests/support/case_file.hpp"
@@ -77,6 +78,7 @@ std::string outcome_of(NoteScript const & script, std::size_t block_size, bool o
     std::string const encoding = setting("encoding");
     note.SetTextEncoding(encoding == "null" ? nullptr : encoding.c_str());
     note.SetCharacterSet(setting("charset").c_str());
+    if (setting("translator") == "component") note.SetNLS(new NLS_qxStr_Factory, 1);
     note.SetFieldGuard(setting("guard", is_extended ? "on" : "off") == "on");
     std::string log;
     std::multimap<std::size_t, std::string> marks;

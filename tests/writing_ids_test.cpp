@@ -1,11 +1,7 @@
-// tests/writing_ids_test.cpp - ids and boundaries that never meet, and encoded words of any set
-#include "mime/codec/base64.hpp"
-#include "mime/codec/quoted_printable.hpp"
-#include "tests/support/codec_runs.hpp"
+// tests/writing_ids_test.cpp - ids and boundaries that never meet
 #include "tests/support/files.hpp"
 #include "tests/support/note_script.hpp"
 #include "tests/support/processes.hpp"
-#include "tests/support/translators.hpp"
 
 #include <gtest/gtest.h>
 
@@ -94,61 +90,6 @@ TEST(RandomIds, take_a_domain) {
     for (char const * domain : {"x.example", "[127.0.0.1]", ""})
         EXPECT_EQ(note.SetIdDomain(domain), 1) << domain;
     EXPECT_EQ(note.SetIdDomain(nullptr), 1);
-}
-
-/// Text beyond ASCII stands between two escapes, as in ISO-2022-JP.
-class Shifting : public TextTranslator {
-public:
-    using TextTranslator::TextTranslator;
-    int Translate(std::string_view text, std::string & result) override {
-        bool shifted = false;
-        for (char const c : text) {
-            bool const is_ascii = vellum::ascii::byte(c) < 0x80;
-            if (is_ascii == shifted) result += is_ascii ? "\x1B(B" : "\x1B$B";
-            shifted = !is_ascii;
-            result += c;
-        }
-        if (shifted) result += "\x1B(B";
-        return 0;
-    }
-};
-
-/// The text of an encoded word, from its Q or B on.
-std::string decoded(std::string_view word) {
-    std::string_view const text = word.substr(2);
-    return word.front() == 'B' ? outcome_of(Decoding64(), text).output
-                               : outcome_of(DecodingQP(), text).output;
-}
-
-TEST(EncodedWords, hold_whole_characters_and_begin_in_ascii) {
-    CodePage const unicode(65001);
-    std::string text;
-    for (int i = 0; i < 40; ++i)
-        text += i % 9 == 0 ? "a" : "\xE6\x97\xA5";
-    DescribedNote note(text_part("").With("Subject", text));
-    note.SetWriting(MimeONote::Writing_Extended);
-    note.SetNLS(new FactoryOf<Shifting>, 0);
-    note.SetCharacterSet("ISO-2022-JP");
-    std::string const message = note.SendWhole();
-    std::string read;
-    std::size_t words = 0;
-    std::size_t at = message.find("Subject:");
-    std::size_t const header_end = message.find("Message-Id:");
-    while ((at = message.find("=?ISO-2022-JP?", at)) < header_end) {
-        std::size_t const end = message.find("?=", at + 16) + 2;
-        EXPECT_LE(end - at, 75U);
-        std::string const word = decoded(std::string_view(message).substr(at + 14, end - at - 16));
-        std::string const piece = replaced(replaced(word, "\x1B$B", ""), "\x1B(B", "");
-        std::string again;
-        Shifting("").Translate(piece, again);
-        EXPECT_EQ(again, word);
-        EXPECT_TRUE(piece.front() == 'a' || piece.front() == '\xE6');
-        read += piece;
-        at = end;
-        ++words;
-    }
-    EXPECT_EQ(read, text);
-    EXPECT_GT(words, 2U);
 }
 
 } // namespace
