@@ -17,6 +17,7 @@
 //       Body: Hello%0D%0A
 #pragma once
 
+#include "tests/support/case_rows.hpp"
 #include "tests/support/outgoing_notes.hpp"
 #include "tests/support/texts.hpp"
 
@@ -29,17 +30,9 @@
 
 namespace vellum::test {
 
+/// "%0D" is a byte.
 inline std::string percent_decoded(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        bool const is_escape = text[i] == '%';
-        result +=
-            is_escape
-                ? static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16))
-                : text[i];
-        if (is_escape) i += 2;
-    }
-    return result;
+    return unescaped(replaced(replaced(std::string(text), "\\", "\\\\"), "%", "\\x"));
 }
 
 inline std::string escaped(std::string_view text, std::string_view also = "%") {

@@ -160,15 +160,14 @@ public:
     long lent = 0;
     std::size_t most_held = 0; ///< bytes lent at one time
     std::string calls;         ///< B and E for BeginOutput and EndOutput, G and P for the blocks
-    int open_parts = 0;
-    int open_bodies = 0;
 
     std::string SendWhole() {
         messages.clear();
         if (Send() != 1) return "Send failed";
         return messages.size() == 1 ? messages.front() : "more than one message";
     }
-    bool AllReturned() const { return blocks_.empty() && !open_; }
+    /// Whether all is ended that was begun, and all blocks are back.
+    bool AllReturned() const { return blocks_.empty() && !open_ && path_.empty(); }
 
     /// Ready for another Send after one that an exception left.
     void Rewind() {
@@ -177,7 +176,6 @@ public:
         path_.clear();
         asked_ = nullptr;
         open_ = false;
-        open_parts = open_bodies = 0;
     }
 
     using MimeONote::FlushOutputBuffers;
@@ -189,12 +187,11 @@ protected:
         if (!is_first && path_.back().next == path_.back().part->parts.size()) return 0;
         Part const & next = is_first ? answers : path_.back().part->parts[path_.back().next++];
         path_.push_back({&next, 0});
-        ++open_parts;
         return 1;
     }
     void EndPart(MimeContext & context) override {
         Call("EndPart", &context);
-        --open_parts;
+        Check(!path_.back().in_body, "EndPart within a body");
         path_.pop_back();
     }
     int BeginHeader(MimeContext & context) override {
@@ -224,7 +221,7 @@ protected:
     }
     int BeginBody(MimeContext & context, std::istream ** body) override {
         Call(body == nullptr ? "BeginBody(null)" : "BeginBody", &context);
-        ++open_bodies;
+        Check(!std::exchange(path_.back().in_body, true), "BeginBody within a body");
         if (body == nullptr) return 0;
         if (stream == nullptr) return GiveBody("Body", body);
         *body = stream;
@@ -232,7 +229,7 @@ protected:
     }
     void EndBody(MimeContext & context) override {
         Call("EndBody", &context);
-        --open_bodies;
+        Check(std::exchange(path_.back().in_body, false), "EndBody without a body");
         path_.back().body.reset();
     }
 
@@ -349,6 +346,7 @@ private:
         Part const * part;
         std::size_t next;
         bool fields_sent = false;
+        bool in_body = false;
         std::unique_ptr<Body> body = nullptr;
     };
 
