@@ -3,8 +3,8 @@
 //
 // Grammar:    RFC 2045 6.7.
 // Tolerance:  "=" and any two characters are an escape, a character that is no digit counting as
-//             0xFF, unless the rules keep them; see DecodingRules. LF alone ends a line, also behind
-//             the "=" of a soft break; lines may have any length.
+//             0xFF, unless the rules keep them; see DecodingRules. LF alone ends a line, also
+//             behind the "=" of a soft break; lines may have any length.
 // Not here:   white space before a line end is no padding to be taken off: senders that don't
 //             encode it at all mean it, and a text of signatures ("-- ") needs it.
 #include "mime/codec/quoted_printable.hpp"
@@ -201,7 +201,8 @@ void EncodingQP::takeBetweenCharacters(unsigned char byte) {
     } else if (byte == '\n') {
         escape(byte);
         previous_ = '\n';
-    } else if (byte == 'F' && previous_ == '\n') {
+    } else if (byte == 'F' && (previous_ == '\n' || beginsEncodedLine())) {
+        CheckLineLength(1);
         state = f_read;
     } else if (is_escaped(byte) || (byte == '.' && (column_ == 0 || column_ >= longest_line))) {
         escape(byte);
@@ -262,6 +263,11 @@ void EncodingQP::endLine() {
     } else {
         output->write("\r\n", 2);
     }
+}
+
+/// Whether the next character begins a line behind a soft break, at which "From " is looked for.
+bool EncodingQP::beginsEncodedLine() const {
+    return escapes_every_from_ && breakLines && column_ >= longest_line;
 }
 
 /// A soft break, if the line has no place for `n` characters more.

@@ -27,9 +27,12 @@ public:
 
     int encode(iSimpleStream * in, oSimpleStream * out) override;
 
-    /// The data begin a line, so that "From " is escaped there too. Called in front of the first
-    /// data.
-    void beginLine() { previous_ = '\n'; }
+    /// "From " is escaped wherever it would begin an encoded line: at the start of the data and
+    /// behind a soft break too. Called in front of the first data.
+    void escapeEveryFrom() {
+        escapes_every_from_ = true;
+        previous_ = '\n';
+    }
 
 protected:
     void writeTail() override;
@@ -41,12 +44,14 @@ private:
     void escape(unsigned char byte);
     void writeFrom(bool blank_follows);
     void endLine();
+    bool beginsEncodedLine() const;
     void CheckLineLength(int n);
     void advance(int n);
 
     // What the output line ended in so far. Only blank, tab and LF mean something, so that the
     // first line of the data isn't a line that follows a line end.
     unsigned char previous_ = 0xFF;
+    bool escapes_every_from_ = false;
     int column_ = 0; // characters on the output line
 };
 

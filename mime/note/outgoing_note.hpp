@@ -119,7 +119,8 @@ public:
     MimeONote & operator=(MimeONote const &) = delete;
 
     /// Writes the message. Returns 1 when the whole of it has gone through PutOutputBuffer, and 0
-    /// if (in Writing_Extended) the system has no random source for ids, with nothing called, or
+    /// in Writing_Extended if the system has no random source for ids, with nothing called, or if a
+    /// body stream was in error, with the message written to its end; and
     /// if the client lent no block when one was needed. Without the first block nothing but
     /// BeginOutput has been called; without a later one the message breaks off there: every part
     /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
@@ -186,8 +187,8 @@ public:
 
     /// How the next messages are written; Writing_Basic unless set. Writing_Extended turns the
     /// field guard on and sets the split size to 0, Writing_Basic the field guard off and the split
-    /// size to 256,000; either can be set anew afterwards. Called while Send runs it changes
-    /// nothing. Returns the way now in force.
+    /// size to 256,000; either can be set anew afterwards. Called while Send runs, or with the way
+    /// that is in force, it changes nothing. Returns the way now in force.
     int SetWriting(Writing writing);
 
     /// The domain of generated ids, in Writing_Extended; without it, or with a null or empty
@@ -196,11 +197,13 @@ public:
     /// more than 253 bytes. The text is copied.
     int SetIdDomain(char const * domain);
 
-    /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. Returns its
-    /// argument.
+    /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. A value with a quote
+    /// or a backslash always goes by RFC 2231, as some readers decode encoded words before they look
+    /// for the closing quote. Returns its argument.
     int SetParameterForm(ParameterForm form);
 
-    /// On (nonzero), Writing_Extended writes the field bcc too. Off at first. Returns its argument.
+    /// On (nonzero), Writing_Extended writes the field bcc too. Off at first; but a field Bcc that
+    /// the client sends itself, from PutHeader, is never withheld. Returns its argument.
     int SetBcc(int on);
 
     /// On (nonzero), Writing_Extended writes header text as UTF-8 (RFC 6532), for a transport that
@@ -209,7 +212,8 @@ public:
     int SetUtf8(int on);
 
     /// Adds one whole field as it was read, name, colon, folds and line ends included, `size`
-    /// bytes: where SendField can be called, with any name, and in either way of writing. A bare
+    /// bytes: where SendField can be called, with the names that it takes in Writing_Extended, and
+    /// in either way of writing. A bare
     /// LF or CR that ends a line becomes CR LF, as does a missing line end at the end; all else
     /// stays, 8-bit bytes too. Returns 1 if the field was written and the output is good.
     ///

@@ -43,10 +43,6 @@ private:
     std::array<AddressField, 3> fields_;
 };
 
-} // namespace
-
-namespace {
-
 /// Whether a reader would take the entry for something else than one mailbox. A name alone is no
 /// mailbox either, and some readers give up the field there.
 bool reads_otherwise(AddressEntry const & entry) { return !is_address(entry.address); }

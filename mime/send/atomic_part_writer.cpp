@@ -75,7 +75,7 @@ void MimeSender::Put_AtomicHeader() {
 void MimeSender::Put_Body(std::istream & body) {
     vellum::EncoderInUse const encoder(MIME_TransferEncoding::Create(transfer_encoding, true));
     if (rules->from_escaped && transfer_encoding == RFC1521::quoted_printable && encoder) {
-        static_cast<EncodingQP &>(*encoder).beginLine();
+        static_cast<EncodingQP &>(*encoder).escapeEveryFrom();
     }
     {
         vellum::TranslatorInUse const translator(

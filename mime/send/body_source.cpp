@@ -64,7 +64,7 @@ char const * encoding_of_text(BodyLook const & look, char const * suits_set) {
 
 char const * encoding_of_message(BodyLook const & look) {
     if (look.has_nul || look.longest_line > longest_line) return RFC1521::binary;
-    return look.eight_bit != 0 || !look.is_whole ? RFC1521::ASCII_8bit : RFC1521::ASCII_7bit;
+    return look.eight_bit != 0 ? RFC1521::ASCII_8bit : RFC1521::ASCII_7bit;
 }
 
 // the body -------------------------------------------------------------------------

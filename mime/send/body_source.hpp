@@ -32,7 +32,6 @@ BodyLook look_at(std::string_view start, bool is_whole);
 char const * encoding_of_text(BodyLook const & look, char const * suits_set);
 
 /// Returns the token for a message that goes out as it stands (RFC 2046 5.2): 7bit, 8bit or binary.
-/// A message that goes on behind what was seen is no less than 8bit.
 char const * encoding_of_message(BodyLook const & look);
 
 /// Reads the body of a client's stream through its `streambuf`. It belongs to one body, and the

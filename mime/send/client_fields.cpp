@@ -1,5 +1,6 @@
 // mime/send/client_fields.cpp - the client's own fields, and the end of a header
 #include "mime/foundation/symbol_table.hpp"
+#include "mime/foundation/tokens.hpp"
 #include "mime/note/outgoing_note.hpp"
 #include "mime/note/position.hpp"
 #include "mime/send/field_guard.hpp"
@@ -41,11 +42,16 @@ bool MimeSender::Send_HeaderField(char const * name, char const * value) {
     if (!IsClientField(name)) return false;
     // Copies, as the note is called again if the field is cut.
     std::string const own_name(name);
+    // Bare LF ends the lines of folds here too; the guard makes a blank of any other.
     std::string const own_value = rules->any_own_field ? vellum::unfolded(value) : value;
-    vellum::FieldWriter(*this, own_name.c_str())
-        .text(": ")
-        .encoded(own_value.c_str(), vellum::TextKind::unstructured)
-        .end();
+    vellum::FieldWriter field(*this, own_name.c_str());
+    field.text(": ");
+    if (rules->any_own_field && vellum::is_structured(own_name)) {
+        field.words(own_value.c_str());
+    } else {
+        field.encoded(own_value.c_str(), vellum::TextKind::unstructured);
+    }
+    field.end();
     return stream->good();
 }
 
@@ -53,6 +59,8 @@ bool MimeSender::Send_RawField(char const * bytes, std::size_t size) {
     if (!accepting_fields || stream->Busy() || bytes == nullptr) return false;
     std::string field;
     if (!vellum::read_field({bytes, size}, field)) return false;
+    // In a header of the engine's the field would be a second one of its name.
+    if (IsFieldOfEngine(std::string_view(field).substr(0, field.find(':')))) return false;
     stream->write(field);
     return stream->good();
 }
@@ -79,9 +87,13 @@ bool MimeSender::IsClientField(char const * name) const {
         // With something else for a name, the line would be no field, or another one.
         return !is_own_word(name) && (!field_guard || vellum::is_field_name(name));
     }
+    return vellum::is_field_name(name) && std::string_view(name).size() < vellum::longest_line &&
+           !IsFieldOfEngine(name);
+}
+
+bool MimeSender::IsFieldOfEngine(std::string_view name) const {
     bool const in_message = context->multipart_depth == 0;
-    return vellum::is_field_name(name) &&
-           (any_field_ || !vellum::is_written_by_engine(name, in_message));
+    return !any_field_ && vellum::is_field_of_engine(name, {in_message, in_container_});
 }
 
 void MimeSender::End_of_Header(MimeContext & ctx) {
@@ -92,6 +104,8 @@ void MimeSender::End_of_Header(MimeContext & ctx) {
 void MimeSender::Ask_Last_Fields(MimeContext & ctx) {
     set_position(ctx, &MimeContext::Exact::header_end,
                  Offset() + static_cast<long long>(blank_line.size()));
+    bool const is_message = content_type == RFC1521::message && content_subtype == RFC1521::RFC822;
+    ScopedValue const container(in_container_, is_message || content_type == RFC1521::multipart);
     ScopedValue const accept(accepting_fields, true);
     note->EndHeader(ctx);
 }

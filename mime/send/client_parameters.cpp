@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace vellum {
 
@@ -18,7 +19,7 @@ bool is_attribute(std::string_view name) {
            name.find_first_of("*'%") == std::string_view::npos;
 }
 
-bool is_written_by_engine(std::string_view name) {
+bool is_engine_parameter(std::string_view name) {
     std::string_view const own[] = {RFC1521::boundary, RFC1521::charset, RFC1521::name,
                                     RFC1806::filename};
     return std::any_of(std::begin(own), std::end(own),
@@ -27,11 +28,11 @@ bool is_written_by_engine(std::string_view name) {
 
 } // namespace
 
-bool takes_parameter(std::vector<ClientParameter> const & before, std::string_view name) {
-    return is_attribute(name) && !is_written_by_engine(name) &&
-           std::none_of(before.begin(), before.end(), [name](ClientParameter const & other) {
-               return ascii::equal(other.name, name);
-           });
+bool ParameterNames::Take(std::string_view name) {
+    if (!is_attribute(name) || is_engine_parameter(name)) return false;
+    std::string key(name);
+    std::transform(key.begin(), key.end(), key.begin(), ascii::to_lower);
+    return taken_.insert(std::move(key)).second;
 }
 
 } // namespace vellum

@@ -14,12 +14,13 @@ using vellum::TextKind;
 /// The further parameters of `field` that the note has.
 std::vector<vellum::ClientParameter> MimeSender::AskParameters(char const * field) {
     std::vector<vellum::ClientParameter> result;
+    vellum::ParameterNames names;
     if (!rules->extended_parameters) return result;
     char const * name = nullptr;
     char const * value = nullptr;
     for (int i = 0; note->Get_Parameter(field, i, name, value) != 0; ++i) {
         bool const is_whole = name != nullptr && value != nullptr;
-        if (is_whole && vellum::takes_parameter(result, name)) result.push_back({name, value});
+        if (is_whole && names.Take(name)) result.push_back({name, value});
         name = value = nullptr;
     }
     return result;

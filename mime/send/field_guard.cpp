@@ -171,6 +171,19 @@ bool is_id_domain(std::string_view value) {
 
 bool has_domain(std::string_view address) { return domain_sign(address) != std::string_view::npos; }
 
+bool is_id(std::string_view value) {
+    if (value.starts_with('<') && value.ends_with('>')) value = value.substr(1, value.size() - 2);
+    return !value.empty() && !has_encoded_word(value) &&
+           std::none_of(value.begin(), value.end(), [](char c) {
+               return ascii::byte(c) <= ' ' || c == 0x7F || c == '<' || c == '>';
+           });
+}
+
+bool has_encoded_word(std::string_view text) {
+    std::size_t const begin = text.find("=?");
+    return begin != text.npos && text.find("?=", begin + 2) != text.npos;
+}
+
 bool is_empty_group(std::string_view value) {
     if (value.size() < 3 || value.substr(value.size() - 2) != ":;") return false;
     std::string_view const name = value.substr(0, value.size() - 2);

@@ -51,6 +51,13 @@ bool is_id_domain(std::string_view value);
 /// brackets alone.
 bool has_domain(std::string_view address);
 
+/// Whether `value` can stand as an id, with its angle brackets or without (RFC 5322 3.6.4): bytes
+/// above the blank, no further bracket, and nothing that looks like an encoded word.
+bool is_id(std::string_view value);
+
+/// Whether `text` has what some readers take for an encoded word.
+bool has_encoded_word(std::string_view text);
+
 /// Whether `value` is a group without members whose name is atoms, as "undisclosed-recipients:;"
 /// (RFC 5322 3.4). Alone in its field it reads as nobody; beside others some readers lose these.
 bool is_empty_group(std::string_view value);

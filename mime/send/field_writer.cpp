@@ -1,6 +1,9 @@
 // mime/send/field_writer.cpp - writes one header field of the engine's text and the client's values
 #include "mime/send/field_writer.hpp"
 
+#include "mime/foundation/ascii.hpp"
+#include "mime/nls/character_boundary.hpp"
+#include "mime/nls/charset.hpp"
 #include "mime/send/delimited.hpp"
 #include "mime/send/field_guard.hpp"
 #include "mime/send/header_text.hpp"
@@ -9,6 +12,9 @@
 #include "mime/send/rfc2047_stream.hpp"
 #include "mime/send/sender.hpp"
 #include "mime/send/writing_rules.hpp"
+
+#include <algorithm>
+#include <utility>
 
 namespace vellum {
 
@@ -47,9 +53,11 @@ FieldWriter & FieldWriter::words(char const * value) {
 FieldWriter & FieldWriter::encoded(char const * value, TextKind kind) {
     bool const is_empty = value == nullptr || *value == '\0';
     if (sender_.field_guard && is_empty && kind == TextKind::parameter) return text("\"\"");
-    if (!folds_) {
+    if (!sender_.rules->short_encoded_words) {
         oRFC2047Stream stream(&sender_, kind == TextKind::parameter, kind == TextKind::phrase);
-        stream << guard(value, kind == TextKind::unstructured ? Fold::stays : Fold::goes);
+        char const * text = guard(value, kind == TextKind::unstructured ? Fold::stays : Fold::goes);
+        if (kind == TextKind::parameter && sender_.field_guard) text = guard_quotes(text);
+        stream << text;
         stream.Finish();
     } else if (kind == TextKind::unstructured) {
         HeaderText(sender_, folder_).PutUnstructured(unfolded(value));
@@ -103,6 +111,31 @@ void FieldWriter::end() {
 /// The value without the line ends of its folds, as the field is folded anew.
 std::string FieldWriter::unfolded(char const * value) {
     return value != nullptr ? vellum::unfolded(guard(value, Fold::stays)) : std::string();
+}
+
+/// Some readers decode encoded words before they look for the closing quote. So no quote stays in a
+/// text that will be encoded where a parameter could follow it, and no backslash where the closing
+/// quote follows.
+char const * FieldWriter::guard_quotes(char const * value) {
+    std::string_view const text(value);
+    auto const is_plain = [](char c) {
+        return (ascii::byte(c) >= ' ' && ascii::byte(c) < 0x7F) || c == '\t';
+    };
+    bool const will_be_encoded =
+        !std::all_of(text.begin(), text.end(), is_plain) || text.find("=?") != text.npos;
+    bool const can_end = text.find(';') != text.npos || text.ends_with('\\');
+    if (!will_be_encoded || !can_end) return value;
+    std::string result(text);
+    for (std::size_t i = 0, next; i < text.size(); i = next) {
+        next = i + 1;
+        while (next < text.size() &&
+               incomplete_tail(NLS::PlatformCodePage, text.substr(i, next - i)) != 0)
+            ++next;
+        if (next == i + 1 && text[i] == '"') result[i] = '\'';
+        if (next == i + 1 && text[i] == '\\') result[i] = '/';
+    }
+    guarded_ = std::move(result);
+    return guarded_.c_str();
 }
 
 char const * FieldWriter::guard(char const * value, Fold fold) {

@@ -53,6 +53,7 @@ public:
 private:
     enum class Fold { stays, goes };
     char const * guard(char const * value, Fold fold);
+    char const * guard_quotes(char const * value);
     std::string unfolded(char const * value);
 
     MimeSender & sender_;

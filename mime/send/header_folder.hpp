@@ -4,6 +4,8 @@
 // byte. Text is held from one blank to the next, as only then is it known whether it still fits.
 #pragma once
 
+#include "mime/send/own_field.hpp"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -17,7 +19,7 @@ namespace vellum {
 class HeaderFolder {
 public:
     static constexpr std::size_t wanted_line = 78;
-    static constexpr std::size_t longest_line = 998;
+    static constexpr std::size_t longest_line = vellum::longest_line;
 
     /// `out` outlives this object. With `ascii_only` any other byte that comes here becomes "?".
     HeaderFolder(oSimpleStream & out, bool ascii_only) : out_(out), ascii_only_(ascii_only) {}

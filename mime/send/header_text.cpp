@@ -43,7 +43,7 @@ void for_each_word(std::string_view text, Take take) {
 
 /// The text, which needs no encoding; nothing if it has to be encoded.
 std::optional<std::string> HeaderText::AsItStands(std::string_view text) const {
-    if (text.find("=?") != std::string_view::npos) return {};
+    if (has_encoded_word(text)) return {};
     auto result = sender_.settings.utf8 ? in_utf_8(sender_, text) : std::string(text);
     bool const stands = result && std::all_of(result->begin(), result->end(), [this](char c) {
                             bool const in_utf8 = sender_.settings.utf8 && ascii::byte(c) > 0x7F;
@@ -64,10 +64,11 @@ bool HeaderText::CanBeFolded(std::string_view text, std::size_t longest_word) co
 }
 
 /// Whether the first line may end in front of the text, if need be. Some readers then count the
-/// blank as a part of the text; where the text is an address, an id or a URL, it does no harm.
+/// blank as a part of the text; where the text is an id or a URL, it does no harm.
 bool HeaderText::BeginsWell(std::string_view text) const {
     std::string_view const word = text.substr(0, text.find_first_of(blanks));
-    return word.size() <= folder_.room() || word.find_first_of("<>@:/") != std::string_view::npos;
+    return word.size() <= folder_.room() || word.starts_with('<') ||
+           word.find("://") != std::string_view::npos;
 }
 
 void HeaderText::PutUnstructured(std::string_view text) {
@@ -122,6 +123,7 @@ void HeaderText::PutWords(std::string_view text) {
     bool first = true;
     for_each_word(source, [&](std::string_view before, std::string_view word) {
         bool const stands = word.size() <= longest_plain_word &&
+                            (!has_encoded_word(word) || is_encoded_words(word)) &&
                             std::all_of(word.begin(), word.end(), stands_in_word);
         if (word.empty()) return;
         if (!stands && !run.empty()) return void(run.append(before).append(word));

@@ -78,6 +78,7 @@ std::optional<std::string> MimeSender::GivenId(int (MimeONote::*getter)(char con
     char const * value = nullptr;
     bool const is_given = (note->*getter)(value) != 0 && value != nullptr;
     if (!is_given || (rules->random_ids && *value == '\0')) return {};
+    if (rules->random_ids && field_guard && !vellum::is_id(value)) return {};
     return vellum::value_for_header(*this, value);
 }
 

@@ -138,7 +138,8 @@ void MimeSender::PassOnByType(MimeContext & ctx, bool in_digest) {
 // multipart ------------------------------------------------------------------------
 
 void MimeSender::Put_MultiPart(MimeContext & ctx, char const * boundary) {
-    bool const usable = boundary != nullptr && (!field_guard || CanStandInside(boundary));
+    bool const usable = boundary != nullptr && (!field_guard || CanStandInside(boundary)) &&
+                        (!rules->ascii_header || vellum::is_boundary(boundary));
     std::string const own = usable ? boundary : MakeBoundary();
     Generate_Content_Type(ctx.item->type, ctx.item->subtype, own.c_str(), nullptr, nullptr);
     Generate_Content_Id();

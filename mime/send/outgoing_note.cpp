@@ -80,8 +80,12 @@ int MimeONote::SetFieldGuard(int on) {
 }
 
 int MimeONote::SetWriting(Writing writing) {
-    if (sender_ == nullptr || sender_->Sending()) return Writing_Basic;
+    if (sender_ == nullptr) return Writing_Basic;
+    bool const was_extended = sender_->rules == &vellum::extended_writing;
     bool const is_extended = writing == Writing_Extended;
+    if (sender_->Sending() || is_extended == was_extended) {
+        return was_extended ? Writing_Extended : Writing_Basic;
+    }
     sender_->rules = is_extended ? &vellum::extended_writing : &vellum::basic_writing;
     sender_->field_guard = is_extended;
     network_split_size_ = is_extended ? 0 : default_split_size;

@@ -11,8 +11,14 @@ namespace vellum {
 namespace {
 
 constexpr std::string_view fields_of_part[] = {
-    "Content-Type",        "Content-Transfer-Encoding", "Content-ID",
-    "Content-Description", "Content-Disposition",
+    "Content-Type",
+    "Content-Transfer-Encoding",
+    "Content-ID",
+};
+
+constexpr std::string_view fields_of_leaf[] = {
+    "Content-Description",
+    "Content-Disposition",
 };
 
 constexpr std::string_view fields_of_message[] = {
@@ -74,8 +80,17 @@ bool is_further_line(std::string_view line) {
 
 } // namespace
 
-bool is_written_by_engine(std::string_view name, bool in_message) {
-    return contains(fields_of_part, name) || (in_message && contains(fields_of_message, name));
+bool is_field_of_engine(std::string_view name, HeaderKind header) {
+    return contains(fields_of_part, name) ||
+           (!header.is_container && contains(fields_of_leaf, name)) ||
+           (header.is_message && contains(fields_of_message, name));
+}
+
+bool is_structured(std::string_view name) {
+    constexpr std::string_view begins[] = {"Resent-", "List-", "Received"};
+    return std::any_of(std::begin(begins), std::end(begins), [name](std::string_view begin) {
+        return ascii::equal(name.substr(0, begin.size()), begin);
+    });
 }
 
 std::string unfolded(std::string_view value) {

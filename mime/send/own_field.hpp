@@ -10,10 +10,19 @@ namespace vellum {
 /// The longest line that mail transport takes, without its line end (RFC 5322 2.1.1).
 inline constexpr std::size_t longest_line = 998;
 
-/// Whether the engine writes the field `name` itself in the header of a message, or of a part of a
-/// multipart. Received, Return-Path, Comments and Keywords don't count: a message may have several
-/// (RFC 5322 3.6).
-bool is_written_by_engine(std::string_view name, bool in_message);
+/// What kind of header a client adds to.
+struct HeaderKind {
+    bool is_message;   ///< else that of a part of a multipart
+    bool is_container; ///< known to be a multipart or message/rfc822, which aren't described
+};
+
+/// Whether the engine writes the field `name` itself in such a header. Received, Return-Path,
+/// Comments and Keywords don't count: a message may have several (RFC 5322 3.6).
+bool is_field_of_engine(std::string_view name, HeaderKind header);
+
+/// Whether the value of the field `name` has a structure of which readers take addresses, ids or
+/// URLs: words of it are encoded one by one, and not the whole.
+bool is_structured(std::string_view name);
 
 /// Returns `value` without the line ends of its folds (RFC 5322 2.2.3).
 std::string unfolded(std::string_view value);

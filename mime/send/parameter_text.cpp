@@ -57,7 +57,9 @@ std::string joined(std::string_view a, std::string_view b) { return std::string(
 
 void HeaderText::PutParameter(std::string_view name, std::string_view value) {
     if (PutQuotedParameter(name, value)) return;
-    int const form = sender_.settings.parameter_form;
+    // Some readers decode words before they look for the closing quote.
+    bool const ends_quotes = value.find_first_of("\"\\") != std::string_view::npos;
+    int const form = ends_quotes ? MimeONote::Parameter_Rfc2231 : sender_.settings.parameter_form;
     if (form != MimeONote::Parameter_Rfc2231) PutEncodedParameter(name, value);
     if (form == MimeONote::Parameter_Both) folder_.AddOwn("; ");
     if (form != MimeONote::Parameter_Words) PutExtendedParameter(name, value);

@@ -194,6 +194,7 @@ private:
     std::vector<vellum::ClientParameter> AskParameters(char const * field);
     long long Offset() const;
     bool IsClientField(char const * name) const;
+    bool IsFieldOfEngine(std::string_view name) const;
     void PassOnByType(MimeContext & ctx, bool in_digest);
     void Put_MultiPartBody(MimeContext & ctx, std::string const & boundary, bool line_free);
     void Put_CopiedBody(MimeContext & ctx, bool is_message);
@@ -201,8 +202,9 @@ private:
     bool Put_TextAround(MimeContext & ctx, int (MimeONote::*text)(MimeContext &, std::istream **));
 
     bool sending_ = false;
-    bool failed_ = false;    // a body stream was in error
-    bool any_field_ = false; // SendField takes names of the engine's too
-    std::string id_seed_;    // random too, for ids if the system's random source fails later
+    bool failed_ = false;       // a body stream was in error
+    bool in_container_ = false; // the header is that of a multipart or a message
+    bool any_field_ = false;    // SendField takes names of the engine's too
+    std::string id_seed_;       // random too, for ids if the system's random source fails later
     std::vector<std::string> open_boundaries_; // of the multiparts around the part in hand
 };
