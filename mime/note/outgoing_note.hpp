@@ -197,9 +197,9 @@ public:
     /// more than 253 bytes. The text is copied.
     int SetIdDomain(char const * domain);
 
-    /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. A value with a quote
-    /// or a backslash always goes by RFC 2231, as some readers decode encoded words before they look
-    /// for the closing quote. Returns its argument.
+    /// How parameters go out in Writing_Extended; Parameter_Rfc2231 unless set. A value with a
+    /// quote or a backslash always goes by RFC 2231, as some readers decode encoded words before
+    /// they look for the closing quote. Returns its argument.
     int SetParameterForm(ParameterForm form);
 
     /// On (nonzero), Writing_Extended writes the field bcc too. Off at first; but a field Bcc that
