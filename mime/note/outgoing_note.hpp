@@ -119,11 +119,12 @@ public:
     MimeONote & operator=(MimeONote const &) = delete;
 
     /// Writes the message. Returns 1 when the whole of it has gone through PutOutputBuffer, and 0
-    /// in Writing_Extended if the system has no random source for ids, with nothing called, or if a
-    /// body stream was in error, with the message written to its end; and
     /// if the client lent no block when one was needed. Without the first block nothing but
     /// BeginOutput has been called; without a later one the message breaks off there: every part
     /// that had begun gets its EndPart, blocks that were held go back, EndOutput ends the run.
+    ///
+    /// In Writing_Extended also 0 if the system has no random source for ids, with nothing called,
+    /// and if a body stream was in error, with the message written to its end.
     int Send();
 
     /// Adds a field to the header that is being written: from PutXFields, from PutTraceFields and
