@@ -339,7 +339,7 @@ TEST(Bodies, Base64PaddingEndsTheLineInPiecesToo) {
     }
 }
 
-/// How a translator wants its text, and what it was given: a `|` between the calls.
+/// How a translator wants its text, and what it was given: a `/` behind each of the calls.
 struct Feeding {
     NLS_Translator::Buffering_Restrictions restriction;
     bool takes_pieces = false;
@@ -362,7 +362,7 @@ public:
         return CharSet_to_CodePage(in, out);
     }
     int Translate(std::string_view text, std::string & result) override {
-        feeding_.calls.append(text).append(1, '|');
+        feeding_.calls.append(text).append(1, '/');
         feeding_.largest = std::max(feeding_.largest, text.size());
         std::string const whole = std::exchange(kept_, "") + std::string(text);
         std::size_t const pairs = whole.size() / 2;
@@ -406,7 +406,7 @@ TEST(Bodies, AreTranslatedInPiecesAsTheWholeTextWouldBe) {
                                         row[1];
             Feeding stored{NLS_Translator::multi_byte_pieces};
             std::string const expected = data_through(stored, message, {message.size(), 1});
-            EXPECT_EQ(std::count(stored.calls.begin(), stored.calls.end(), '|'), 1);
+            EXPECT_EQ(std::count(stored.calls.begin(), stored.calls.end(), '/'), 1);
             for (Chunking const chunking : {Chunking{message.size(), 1}, {1, 1500}, {3, 3}}) {
                 Feeding pieces{NLS_Translator::multi_byte_pieces, true};
                 EXPECT_EQ(data_through(pieces, message, chunking) == expected, true)
@@ -419,24 +419,11 @@ TEST(Bodies, AreTranslatedInPiecesAsTheWholeTextWouldBe) {
 
 /// Above 1 KB: double bytes in pieces of 1,024, shift states in pieces of whole lines.
 TEST(Bodies, AreCutAsTheRestrictionAsks) {
-    std::string const text = std::string(1023, 'a') + "\r\n" + std::string(500, 'b') + "\r\n" +
-                             std::string(1022, 'c') + "\r\n" + std::string(2000, 'd') + "\r\nend";
-    struct {
-        NLS_Translator::Buffering_Restrictions restriction;
-        std::vector<std::size_t> ends;
-    } const rows[] = {
-        {NLS_Translator::double_byte, {1024, 2048, 3072, 4096}},
-        // A CR LF that ends in the first 1,024 bytes of a piece is not looked for.
-        {NLS_Translator::shift_states, {1527, 4553}},
-        {NLS_Translator::multi_byte_pieces, {}},
-    };
-    for (auto const & row : rows) {
-        std::string expected = text + "|";
-        for (auto end = row.ends.rbegin(); end != row.ends.rend(); ++end)
-            expected.insert(*end, "|");
-        Feeding feeding{row.restriction};
+    for (Cells const & row : rows_of("receive.case", "cut as the restriction asks")) {
+        std::string const text = replaced(row[1], "/", "");
+        Feeding feeding{NLS_Translator::Buffering_Restrictions(std::stoi(row[0]))};
         data_through(feeding, "Content-Type: text/plain; charset=x-set\r\n\r\n" + text, {9, 9});
-        EXPECT_EQ(feeding.calls, expected) << row.restriction;
+        EXPECT_EQ(feeding.calls, row[1]);
     }
 }
 
@@ -447,16 +434,6 @@ TEST(Bodies, OfManyEmptyLinesAreCounted) {
 
 // Limits ---------------------------------------------------------------------------
 
-/// The limit counts what is open, not what has been.
-TEST(NestingLimit, HoldsNothingBackFromALongDigest) {
-    std::string const message = "Content-Type: multipart/digest; boundary=x\r\n\r\n" +
-                                repeated("--x\r\n\r\nSubject: s\r\n\r\ntext\r\n", 150) +
-                                "--x--\r\n";
-    std::string const transcript = transcript_of(message);
-    EXPECT_EQ(count_of(transcript, "BeginPart"), 301U);
-    EXPECT_EQ(lines_of(transcript, "data"), repeated("\"text\"\n", 150));
-}
-
 std::string nested_multiparts(int depth) {
     std::string message;
     for (int i = 0; i < depth; ++i) {
@@ -464,16 +441,6 @@ std::string nested_multiparts(int depth) {
         message += "Content-Type: multipart/mixed; boundary=" + name + "\r\n\r\n--" + name + "\r\n";
     }
     return message + "\r\ninnermost";
-}
-
-TEST(NestingLimit, APartBeyondItIsDataAndNothingIsLost) {
-    std::string const transcript =
-        transcript_of(nested_multiparts(3) + "\r\n--b2--\r\n--b1\r\n\r\nsecond\r\n--b1--\r\n",
-                      [](Transcript & note) { EXPECT_EQ(note.SetNestingLimit(2), 2); });
-    EXPECT_EQ(lines_of(transcript, "data"), R"("--b2\r\n\r\ninnermost\r\n--b2--"
-"second"
-)");
-    EXPECT_EQ(count_of(transcript, "EndPart"), 4U);
 }
 
 TEST(NestingLimit, HoldsTheStack) {

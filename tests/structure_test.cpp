@@ -111,6 +111,7 @@ std::string with_names(std::string text) {
     std::pair<char const *, std::string> const names[] = {
         {"{mixed}", mixed},
         {"{outer}", "Content-Type: multipart/mixed; boundary=o\n\n--o\n"},
+        {"{own}", "Content-Type: multipart/mixed; boundary=y\n"},
         {"{field}", "Content-Type: text/plain\n"},
         {"{message}", "Content-Type: message/rfc822\nContent-Transfer-Encoding: "}};
     for (auto const & [name, value] : names)
@@ -176,42 +177,27 @@ TEST(Structure, IsTheSameHoweverTheInputIsCut) {
 }
 
 TEST(RawFields, StandAsInTheInput) {
-    struct {
-        std::string message, fields;
-    } const rows_of_fields[] = {
-        {"A: b\r\n c\r\nno field\r\nB: d\n\n", "0 A: b\r\n c\r\n20 B: d\n"},
-        {"\r\nA : (x\r\n y) : b", "2 A : (x\r\n y) : b"},
-        {"\xEF\xBB\xBF"
-         "A: b\n\n",
-         "3 A: b\n"},
-        {std::string("A: b\0c\n\n", 8), std::string("0 A: b\0c\n", 9)},
-    };
-    for (auto const & row : rows_of_fields) {
-        for_each_input(row.message, [&](auto & input, std::string const & how) {
+    for (Cells const & row : rows_of("structure_rows.case", "raw fields")) {
+        for_each_input(row[0], [&](auto & input, std::string const & how) {
             Shape note(input);
             note.run(MimeINote::Reading_Extended);
-            EXPECT_EQ(note.raw_fields, row.fields) << how;
+            EXPECT_EQ(note.raw_fields, row[1]) << how;
         });
     }
 }
 
-TEST(Limits, OfPartsAndHeadersAreTold) {
-    std::string const parts = mixed + "--x\n\none\n--x\n\ntwo\n--x\n\nthree\n--x--\n";
-    auto const with = [](std::string const & text, unsigned long header, int part_count) {
-        std::istringstream in(text);
+/// The nesting limit counts what is open, not what has been.
+TEST(Limits, AreTold) {
+    for (Cells const & row : rows_of("structure_rows.case", "limits")) {
+        std::istringstream in(with_names(row[3]));
         Shape note(in);
-        note.SetHeaderLimit(header);
-        note.SetPartLimit(part_count);
-        return note.run(MimeINote::Reading_Basic) + ' ' + note.raw_fields;
-    };
-    auto const shape = [&](int limit) { return with(parts, 0, limit).substr(0, 80); };
-    EXPECT_TRUE(shape(4).starts_with("multipart/mixed{text/plain[one]text/plain[two]text/plain["
-                                     "three]} "));
-    EXPECT_TRUE(
-        shape(3).starts_with("multipart/mixed{text/plain[one]text/plain[!too many!two\n--x"));
-    EXPECT_TRUE(shape(1).starts_with("multipart/mixed!too many![--x\n\none"));
-    EXPECT_EQ(with("A: b\nC: d\nE: f\n\n", 10, 0), "text/plain!limit![] 0 A: b\n5 C: d\n");
-    EXPECT_EQ(with("A: b\nC: d\nE: f\n\n", 9, 0), "text/plain!limit![] 0 A: b\n");
+        note.SetHeaderLimit(std::stoul(row[0]));
+        note.SetPartLimit(std::stoi(row[1]));
+        int const levels = std::stoi(row[2]);
+        EXPECT_TRUE(levels == 0 || note.SetNestingLimit(levels) == levels);
+        EXPECT_EQ(note.run(MimeINote::Reading_Basic), row[4]) << row[3];
+        EXPECT_TRUE(row.size() < 6 || note.raw_fields == row[5]) << note.raw_fields;
+    }
 }
 
 TEST(Fragments, AreStoredOnlyWhereADirectoryWasSet) {
@@ -272,33 +258,12 @@ TEST(Stack, HoldsEncodedMessagesWithinEachOther) {
 
 /// What is longer than the pieces that text comes in is told from text all the same.
 TEST(Structure, OfLongLinesIsThatOfShortOnes) {
-    std::string const pad(100'000, ' '), word(100'000, 'w');
-    struct {
-        char const * name;
-        std::string message, extended;
-    } const long_rows[] = {
-        {"a padded delimiter", mixed + "--x" + pad + "\n\none\n--x--" + pad,
-         "multipart/mixed{!blanks!text/plain[!blanks!one]}"},
-        {"a padded line that is none", mixed + "--x" + pad + "y\n--x--\n",
-         "multipart/mixed<--x" + pad + "y>{}"},
-        {"a line without a header", word + ": w\n\none\n",
-         "text/plain!into body![" + word + ": w\n\none\n]"},
-        {"a folded one", repeated("w\n ", 50'000) + ": w\n",
-         "text/plain!into body![" + repeated("w\n ", 50'000) + ": w\n]"},
-        {"a long field", "A: " + word + "\n " + word + "\n\none\n", "text/plain[one\n]"},
-        {"a long line in front of a field", std::string(60'000, 'w') + "\nA: b\n\none\n",
-         "text/plain!stray![one\n]"},
-        {"blank text", std::string(100'000, '\r') + "A: b\n", "text/plain!into body![A: b\n]"},
-        {"line ends of a header without an end",
-         mixed.substr(0, mixed.size() - 1) + repeated("stray\n", 12'000) + "--x\n\none\n--x--\n",
-         "multipart/mixed!into body!<" + repeated("stray\n", 11'999) + "stray>{text/plain[one]}"},
-    };
-    for (auto const & row : long_rows) {
+    for (Cells const & row : rows_of("structure_rows.case", "long lines")) {
         for_each_input(
-            row.message,
+            with_names(row[0]),
             [&](auto & input, std::string const & how) {
-                EXPECT_TRUE(Shape(input).run(MimeINote::Reading_Extended) == row.extended)
-                    << row.name << ", " << how;
+                EXPECT_TRUE(Shape(input).run(MimeINote::Reading_Extended) == row[1])
+                    << row[0].substr(0, 80) << ", " << how;
             },
             3);
     }
@@ -349,25 +314,17 @@ TEST(Offsets, OfAHeaderHoldABlankLineOnlyWhereThereIsOne) {
     private:
         std::string const & text_;
     };
-    std::string const own = "Content-Type: multipart/mixed; boundary=y\n";
-    struct {
-        std::string message, headers;
-    } const rows_of_headers[] = {
-        {mixed + "--x\n\none\n--x--\n", mixed + "|\n|"},
-        {mixed + "--x\nA: b\n--x\n\none\n--x--\n", mixed + "|A: b\n|\n|"},
-        {mixed + "--x\n--x--\n", mixed + "||"},
-        {mixed + "--x\n" + own + "--x--\n", mixed + "|" + own + "|"},
-        {mixed + "--x\n" + own + "--y\nA: b\n--x--\n", mixed + "|" + own + "|A: b\n|"},
-        {"A: b\none\n", "A: b\n|"},
-    };
-    for (auto const & row : rows_of_headers) {
+    for (Cells const & row : rows_of("structure_rows.case", "headers")) {
+        std::string headers; // a bar behind each
+        for (std::size_t i = 1; i < row.size(); ++i)
+            headers += with_names(row[i]) + '|';
         for (bool const is_crlf : {false, true}) {
-            std::string const text = is_crlf ? with_crlf(row.message) : row.message;
+            std::string const text = is_crlf ? with_crlf(with_names(row[0])) : with_names(row[0]);
             std::istringstream in(text);
             Headers note(in, text);
             note.SetReading(MimeINote::Reading_Extended);
             note.Receive();
-            EXPECT_EQ(note.headers, is_crlf ? with_crlf(row.headers) : row.headers) << text;
+            EXPECT_EQ(note.headers, is_crlf ? with_crlf(headers) : headers) << text;
         }
     }
 }
@@ -375,38 +332,19 @@ TEST(Offsets, OfAHeaderHoldABlankLineOnlyWhereThereIsOne) {
 /// Fragment 1 may enclose a text without a header, or one that no blank line ends.
 TEST(Fragments, KeepTheTextThatTheFirstEncloses) {
     std::string const type = "Content-Type: message/partial; id=a; number=1; total=1\n";
-    struct {
-        char const * enclosed;
-        char const * extended;
-    } const texts[] = {
-        {"one\ntwo\n\nthree\n", "text/plain[one\ntwo\n\nthree\n]"},
-        {"one", "text/plain[one]"},
-        {"\none\n\ntwo\n", "text/plain[one\n\ntwo\n]"},
-        {"\n\none\n", "text/plain[\none\n]"},
-        {"Subject: s\none\n\ntwo\n", "text/plain[one\n\ntwo\n]"},
-        {"From x\nSubject: s\n\none\n", "text/plain[one\n]"},
-        {"Content-Type: text/html\n\none\n", "text/html[one\n]"},
-    };
-    for (auto const & row : texts) {
+    for (Cells const & row : rows_of("structure_rows.case", "behind the header of fragment 1")) {
         for (std::string const head : {"", "To: a@b\n"}) {
-            std::string const whole = head + type + '\n' + row.enclosed;
-            for (std::string const & text : {whole, with_crlf(whole)}) {
+            for (std::string const & text :
+                 {head + type + row[0], with_crlf(head + type + row[0])}) {
                 StoreDirectory const store;
                 std::istringstream in(text);
                 Shape note(in);
                 note.SetPartialDir(store.prefix().c_str());
                 note.shows_defects = false;
-                EXPECT_EQ(note.run(MimeINote::Reading_Extended), row.extended) << text;
+                EXPECT_EQ(note.run(MimeINote::Reading_Extended), row[1]) << text;
             }
         }
     }
-    std::string const lone_cr = type + "\rone\n";
-    StoreDirectory const store;
-    std::istringstream in(lone_cr);
-    Shape note(in);
-    note.SetPartialDir(store.prefix().c_str());
-    note.shows_defects = false;
-    EXPECT_EQ(note.run(MimeINote::Reading_Extended), "text/plain[one\n]");
 }
 
 } // namespace
