@@ -9,7 +9,6 @@
 #include "mime/receive/receiver.hpp"
 #include "tests/support/case_rows.hpp"
 #include "tests/support/chunked.hpp"
-#include "tests/support/small_stack.hpp"
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
@@ -42,11 +41,6 @@ std::string lines_of(std::string const & transcript, std::string const & word) {
         if (line.starts_with(word + " ")) found += line.substr(word.size() + 1) + "\n";
     }
     return found;
-}
-
-std::size_t count_of(std::string const & transcript, std::string const & word) {
-    std::string const lines = lines_of(transcript, word);
-    return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n'));
 }
 
 /// The transcript of a message that comes through a stream in pieces.
@@ -432,30 +426,7 @@ TEST(Bodies, OfManyEmptyLinesAreCounted) {
     EXPECT_NE(transcript.find("lines 2..40003"), transcript.npos) << transcript;
 }
 
-// Limits ---------------------------------------------------------------------------
-
-std::string nested_multiparts(int depth) {
-    std::string message;
-    for (int i = 0; i < depth; ++i) {
-        std::string const name = "b" + std::to_string(i);
-        message += "Content-Type: multipart/mixed; boundary=" + name + "\r\n\r\n--" + name + "\r\n";
-    }
-    return message + "\r\ninnermost";
-}
-
-TEST(NestingLimit, HoldsTheStack) {
-    std::string rfc822;
-    for (int i = 0; i < 20'000; ++i)
-        rfc822 += "Content-Type: message/rfc822\r\n\r\n";
-    for (std::string const & message : {nested_multiparts(20'000), rfc822}) {
-        on_small_stack([&] {
-            std::istringstream in(message);
-            Transcript note(in);
-            note.run();
-            EXPECT_EQ(count_of(note.text(), "BeginPart"), 101U);
-        });
-    }
-}
+// Memory ---------------------------------------------------------------------------
 
 /// A run of lines that begin like a delimiter doesn't pile up in the buffer.
 TEST(Memory, IsBoundByTheLongestLine) {

@@ -223,10 +223,11 @@ double cost_of(std::string const & text) {
     return best;
 }
 
-std::string levels_with_one_prefix() {
+/// Multiparts within each other, whose boundaries begin alike.
+std::string levels(int count) {
     std::string result;
     std::string const prefix(60, 'b');
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < count; ++i) {
         std::string const name = prefix + std::to_string(i);
         result += "Content-Type: multipart/mixed; boundary=" + name + "\n\n--" + name + "\n";
     }
@@ -238,8 +239,7 @@ std::string levels_with_one_prefix() {
 /// for what a busy machine adds. If the cost grew with the square, it would be four times as much.
 TEST(Cost, IsLinearWhateverTheMessage) {
     for (Cells const & row : rows_of(content_of("structure_cost.case"))) {
-        std::string const start =
-            replaced(with_names(row[0]), "{levels}", levels_with_one_prefix());
+        std::string const start = replaced(with_names(row[0]), "{levels}", levels(100));
         auto const message = [&](std::size_t size) {
             return start + repeated(row[1], size / row[1].size());
         };
@@ -249,11 +249,24 @@ TEST(Cost, IsLinearWhateverTheMessage) {
     }
 }
 
-TEST(Stack, HoldsEncodedMessagesWithinEachOther) {
-    on_small_stack([] {
-        shape_of(repeated(with_names("{message}quoted-printable\n\n"), 200),
-                 MimeINote::Reading_Extended);
-    });
+TEST(Stack, HoldsTheDeepestMessage) {
+    struct {
+        std::string text;
+        int basic, extended;
+    } const rows[] = {
+        {levels(20'000), 100, 100},
+        {repeated("Content-Type: message/rfc822\n\n", 20'000), 100, 100},
+        {repeated(with_names("{message}quoted-printable\n\n"), 200), 100, 10},
+    };
+    for (auto const & row : rows) {
+        auto const depth = [&row](MimeINote::Reading reading) {
+            std::string shape;
+            on_small_stack([&] { shape = shape_of(row.text, reading); });
+            return std::count(shape.begin(), shape.end(), '{');
+        };
+        EXPECT_EQ(depth(MimeINote::Reading_Basic), row.basic) << row.text.substr(0, 80);
+        EXPECT_EQ(depth(MimeINote::Reading_Extended), row.extended) << row.text.substr(0, 80);
+    }
 }
 
 /// What is longer than the pieces that text comes in is told from text all the same.
