@@ -76,14 +76,19 @@ struct NoteScript {
 
 inline Part::Address address_of(std::string const & text) {
     std::size_t const at = text.starts_with('<') ? 0 : text.rfind('<');
-    if (at == text.npos) return {text, {}};
-    Part::Address entry{{}, text.substr(at + 1, text.size() - at - 2)};
-    if (at > 0) entry.name = text.substr(0, at - 1);
+    if (at == text.npos) return {percent_decoded(text), {}};
+    Part::Address entry{{}, percent_decoded(text.substr(at + 1, text.size() - at - 2))};
+    if (at > 0) {
+        entry.name = percent_decoded(text.substr(0, at));
+        entry.name->pop_back();
+    }
     return entry;
 }
 
-/// Whether `part` has such a key. Settings begin with a small letter.
-inline bool set(Part & part, std::string const & key, std::string const & value) {
+/// Whether `part` has such a key. Settings begin with a small letter. A "%2F" doesn't part a type
+/// from its subtype, nor a "%3C" a name from its address.
+inline bool set(Part & part, std::string const & key, std::string const & text) {
+    std::string const value = percent_decoded(text);
     static std::set<std::string> const fields = {"last", "trace", "raw", "parameter",
                                                  "disposition"};
     static std::set<std::string> const addresses = {
@@ -95,12 +100,12 @@ inline bool set(Part & part, std::string const & key, std::string const & value)
     } else if (fields.contains(word)) {
         part.fields[word].emplace_back(rest, value);
     } else if (addresses.contains(word)) {
-        part.addresses[word].push_back(address_of(value));
+        part.addresses[word].push_back(address_of(text));
         if (!rest.empty()) part.addresses[word].back().moved = rest;
     } else if (key == "Type") {
-        std::size_t const slash = value.find('/');
-        if (slash != 0) part.type = value.substr(0, slash);
-        if (slash != value.npos) part.subtype = value.substr(slash + 1);
+        std::size_t const slash = text.find('/');
+        if (slash != 0) part.type = percent_decoded(text.substr(0, slash));
+        if (slash != text.npos) part.subtype = percent_decoded(text.substr(slash + 1));
     } else if (key == "Lines") {
         part.texts["Body"] = lines(std::stoul(value), 70);
     } else if (key == "Result") {
@@ -126,8 +131,8 @@ inline NoteScript read_script(std::string_view text) {
         }
         std::size_t const colon = line.find(':', begin);
         std::string const key = percent_decoded(line.substr(begin, colon - begin));
-        std::string const value = percent_decoded(line.substr(std::min(colon + 2, line.size())));
-        if (!set(*path.back(), key, value)) script.settings[key] = value;
+        std::string const value = line.substr(std::min(colon + 2, line.size()));
+        if (!set(*path.back(), key, value)) script.settings[key] = percent_decoded(value);
     }
     return script;
 }
