@@ -7,7 +7,6 @@
 #include "tests/support/transcript.hpp"
 #include "tests/support/translators.hpp"
 
-#include <istream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,26 +24,14 @@ std::vector<std::string> const field_names =
 /// The field stands in an enclosed message, since a fragment at the top would go to the store.
 char const * const front = "Content-Type: message/rfc822\r\n\r\n";
 
-template <typename Input>
-std::string transcript(Input & input) {
-    Transcript note(input);
-    note.SetNLS(new TestFactory, 1);
-    return note.run();
-}
-
 void require_one_transcript(std::string const & message, std::size_t cut) {
-    std::string const expected =
-        transcript_of(message, [](Transcript & note) { note.SetNLS(new TestFactory, 1); });
-
-    ChunkedBuf buffer(message, {cut, message.size()});
-    std::istream stream(&buffer);
-    require(transcript(stream) == expected);
-
-    ChunkedSimpleStream simple(message, {cut, 1});
-    require(transcript(simple) == expected);
-
-    ChunkedLiteStream lite(message, {cut, 5});
-    require(transcript(lite) == expected);
+    auto const set_up = [](Transcript & note) { note.SetNLS(new TestFactory, 1); };
+    std::string const expected = transcript_of(message, set_up);
+    for_each_stream(message, {cut, cut}, [&](auto & input, std::string const &) {
+        Transcript note(input);
+        set_up(note);
+        require(note.run() == expected);
+    });
 }
 
 /// How many bytes the scanner may move. Content-Type is read twice, and may stand behind a line end

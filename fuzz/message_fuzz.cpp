@@ -51,13 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
         std::string const whole = transcript(memory, message, settings, reading);
         require(of_another_message() == other);
 
-        ChunkedBuf buffer(message, chunking);
-        std::istream stream(&buffer);
-        require(transcript(stream, message, settings, reading) == whole);
-        ChunkedSimpleStream simple(message, chunking);
-        require(transcript(simple, message, settings, reading) == whole);
-        ChunkedLiteStream lite(message, chunking);
-        require(transcript(lite, message, settings, reading) == whole);
+        for_each_stream(message, chunking, [&](auto & input, std::string const &) {
+            require(transcript(input, message, settings, reading) == whole);
+        });
     }
     return 0;
 }

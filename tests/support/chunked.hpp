@@ -175,21 +175,25 @@ private:
 };
 
 /// Calls `run(input, how)` with the text as an `std::istream &`, an `iSimpleStream &` and a
-/// `TiStreamLite &`, cut in each way; so `run` takes `auto & input`. `how` is a text for the test's
-/// messages.
+/// `TiStreamLite &`; so `run` takes `auto & input`. `how` is a text for the test's messages.
+template <class Run>
+void for_each_stream(std::string_view text, Chunking chunking, Run && run) {
+    ChunkedBuf buffer(text, chunking);
+    std::istream stream(&buffer);
+    run(stream, "istream, " + chunking.name());
+
+    ChunkedSimpleStream simple(text, chunking);
+    run(static_cast<iSimpleStream &>(simple), "iSimpleStream, " + chunking.name());
+
+    ChunkedLiteStream lite(text, chunking);
+    run(static_cast<TiStreamLite &>(lite), "TiStreamLite, " + chunking.name());
+}
+
+/// The same for every way of cutting the text, and for streams of other kinds.
 template <class Run>
 void for_each_input(std::string_view text, Run && run, std::size_t most_cuts = 1000) {
-    for (Chunking const & chunking : chunkings(text.size(), most_cuts)) {
-        ChunkedBuf buffer(text, chunking);
-        std::istream stream(&buffer);
-        run(stream, "istream, " + chunking.name());
-
-        ChunkedSimpleStream simple(text, chunking);
-        run(static_cast<iSimpleStream &>(simple), "iSimpleStream, " + chunking.name());
-
-        ChunkedLiteStream lite(text, chunking);
-        run(static_cast<TiStreamLite &>(lite), "TiStreamLite, " + chunking.name());
-    }
+    for (Chunking const & chunking : chunkings(text.size(), most_cuts))
+        for_each_stream(text, chunking, run);
 
     UnbufferedBuf unbuffered(text);
     std::istream stream(&unbuffered);
