@@ -4,36 +4,22 @@
 # The transcripts of a message and of what has become of it have to agree in everything but offsets:
 # each field as it stands, the structure, bodies, preambles and epilogues, byte for byte.
 import email
-import glob
 import os
 import re
-import subprocess
 import unittest
 
-BIN = os.environ['VELLUM_BIN_DIR']
-MAIL = sorted(glob.glob('../examples/mail/*.eml') + glob.glob('cases/*.eml'))
-
-
-def run(program, *options, stdin=b'', **streams):
-    return subprocess.run([os.path.join(BIN, program), *options], input=stdin, stderr=subprocess.PIPE, timeout=60,
-                          **{'stdout': subprocess.PIPE, **streams})
+from support.programs import MAIL, in_mail, run
 
 
 def passed_on(message):
-    done = run('mimegateway', '-', stdin=message)
-    assert (done.returncode, done.stderr) == (0, b''), done
-    return done.stdout
+    return run('mimegateway', '-', message=message)
 
 
 def transcript(message):
-    lines = run('mimetree', '--events', stdin=message).stdout.decode('latin-1').splitlines()
+    lines = run('mimetree', '--events', message=message).decode('latin-1').splitlines()
     lines = [re.sub(r'^(RawField \d+) \d+', r'\1', line) for line in lines if not line.startswith('Defect')]
     return [re.sub(r' (part|header|body|lines) \S+(?= |$)', '', line) if line.startswith(('Begin', 'End')) else line
             for line in lines]
-
-
-def in_mail(text):
-    return re.sub(rb'(?<!\r)\n', b'\r\n', text)
 
 
 class Gateway(unittest.TestCase):
@@ -54,28 +40,12 @@ class Gateway(unittest.TestCase):
                     self.assertEqual(passed_on(message), message)
                     self.assertEqual(passed_on(message.replace(b'\r\n', b'\n')), message)
 
-    def test_what_is_written_anew(self):
-        inner = b'Content-Type: multipart/mixed; boundary=i\n\n--i\n\none\n--i--'
-        signed = b'Content-Type: multipart/signed; boundary=o\n\n--o\n' + inner + b'\n--o\n\n--o--\n'
-        binary = b'Content-Type: image/gif\nContent-Transfer-Encoding: binary\n\na\nb\r\n'
+    def test_binary_bodies_and_fields_that_mail_cannot_hold(self):
+        binary = b'Content-Type: image/gif\r\nContent-Transfer-Encoding: binary\r\n\r\na\nb\r\n'
+        for message in (binary, b'Subject: a\r\n\r\na\nb'):
+            self.assertEqual(passed_on(message), message)
+        self.assertEqual(run('mimegateway', '-', message=b'Subject: a\0b\n\n', status=1), b'Subject: a\r\n\r\n')
         long = b'X-Long: ' + b'word ' * 400
-        cases = [  # the message; what comes of it, if not the same in the line ends of mail
-            (signed, None),
-            (b'Content-Type: multipart/mixed; boundary=o\n\npre\n\n--o\n' + inner + b'\n--o--\n\nepi', (b'--i--\n', b'--i--\n\n')),
-            (b'Content-Type: multipart/mixed; boundary=o\n\n--o \n\none\n--o\n\ncut', None),
-            (b'Received: a\nReceived: b\nResent-To: G: a@b;\nX: \xe9\nSubject: (c)\n\n', None),
-            (b'X\xe9 : x\ry\n \nTo:\n a@b\n\nbody', (b'X\xe9 : x\ry\n \n', b'X?: x y\n')),
-            (b'From x\nSubject: a\nno field\nTo: b\n\nbody', (b'From x\nSubject: a\nno field\n', b'Subject: a\n')),
-            (b'Subject: a\nbody', (b'\nbody', b'\n\nbody')),
-            (b'Content-Type: multipart/mixed\n\n--b\n\nx\n', None),
-            (b'\n\nTo: nobody\n', (b'\n\n', b'\n\n')),
-        ]
-        for message, change in cases:
-            with self.subTest(message):
-                expected = in_mail(message.replace(*change, 1) if change else message)
-                self.assertEqual(passed_on(message), expected)
-        self.assertEqual(passed_on(binary), in_mail(binary[:-5]) + binary[-5:])
-        self.assertEqual(passed_on(b'Subject: a\r\n\r\na\nb'), b'Subject: a\r\n\r\na\nb')
         written = passed_on(long + b'\n\n')
         self.assertLess(max(map(len, written.split(b'\r\n'))), 999)
         self.assertEqual(written.replace(b'\r\n', b''), long)
@@ -84,17 +54,8 @@ class Gateway(unittest.TestCase):
         fragment = b'Content-Type: message/partial; id=a; number=1; total=2\r\nX: 1\r\n\r\nSubject: x\r\n\r\nhalf'
         self.assertEqual(passed_on(fragment), fragment)
         for option in ('--basic', '--redo'):
-            written = run('mimegateway', option, '-', stdin=b'Subject: a\nX-Own: b\n\n').stdout
+            written = run('mimegateway', option, '-', message=b'Subject: a\nX-Own: b\n\n')
             self.assertEqual(email.message_from_bytes(written)['X-Own'], 'b')
-
-    def test_what_cannot_be_done_is_told(self):
-        full = os.open('/dev/full', os.O_WRONLY)
-        for options, streams, status in [((MAIL[0],), {'stdout': full}, 1), (('no-such-file',), {}, 1), ((), {}, 2),
-                                         (('--unknown', '-'), {}, 2), (('-', '-'), {}, 2), (('cases/header-oddities.eml',), {}, 1)]:
-            done = run('mimegateway', *options, **streams)
-            self.assertEqual((done.returncode, done.stderr != b''), (status, True))
-        os.close(full)
-        self.assertEqual(run('mimegateway', '-', stdin=b'Subject: a\0b\n\n').stdout, b'Subject: a\r\n\r\n')
 
 
 if __name__ == '__main__':
