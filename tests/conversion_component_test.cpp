@@ -8,7 +8,6 @@
 #include "mime/nls/system_charset.hpp"
 #include "tests/support/case_rows.hpp"
 #include "tests/support/conversions.hpp"
-#include "tests/support/transcript.hpp"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -76,12 +75,6 @@ TEST_F(Component, reads_and_writes_the_samples) {
             row.direction == '<' ? row.bytes : translated(*translator, outbound, row.text);
         EXPECT_EQ(written, row.bytes);
     }
-}
-
-TEST_F(Component, knows_a_byte_order_that_was_told_in_an_earlier_piece) {
-    auto const translator = open("Unicode-1-1");
-    EXPECT_EQ(translated(*translator, inbound, "\xFF\xFE\x2D\x4E"), "中");
-    EXPECT_EQ(translated(*translator, inbound, "\x2D\x4E"), "中");
 }
 
 // ---- Text in pieces ----
@@ -202,6 +195,10 @@ TEST_F(Component, joins_characters_that_the_pieces_of_a_text_cut) {
         EXPECT_EQ(translator->CodePage_to_CharSet(&in, &out), 0);
         EXPECT_EQ(std::string_view(out.str(), out.oBufCnt()), latin) << size;
     }
+    // Nor does the byte order get lost that an earlier piece has told.
+    auto const utf_16 = open("Unicode-1-1");
+    EXPECT_EQ(translated(*utf_16, inbound, "\xFF\xFE\x2D\x4E"), "中");
+    EXPECT_EQ(translated(*utf_16, inbound, "\x2D\x4E"), "中");
     // The rest of a text doesn't go into the next one.
     auto const translator = open("ISO-8859-1");
     EXPECT_EQ(translated(*translator, outbound, "a\xC3"), "a");
@@ -261,7 +258,7 @@ TEST_F(Component, knows_the_sets_of_the_system) {
     EXPECT_FALSE(open("armscii-8")); // unless it is asked for so
 }
 
-// ---- Large texts, threads, messages ----
+// ---- Large texts, threads ----
 
 TEST_F(Component, gives_large_texts_out_as_they_came) {
     auto const translator = open("windows-1251");
@@ -298,19 +295,6 @@ TEST_F(Component, works_in_several_threads) {
             }
         });
     }
-}
-
-TEST_F(Component, gives_a_note_its_text_in_utf_8) {
-    NLS::PlatformCodePage = 65001;
-    std::string const transcript =
-        transcript_of("Subject: =?KS_C_5601-1987?B?sKEgvcM=?= =?gb2312?Q?=D6=D0?=\r\n"
-                      "Content-Type: text/plain; charset=Shift_JIS\r\n"
-                      "\r\n"
-                      "\x82\xA0\x83\\\r\n",
-                      [](Transcript & note) { note.SetNLS(new NLS_qxStr_Factory, 0); });
-    for (std::string const & line : {"Set_Subject " + vellum::test::quoted("가 시中"),
-                                     "data " + vellum::test::quoted("あソ\r\n")})
-        EXPECT_NE(transcript.find(line + "\n"), transcript.npos) << line << " in\n" << transcript;
 }
 
 } // namespace

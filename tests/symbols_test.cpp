@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +19,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -28,10 +26,11 @@ namespace {
 /// What a client may do before main and behind it. The tests may be linked with the library's
 /// objects in any order, so this also runs in front of the library's own static initialisation.
 struct StaticClient {
-    StaticClient()
-        : token("TEXT"), unknown("X-Static-Client"), find_utf_8(NLS::FindCharSet("utf-8")),
-          main_item(SymbolTable::Main->LookUp("subject", false, false)),
-          table_item(NLS::CharSetTable.LookUp("big5", false, false)) {}
+    SymToken const token{"TEXT"}, unknown{"X-Static-Client"};
+    NLS_CharSet * const found_utf_8 = NLS::FindCharSet("utf-8");
+    TableItem * const main_item = SymbolTable::Main->LookUp("subject", false, false);
+    TableItem * const table_item = NLS::CharSetTable.LookUp("big5", false, false);
+
     ~StaticClient() {
         SymToken const again("x-static-client");
         if (again != unknown || std::strcmp(unknown, "X-Static-Client") != 0 ||
@@ -40,18 +39,11 @@ struct StaticClient {
             std::abort();
         }
     }
-
-    SymToken token;
-    SymToken unknown;
-    NLS_CharSet * find_utf_8;
-    TableItem * main_item;
-    TableItem * table_item;
-};
-StaticClient static_client;
+} const static_client;
 
 TEST(Symbols, serve_a_clients_static_initialisation) {
     EXPECT_EQ(static_cast<char const *>(static_client.token), RFC1521::text);
-    EXPECT_EQ(static_client.find_utf_8, &NLS::UTF_8);
+    EXPECT_EQ(static_client.found_utf_8, &NLS::UTF_8);
     ASSERT_TRUE(static_client.main_item != nullptr && static_client.table_item != nullptr);
     EXPECT_EQ(static_client.main_item->text, RFC822::Subject);
     EXPECT_EQ(static_client.table_item->CharSet(), &NLS::Big5);
@@ -134,15 +126,14 @@ TEST(MessageWords, end_the_sets_that_serve_nothing_beyond_the_first) {
     std::string const stem(200, 's');
     for (int i = 1; i <= 10'000; ++i)
         words.char_set((stem + std::to_string(i)).c_str());
-    std::pair<char const *, bool> const rows[] = {{"body", true}, {"word", true}, {"none", false}};
-    for (auto const & [end, stays] : rows) {
+    for (std::string const end : {"body", "word", "none"}) {
         std::string const name = stem + end;
-        if (name.ends_with("body")) words.lasting_char_set(name.c_str());
+        if (end == "body") words.lasting_char_set(name.c_str());
         NLS_CharSet * const set = words.char_set(name.c_str());
         set->width = NLS_CharSet::single_byte; // tells this record from the next of the name
-        if (name.ends_with("word")) words.keep(set);
+        if (end == "word") words.keep(set);
         words.give_up(set);
-        EXPECT_EQ(words.char_set(name.c_str())->is_SingleByte(), stays) << end;
+        EXPECT_EQ(words.char_set(name.c_str())->is_SingleByte(), end != "none") << end;
     }
     words.give_up(&NLS::UTF_8);
     words.give_up(nullptr);
