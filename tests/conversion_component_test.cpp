@@ -189,11 +189,7 @@ TEST_F(Component, joins_characters_that_the_pieces_of_a_text_cut) {
         for (std::size_t at = 0; at < text.size(); at += size)
             result += translated(*translator, outbound, text.substr(at, size));
         EXPECT_EQ(result, latin) << size;
-
-        ChunkedSimpleStream in(text, {size, size});
-        oSimpleStream out;
-        EXPECT_EQ(translator->CodePage_to_CharSet(&in, &out), 0);
-        EXPECT_EQ(std::string_view(out.str(), out.oBufCnt()), latin) << size;
+        EXPECT_EQ(streamed(*translator, outbound_stream, text, size), latin) << size;
     }
     // Nor does the byte order get lost that an earlier piece has told.
     auto const utf_16 = open("Unicode-1-1");
@@ -204,10 +200,7 @@ TEST_F(Component, joins_characters_that_the_pieces_of_a_text_cut) {
     EXPECT_EQ(translated(*translator, outbound, "a\xC3"), "a");
     EXPECT_EQ(translator->ReInit(translator->charSetName, 65001), translator.get());
     EXPECT_EQ(translated(*translator, outbound, "\xA9"), "?");
-    ChunkedSimpleStream in("a\xC3", {2, 2});
-    oSimpleStream out;
-    translator->CodePage_to_CharSet(&in, &out);
-    EXPECT_EQ(std::string_view(out.str(), out.oBufCnt()), "a?");
+    EXPECT_EQ(streamed(*translator, outbound_stream, "a\xC3", 2), "a?");
 }
 
 // ---- Code pages and sets of the system ----

@@ -16,6 +16,10 @@ using Form = int (NLS_Translator::*)(unsigned char *, unsigned long, unsigned ch
 constexpr Form inbound = &NLS_Translator::CharSet_to_CodePage;
 constexpr Form outbound = &NLS_Translator::CodePage_to_CharSet;
 
+using StreamForm = int (NLS_Translator::*)(iSimpleStream *, oSimpleStream *);
+constexpr StreamForm inbound_stream = &NLS_Translator::CharSet_to_CodePage;
+constexpr StreamForm outbound_stream = &NLS_Translator::CodePage_to_CharSet;
+
 /// A text, and the buffer that a translation has put in its place, or that is offered to it.
 struct Conversion {
     explicit Conversion(std::string_view text) : in(text) {}
@@ -40,6 +44,16 @@ inline std::string translated(NLS_Translator & translator, Form form, std::strin
     Conversion conversion(text);
     EXPECT_EQ(conversion.run(translator, form), 0);
     return conversion.result();
+}
+
+/// From a stream with buffers of `size` bytes.
+inline std::string streamed(NLS_Translator & translator, StreamForm form, std::string_view text,
+                            std::size_t size, int result = 0) {
+    ChunkedSimpleStream in(text, {size, size});
+    oSimpleStream out;
+    EXPECT_EQ((translator.*form)(&in, &out), result);
+    EXPECT_FALSE(in.good());
+    return {out.str(), out.oBufCnt()};
 }
 
 } // namespace vellum::test
