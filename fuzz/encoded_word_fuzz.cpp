@@ -2,6 +2,7 @@
 // what stands around it changes nothing
 #include "fuzz/target.hpp"
 #include "tests/support/header_scan.hpp"
+#include "tests/support/texts.hpp"
 #include "tests/support/translators.hpp"
 
 #include <algorithm>
@@ -45,12 +46,8 @@ std::string unquoted(std::string_view text) {
     SilentRun run;
     TestFactory factory;
     run.factories = &factory;
-    std::string quoted = "\"";
-    for (char const c : text) {
-        if (c == '"' || c == '\\') quoted += '\\';
-        quoted += c;
-    }
-    ExactText const home(quoted + "\"; x");
+    std::string const escaped = replaced(replaced(std::string(text), "\\", "\\\\"), "\"", "\\\"");
+    ExactText const home('"' + escaped + "\"; x");
     HeaderScanner scanner(home.get(), run);
     Position next = 0;
     Span out;

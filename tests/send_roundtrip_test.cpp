@@ -58,12 +58,7 @@ private:
 std::string summary(std::string_view body) { return "body " + escape(body) + "\n"; }
 
 std::string in_brackets(std::string const & name) {
-    std::string text = "<";
-    for (char c : name) {
-        if (c == '<' || c == '>') text += '\\';
-        text += c;
-    }
-    return text + ">";
+    return "<" + replaced(replaced(name, "<", "\\<"), ">", "\\>") + ">";
 }
 
 /// The outline that the description of a message promises.
