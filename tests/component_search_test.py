@@ -2,16 +2,14 @@
 import os
 import pathlib
 import shutil
-import subprocess
 import tempfile
 import unittest
+
+from support.programs import run
 
 BUILD = pathlib.Path(os.environ['VELLUM_BIN_DIR']).parent
 ENGINE = 'libvellum.so.0.1'
 COMPONENT = 'librwqfmp13.so'
-
-# Loads an engine, goes to another directory, makes a factory, and prints the component that it found.
-CLIENT = BUILD / 'bin' / 'component_client'
 MODULE = BUILD / 'bin' / 'component_client_module.so'
 
 
@@ -28,12 +26,10 @@ class ComponentSearch(unittest.TestCase):
         (self.dir / directory).chmod(mode)
 
     def found(self, engine, working_directory='.', library_path=''):
-        """The directory of the component that the engine finds."""
+        """The directory of the component that an engine finds, loaded by a client in another directory."""
         library_path = ':'.join(str(self.dir / place) if place else '' for place in library_path.split(':'))
-        done = subprocess.run([CLIENT, engine, self.dir / working_directory, MODULE], cwd=self.dir,
-                              capture_output=True, text=True, env={**os.environ, 'LD_LIBRARY_PATH': library_path})
-        self.assertEqual(done.returncode, 0, done.stderr)
-        path = done.stdout.strip()
+        path = run('component_client', engine, self.dir / working_directory, MODULE, cwd=self.dir,
+                   env={**os.environ, 'LD_LIBRARY_PATH': library_path}).decode().strip()
         return str(pathlib.Path(path).parent.relative_to(self.dir)) if path else None
 
     def test_beside_the_engine(self):

@@ -69,13 +69,16 @@ class Compose(WithDirectory):
     def test_nested_messages(self):
         inner = self.file('inner.eml', b'Subject: in\nFrom: i@n\nContent-Type: multipart/mixed; boundary=b\n\n'
                                        b'--b\n\none\n--b\n\ntwo\n--b--\n')
-        whole = self.file('whole.eml', run('mimecompose', *self.ADDRESSES, '--message', inner, '--forward', inner,
-                                           '--text', self.file('t', b'text\n')))
+        bare = self.file('bare.eml', b'From: a@b\n\nhi')
+        whole = self.file('whole.eml', run(
+            'mimecompose', *self.ADDRESSES, '--subject', 'outer', '--message', inner, '--forward', inner,
+            '--forward', bare, '--text', self.file('t', b'text\n')))
         self.assertEqual([(part['message_depth'], part['type']) for part in parts_of(whole)],
                          [(0, 'multipart'), (0, 'text')] +
-                         2 * [(0, 'message'), (1, 'multipart'), (1, 'text'), (1, 'text')])
+                         2 * [(0, 'message'), (1, 'multipart'), (1, 'text'), (1, 'text')] +
+                         [(0, 'message'), (1, 'text')])
         subjects = [value for part in parts_of(whole) for name, value in part['fields'] if name == 'Subject']
-        self.assertEqual(subjects, ['in', 'in'])
+        self.assertEqual(subjects, ['outer', 'in', 'in'])
 
     def test_values_cannot_add_fields(self):
         message = self.compose('--subject', 'a\r\nBcc: evil@x', '--cc', 'n\nX-Evil: 1 <e\r\nX-Evil: 2@x>')
@@ -89,10 +92,6 @@ class Compose(WithDirectory):
             message = self.compose(*options)
             self.assertEqual((message.get_param('charset'), message.get_content()), (name, text))
         self.assertEqual(self.compose('--encoding', '7bit', *options).get_content(), text)  # in its set it has 7
-
-    def test_a_forwarded_message_has_its_own_subject_or_none(self):
-        message = self.compose('--subject', 'outer', '--forward', self.file('f', b'From: a@b\n\nhi'))
-        self.assertIsNone(message.get_payload(0).get_payload(0)['Subject'])
 
     def test_ids_within_a_split_message(self):
         nested = b'--x\nContent-Type: message/rfc822\n\nMessage-Id: <leaf@x>\n\n--x\n\ntext\n' * 1200

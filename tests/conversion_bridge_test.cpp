@@ -164,23 +164,21 @@ platform::EntryPoint point_of(Function * function) {
     return reinterpret_cast<platform::EntryPoint>(function);
 }
 
-struct Entry {
-    unsigned ordinal;
+struct Entry : platform::OrdinalEntry {
     char const * name;
-    platform::EntryPoint point;
 };
 Entry const entries[] = {
-    {1700, "qxSTRGetTLBInfo", point_of(get_info)},
-    {1710, "qxSTRSetTLBPath", point_of(set_path)},
-    {1660, "qxSTRCsidConv", point_of(page_to_tag)},
-    {1807, "qxSTRCsidConvExt", point_of(convert_tag)},
-    {2, "qxSTROpenStrSession", point_of(open_session)},
-    {3, "qxSTRCloseStrSession", point_of(close_session)},
-    {1110, "qxSTRCpyXlateX", point_of(translate_by_name)},
-    {1690, "qxSTRCpyXlateExt", point_of(translate)},
-    {1870, "qxSTRMemAllocate", point_of(allocate)},
-    {1875, "qxSTRMemFree", point_of(release)},
-    {1510, "qxSTRSizeofNull", point_of(size_of_terminator)},
+    {{1700, point_of(get_info)}, "qxSTRGetTLBInfo"},
+    {{1710, point_of(set_path)}, "qxSTRSetTLBPath"},
+    {{1660, point_of(page_to_tag)}, "qxSTRCsidConv"},
+    {{1807, point_of(convert_tag)}, "qxSTRCsidConvExt"},
+    {{2, point_of(open_session)}, "qxSTROpenStrSession"},
+    {{3, point_of(close_session)}, "qxSTRCloseStrSession"},
+    {{1110, point_of(translate_by_name)}, "qxSTRCpyXlateX"},
+    {{1690, point_of(translate)}, "qxSTRCpyXlateExt"},
+    {{1870, point_of(allocate)}, "qxSTRMemAllocate"},
+    {{1875, point_of(release)}, "qxSTRMemFree"},
+    {{1510, point_of(size_of_terminator)}, "qxSTRSizeofNull"},
 };
 
 platform::OrdinalEntry const * load(char const * file_name) {
@@ -189,8 +187,7 @@ platform::OrdinalEntry const * load(char const * file_name) {
     ++component->loads;
     table.clear();
     for (Entry const & entry : entries) {
-        if (component->missing.count(entry.ordinal) == 0)
-            table.push_back({entry.ordinal, entry.point});
+        if (component->missing.count(entry.ordinal) == 0) table.push_back(entry);
     }
     table.push_back({0, nullptr});
     return component->is_found ? table.data() : nullptr;

@@ -1,8 +1,7 @@
 // tests/conversion_component_test.cpp - the conversion component, as the engine finds it and calls
 // it
 //
-// The samples are those of conversion.case, and of data/charset_samples.txt, whose form
-// data/make_charset_samples.py tells.
+// The samples are those of conversion.case, and of data/charset_samples.txt.
 #include "mime/MIMEQXST.hpp"
 #include "mime/nls/conversion_binding.hpp"
 #include "mime/nls/system_charset.hpp"
@@ -12,7 +11,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
-#include <regex>
 #include <thread>
 
 namespace {
@@ -29,16 +27,13 @@ struct Sample {
 
 std::vector<Sample> samples() {
     std::vector<Sample> result;
-    for (Cells const & cells : rows_of("conversion.case", "samples")) {
-        std::vector<std::string> const set = split(cells[0], '/');
-        unsigned long const page = set.size() == 2 ? std::stoul(set[1]) : 65001;
-        result.push_back({set[0], page, cells[1][0], cells[2], cells[3]});
-    }
-    for (std::string const & line : split(content_of("data/charset_samples.txt"), '\n')) {
-        std::vector<std::string> const cells = split(line, '\t');
-        if (cells.size() != 4) continue;
-        std::string const bytes = std::regex_replace(cells[2], std::regex(".."), "\\x$&");
-        result.push_back({cells[0], 65001, cells[1][0], unescaped(bytes), unescaped(cells[3])});
+    for (auto const & rows :
+         {rows_of("conversion.case", "samples"), rows_of(content_of("data/charset_samples.txt"))}) {
+        for (Cells const & cells : rows) {
+            std::vector<std::string> const set = split(cells[0], '/');
+            unsigned long const page = set.size() == 2 ? std::stoul(set[1]) : 65001;
+            result.push_back({set[0], page, cells[1][0], cells[2], cells[3]});
+        }
     }
     EXPECT_GT(result.size(), 200U);
     return result;

@@ -4,11 +4,9 @@ what mailers write under a name that means another set, stands in conversion.cas
 
     tests/data/make_charset_samples.py > tests/data/charset_samples.txt
 
-A line is the set's name in mail, the direction, the bytes in the set in hexadecimal digits, and the
-text in UTF-8, with tabs in between. The direction is "=" for text that is read so and written so,
-"<" for bytes that are read so, ">" for text that is written so. In the text, control characters and
-backslashes are written as \\xNN.
+The rows have the form of those of conversion.case.
 """
+import re
 import sys
 
 LATIN = "Grüße, ¿qué tal? «déjà vu» ½ ÆØÅ æøå þð"
@@ -137,8 +135,8 @@ def rows():
 
 def main():
     for name, direction, data, text in rows():
-        escaped = "".join(c if c >= " " and c not in "\\\x7f" else f"\\x{ord(c):02X}" for c in text)
-        print(name, direction, data.hex(), escaped, sep="\t")
+        escaped = "".join(c if c >= " " and c not in "\\|\x7f" else f"\\x{ord(c):02X}" for c in text)
+        print(name, direction, "".join(f"\\x{b:02X}" for b in data), re.sub("^ | $", r"\\s", escaped), sep=" | ")
 
 
 if __name__ == "__main__":
