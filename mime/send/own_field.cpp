@@ -2,61 +2,61 @@
 #include "mime/send/own_field.hpp"
 
 #include "mime/foundation/ascii.hpp"
+#include "mime/foundation/tokens.hpp"
 #include "mime/send/field_guard.hpp"
 
 #include <algorithm>
+#include <initializer_list>
+#include <iterator>
 
 namespace vellum {
 
 namespace {
 
-constexpr std::string_view fields_of_part[] = {
-    "Content-Type",
-    "Content-Transfer-Encoding",
-    "Content-ID",
-};
+bool is_one_of(std::string_view name, std::initializer_list<char const *> fields) {
+    return std::any_of(fields.begin(), fields.end(),
+                       [name](char const * field) { return ascii::equal(field, name); });
+}
 
-constexpr std::string_view fields_of_leaf[] = {
-    "Content-Description",
-    "Content-Disposition",
-};
+bool is_field_of_message(std::string_view name) {
+    return is_one_of(name, {RFC822::Date,
+                            RFC822::To,
+                            RFC822::cc,
+                            RFC822::bcc,
+                            RFC822::From,
+                            RFC822::Sender,
+                            RFC822::Reply_To,
+                            BureauSphere::X_To_BS,
+                            BureauSphere::X_To_Fax,
+                            BureauSphere::X_cc_BS,
+                            BureauSphere::X_cc_Fax,
+                            BureauSphere::X_bcc_BS,
+                            BureauSphere::X_bcc_Fax,
+                            BureauSphere::X_From_BS,
+                            BureauSphere::X_From_Fax,
+                            BureauSphere::X_Sender_BS,
+                            BureauSphere::X_Sender_Fax,
+                            BureauSphere::X_Reply_To_BS,
+                            BureauSphere::X_Reply_To_Fax,
+                            RFC822::In_Reply_To,
+                            RFC822::References,
+                            RFC822::Encrypted,
+                            RFC1138::Importance,
+                            RFC1138::Priority,
+                            RFC1138::Sensitivity,
+                            MDN::Disposition_notification_to,
+                            RFC822::Subject,
+                            RFC822::Message_Id,
+                            RFC1521::MIME_Version});
+}
 
-constexpr std::string_view fields_of_message[] = {
-    "Date",
-    "To",
-    "cc",
-    "bcc",
-    "From",
-    "Sender",
-    "Reply-To",
-    "X-To-BS",
-    "X-To-Fax",
-    "X-cc-BS",
-    "X-cc-Fax",
-    "X-bcc-BS",
-    "X-bcc-Fax",
-    "X-From-BS",
-    "X-From-Fax",
-    "X-Sender-BS",
-    "X-Sender-Fax",
-    "X-Reply-To-BS",
-    "X-Reply-To-Fax",
-    "In-Reply-To",
-    "References",
-    "Encrypted",
-    "Importance",
-    "Priority",
-    "Sensitivity",
-    "Disposition-Notification-To",
-    "Subject",
-    "Message-ID",
-    "MIME-Version",
-};
+bool is_field_of_part(std::string_view name) {
+    return is_one_of(
+        name, {RFC1521::Content_Type, RFC1521::Content_Transfer_Encoding, RFC1521::Content_Id});
+}
 
-template <typename Names>
-bool contains(Names const & names, std::string_view name) {
-    return std::any_of(std::begin(names), std::end(names),
-                       [name](std::string_view own) { return ascii::equal(own, name); });
+bool is_field_of_leaf(std::string_view name) {
+    return is_one_of(name, {RFC1521::Content_Description, RFC1806::Content_Disposition});
 }
 
 /// Takes a line off `bytes`, without its line end: CR LF, CR or LF.
@@ -81,9 +81,8 @@ bool is_further_line(std::string_view line) {
 } // namespace
 
 bool is_field_of_engine(std::string_view name, HeaderKind header) {
-    return contains(fields_of_part, name) ||
-           (!header.is_container && contains(fields_of_leaf, name)) ||
-           (header.is_message && contains(fields_of_message, name));
+    return is_field_of_part(name) || (!header.is_container && is_field_of_leaf(name)) ||
+           (header.is_message && is_field_of_message(name));
 }
 
 bool is_structured(std::string_view name) {
