@@ -100,7 +100,7 @@ TEST_F(TraceTest, LevelsHaveTheirCharactersAndFilesTheirLastName) {
 }
 
 TEST_F(TraceTest, SecondLogAndLogWithoutAFileStayIdle) {
-    auto const expect_idle = [this](char const * file, TMimeTraceLog const * in_use) {
+    auto const expect_idle = [](char const * file, TMimeTraceLog const * in_use) {
         TMimeTraceStream const log(file, 31);
         EXPECT_EQ(TMimeTraceLog::fsDestination, in_use);
         EXPECT_EQ(TMimeTraceLog::fsRuntimeLevel, 15u);

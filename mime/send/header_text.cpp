@@ -28,6 +28,12 @@ constexpr std::size_t longest_plain_word = HeaderFolder::longest_line - around;
 
 bool is_printable(char c) { return ascii::byte(c) > 0x20 && ascii::byte(c) < 0x7F; }
 
+bool is_plain(std::string_view text, bool in_utf8) {
+    return std::all_of(text.begin(), text.end(), [in_utf8](char c) {
+        return is_printable(c) || ascii::is_blank(c) || (in_utf8 && ascii::byte(c) > 0x7F);
+    });
+}
+
 /// Calls `take(blanks in front, word)` for each word of `text`.
 template <typename Take>
 void for_each_word(std::string_view text, Take take) {
@@ -44,12 +50,12 @@ void for_each_word(std::string_view text, Take take) {
 /// The text, which needs no encoding; nothing if it has to be encoded.
 std::optional<std::string> HeaderText::AsItStands(std::string_view text) const {
     if (has_encoded_word(text)) return {};
-    auto result = sender_.settings.utf8 ? in_utf_8(sender_, text) : std::string(text);
-    bool const stands = result && std::all_of(result->begin(), result->end(), [this](char c) {
-                            bool const in_utf8 = sender_.settings.utf8 && ascii::byte(c) > 0x7F;
-                            return is_printable(c) || ascii::is_blank(c) || in_utf8;
-                        });
-    if (!stands) result.reset();
+    if (!sender_.settings.utf8) {
+        if (is_plain(text, false)) return std::string(text);
+        return {};
+    }
+    auto result = in_utf_8(sender_, text);
+    if (result && !is_plain(*result, true)) result.reset();
     return result;
 }
 
