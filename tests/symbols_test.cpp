@@ -221,7 +221,7 @@ TEST(SymToken, holds_one_pointer_for_one_word) {
     EXPECT_NE(static_cast<char const *>(latin), RFC1521::ISO_8859_1);
     EXPECT_TRUE(latin == RFC1521::ISO_8859_1 && RFC1521::ISO_8859_1 == latin);
     EXPECT_TRUE(latin != "iso-8859-15" && latin != nullptr && text == SymToken("text"));
-    SymToken token(0);
+    SymToken token(nullptr);
     EXPECT_TRUE(!token && token == nullptr && token == SymToken() && token != "text");
     EXPECT_EQ(token = "Plain", RFC1521::plain);
     EXPECT_TRUE(token != text && !(token = nullptr));
@@ -249,7 +249,7 @@ TEST(MimeString, has_the_attributes_of_its_constructor) {
     char const * const abc = exact.begin();
     EXPECT_EQ(all_of(MimeString()), "0  US-ASCII 0 7bit");
     EXPECT_EQ(all_of(MimeString("abc")), "3 abc US-ASCII 0 7bit");
-    EXPECT_EQ(all_of(MimeString("abc", SymToken(0))), "3 abc US-ASCII 0 null");
+    EXPECT_EQ(all_of(MimeString("abc", SymToken(nullptr))), "3 abc US-ASCII 0 null");
     EXPECT_EQ(all_of(MimeString("abc", SymToken("UTF-8"))), "3 abc UTF-8 0 null");
     EXPECT_EQ(all_of(MimeString(abc, 3, 0)), "3 abc US-ASCII 0 null");
     EXPECT_EQ(all_of(MimeString(abc, 2, 1252)), "2 ab null 1252 null");

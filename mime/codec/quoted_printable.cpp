@@ -202,7 +202,7 @@ void EncodingQP::takeBetweenCharacters(unsigned char byte) {
         escape(byte);
         previous_ = '\n';
     } else if (byte == 'F' && (previous_ == '\n' || beginsEncodedLine())) {
-        CheckLineLength(1);
+        CheckLineLength(6); // "=46rom"; behind an escaped LF it doesn't begin the line
         state = f_read;
     } else if (is_escaped(byte) || (byte == '.' && (column_ == 0 || column_ >= longest_line))) {
         escape(byte);
@@ -243,8 +243,8 @@ void EncodingQP::escape(unsigned char byte) {
     output->write(escapes[byte].data(), 3);
 }
 
-/// What has been read of "From", all of it being protected where a blank follows it. There is no
-/// soft break within or before it: it stands at the start of a line.
+/// What has been read of "From", all of it being protected where a blank follows it. There is
+/// no soft break within it: room was made for it.
 void EncodingQP::writeFrom(bool blank_follows) {
     std::string_view text = from_line.substr(0, static_cast<std::size_t>(state - f_read) + 1);
     if (state == from_read && blank_follows) text = "=46rom";
