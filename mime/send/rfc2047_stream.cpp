@@ -7,7 +7,6 @@
 #include "mime/codec/base64.hpp"
 #include "mime/foundation/ascii.hpp"
 #include "mime/nls/charset.hpp"
-#include "mime/nls/translator.hpp"
 #include "mime/send/delimited.hpp"
 #include "mime/send/encoder_in_use.hpp"
 #include "mime/send/field_guard.hpp"
@@ -82,20 +81,8 @@ void oRFC2047Stream::WritePlain(bool already_encoded) {
 }
 
 void oRFC2047Stream::WriteTranslated() {
-    NLS_CharSet * const set = vellum::set_in_use(*sender_, true);
-    vellum::TranslatorInUse translator(
-        NLS::Create(set, &sender_->translator_cache, sender_->factories));
-    if (!translator) return WriteEncodedWord(*set, text());
-    if (translator->Takes_Pieces(set)) {
-        // Only so it is told that the text ends, and waits for no rest of a character.
-        oSimpleStream translated;
-        WriteEncodedWord(*set, vellum::translated_piece(*translator, text(), true, translated));
-        return;
-    }
-    constexpr long terminators = 2; // for text of double bytes; not part of it
-    put('\0').put('\0').oPutPtr(-terminators);
-    vellum::Translation const translation(*translator, text());
-    WriteEncodedWord(*set, translation.result());
+    vellum::HeaderTranslation const translation(*sender_);
+    WriteEncodedWord(translation.set(), translation.Translate(text()));
 }
 
 void oRFC2047Stream::WriteEncodedWord(NLS_CharSet const & character_set, std::string_view text) {

@@ -75,7 +75,12 @@ unsigned long code_page_like(NLS_CharSet const & set) {
     return NLS::PlatformCodePage;
 }
 
-std::string translated(NLS_Translator & translator, std::string_view text) {
+std::string translated(NLS_Translator & translator, NLS_CharSet & set, std::string_view text) {
+    if (translator.Takes_Pieces(&set)) {
+        // Only so it is told that the text ends, and waits for no rest of a character.
+        oSimpleStream room;
+        return std::string(translated_piece(translator, text, true, room));
+    }
     std::string source(text);
     source.append(2, '\0'); // for text of double bytes; not part of it
     return std::string(
@@ -90,7 +95,7 @@ HeaderTranslation::HeaderTranslation(MimeSender & sender)
       code_page_(translator_ ? NLS::PlatformCodePage : code_page_like(set_)) {}
 
 std::string HeaderTranslation::Translate(std::string_view text) const {
-    return translator_ ? translated(*translator_, text) : std::string(text);
+    return translator_ ? translated(*translator_, set_, text) : std::string(text);
 }
 
 std::size_t HeaderTranslation::WholeCharacters(std::string_view text, std::size_t size) const {
@@ -110,7 +115,7 @@ std::optional<std::string> in_utf_8(MimeSender & sender, std::string_view text) 
         TranslatorInUse const translator(
             NLS::Create(&NLS::UTF_8, &sender.translator_cache, sender.factories));
         if (!translator) return {};
-        result = translated(*translator, text);
+        result = translated(*translator, NLS::UTF_8, text);
     }
     if (!utf_8::is_valid(result)) return {};
     return result;
